@@ -1,0 +1,17 @@
+// From answer bytes to a tag's value, scaled by the meter's constant and factors.
+#pragma once
+
+#include <cstdint>
+
+namespace ostrel {
+
+class CDeviceTag;
+class CProtocol;
+
+/// Decodes AnswerBuffer (event logs: LogCache) into the tag under the host's tag lock; always 1.
+std::uint32_t DecodeTag(CProtocol& protocol, CDeviceTag& tag, std::uint32_t device);
+
+/// Exchanges two bytes in place: meters send the high one first.
+void SwapBytes16(std::uint8_t* bytes);
+
+}  // namespace ostrel

@@ -1,0 +1,52 @@
+// The one loop that sends a request and gathers its answer. Six operations use it with small differences, which are
+// values of a policy; what each does after the loop (report, link state, decoding) stays with the operation, since the
+// orders differ.
+//
+// The loop counts a pass as a try when nothing of an answer is left in the buffer after it, so an answer that comes in
+// pieces is gathered however few tries there are. Answers with a bad check count as incomplete: reading goes on until a
+// pass brings nothing, and the request is sent again.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+namespace ostrel {
+
+class CProtocol;
+
+/// What a four-byte answer with the status "access channel closed" leads to, if it is the whole answer.
+enum class OnClosedChannel { Validate, OpenLevel1, OpenAccess };
+/// Where a busy answer is recognised; it counts as a try in any case.
+enum class OnBusy { Validate, RetryBeforeCheck, RetryAfterCheck };
+
+/// A meter that grants access but keeps answering that its channel is closed would hold the line for ever, and Stop with
+/// it. After this many openings in one transaction the access counts as failed.
+inline constexpr int kMaxReopenings = 8;
+
+struct ExchangePolicy {
+  std::uint32_t room;            // bytes asked for at the start; a continuation asks for the rest
+  std::uint32_t expectedLength;  // given to ValidateAnswer; 0 = any
+  bool lowersRetryCountWhenStopped;
+  OnClosedChannel onClosedChannel;
+  OnBusy onBusy;
+  std::uint32_t pauseAfterRejectedMs;
+  std::uint32_t* keptLength;     // counts the bytes of the answer, or null
+};
+
+struct [[nodiscard]] ExchangeOutcome {
+  bool valid;
+  std::uint8_t code;  // last AnswerCheck, 4 after silence, 0 before the first result
+  std::uint32_t received;  // bytes of the valid answer, 0 otherwise
+};
+
+/// Sends `request` to the meter until a valid answer stands in `answer` (at least policy.room bytes) or the tries are used
+/// up. The caller holds ExchangeLock.
+ExchangeOutcome RunExchange(CProtocol& protocol, std::uint32_t device, std::span<const std::uint8_t> request,
+                            std::uint8_t* answer, const ExchangePolicy& policy);
+
+/// One whole transaction under ExchangeLock: retries, level-1 reopening, link state, message. 1 when `answer` holds an
+/// answer of exactly `expectedLength` bytes; on 0 the buffer is not to be used. 0 for a device outside the table.
+std::uint32_t ExecuteRequest(CProtocol& protocol, std::uint32_t device, const std::uint8_t* request, std::uint32_t requestLength,
+                             std::uint8_t* answer, std::uint32_t expectedLength);
+
+}  // namespace ostrel

@@ -1,0 +1,83 @@
+// The tag namespace, fixed at build time: 244 tags of current data with the request that reads each, and 228 history tags.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+
+namespace ostrel {
+
+inline constexpr std::uint32_t kFirstDaId = 20000;
+inline constexpr std::uint32_t kDaTagCount = 244;
+inline constexpr std::uint32_t kLastDaId = kFirstDaId + kDaTagCount - 1;
+inline constexpr std::uint32_t kFirstHdaId = 40000;
+inline constexpr std::uint32_t kHdaTagCount = 228;
+inline constexpr std::uint32_t kLastHdaId = kFirstHdaId + kHdaTagCount - 1;
+inline constexpr std::uint32_t kFirstDescriptionId = 30000;
+
+/// One current-data tag, ten numbers in the order in which the host gets them.
+struct TagDescriptor {
+  std::uint32_t DataType;        // VARIANT type
+  std::uint32_t Code;            // request code
+  std::uint32_t Param;           // selector within the request
+  std::uint32_t SubParam;        // second selector
+  std::uint32_t RequestLength;   // bytes with check; 0: no request
+  std::uint32_t Access;          // 1 read, 3 read and write, 0 none
+  std::uint32_t WriteLength;     // bytes of the write command with check; 0: none
+  std::uint32_t WriteParam;      // parameter number of the write; for event logs the record's part
+  std::uint32_t Aux;             // the host's
+  std::uint32_t ExpectedLength;  // bytes of the answer with address and check; 0: any
+};
+static_assert(sizeof(TagDescriptor) == 40);
+
+[[nodiscard]] const std::array<TagDescriptor, kDaTagCount>& TagDescriptors();
+/// VARIANT types of the history tags.
+[[nodiscard]] const std::array<std::uint32_t, kHdaTagCount>& HistoryDataTypes();
+
+enum HistoryClass : std::uint32_t {
+  kHistoryDay = 0,
+  kHistoryMonth = 1,
+  kHistoryYear = 2,
+  kHistoryProfile = 3,
+  kHistoryAdditionalProfile = 4,
+  kHistoryThirdProfile = 5,
+  kHistoryCumulativeDay = 6,
+  kHistoryCumulativeMonth = 7,
+  kHistoryCumulativeYear = 8,
+};
+
+/// Class of every history tag id.
+[[nodiscard]] std::map<std::uint32_t, std::uint32_t> MakeHistoryClassMap();
+
+/// Whether a meter type has a tag. Ids below a branch's first count as the current-data tables have them.
+[[nodiscard]] bool SupportsDaTag(std::uint32_t meterType, std::uint32_t id);
+[[nodiscard]] bool SupportsHdaTag(std::uint32_t meterType, std::uint32_t id);
+
+/// Tag numbers (id - 20000) that the acquisition treats by name.
+enum TagNumber : std::uint32_t {
+  kTagMeterConstant = 4,
+  kTagVoltageCoefficient = 6,
+  kTagCurrentCoefficient = 7,
+  kTagCoefficient = 8,
+  kTagPowerPPhase1 = 49,
+  kTagPowerPPhase2 = 56,
+  kTagPowerPPhase3 = 63,
+  kTagPowerPSum = 70,
+  kTagTimeCorrection = 97,
+  kTagTimeSetup = 98,
+  kTagIndicationPeriod = 99,
+  kTagTransitionInhibitCommand = 100,
+  kTagLogNumber = 102,
+  kTagFirstLog = 103,
+  kTagLastFirstLogRecord = 106,
+  kTagLastLog = 182,
+  kTagMeterType = 183,
+  kTagIndicationRecoveryCommand = 185,
+  kTagConnectionState = 210,
+  kTagExchange = 211,
+  kTagFirstLimit = 212,
+  kTagLastLimit = 242,
+  kTagTemperature = 243,
+};
+
+}  // namespace ostrel

@@ -1,0 +1,24 @@
+// Text: the host and the string table speak code page 1251, tags hold UTF-16, people and files of ours UTF-8. Always by
+// code page 1251, never by the system's code page. A character that has no place becomes '?'.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/com.h"
+
+namespace ostrel::platform {
+
+using OleString = std::basic_string<OLECHAR>;
+
+[[nodiscard]] OleString Cp1251ToOle(std::string_view text);
+[[nodiscard]] std::string OleToCp1251(std::basic_string_view<OLECHAR> text);
+[[nodiscard]] std::string Cp1251ToUtf8(std::string_view text);
+[[nodiscard]] std::string Utf8ToCp1251(std::string_view text);
+[[nodiscard]] std::string OleToUtf8(std::basic_string_view<OLECHAR> text);
+[[nodiscard]] OleString Utf8ToOle(std::string_view text);
+
+/// Sets the run-time's locale to code page 1251 where the system has it; elsewhere nothing changes.
+void UseCp1251Locale();
+
+}  // namespace ostrel::platform

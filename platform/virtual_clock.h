@@ -1,0 +1,45 @@
+// A clock for tests: Sleep advances it and returns at once. A limit lets a test run a background thread up to an exact
+// moment: the thread that would sleep past it waits there until the limit moves.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <limits>
+#include <mutex>
+
+#include "platform/clock.h"
+
+namespace ostrel::platform {
+
+class VirtualClock final : public Clock {
+ public:
+  explicit VirtualClock(std::int64_t utcMilliseconds, std::uint32_t tickCount = 0);
+
+  std::uint32_t TickCount() override;
+  std::int64_t UtcMilliseconds() override;
+  void Sleep(std::uint32_t milliseconds) override;
+
+  /// Moves both clocks on by hand.
+  void Advance(std::int64_t milliseconds);
+  /// Sets the wall clock without touching the tick count, as an operator would.
+  void SetUtcMilliseconds(std::int64_t utcMilliseconds);
+  /// Milliseconds that have passed on the tick count since construction, not wrapped.
+  [[nodiscard]] std::int64_t Elapsed();
+
+  /// Sleepers may not pass this elapsed time; they wait (in real time, without polling) until it moves. No limit at first.
+  void SetLimit(std::int64_t elapsedMilliseconds);
+  void ClearLimit();
+  /// Waits until a sleeper stands at the limit.
+  void WaitForLimit();
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::int64_t start_utc_;
+  std::uint32_t start_tick_;
+  std::int64_t elapsed_ = 0;
+  std::int64_t limit_ = std::numeric_limits<std::int64_t>::max();
+  int waiting_ = 0;
+};
+
+}  // namespace ostrel::platform
