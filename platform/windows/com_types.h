@@ -15,3 +15,6 @@
 
 #include <cstddef>
 #include <cstdint>
+
+// Names of ours that the system's headers make macros of.
+#undef ReportEvent

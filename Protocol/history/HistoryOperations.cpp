@@ -1,0 +1,78 @@
+// What the host asks about history tags. The archives themselves are not read by this version: a listing, a check and a
+// read fail, so that no value and no time is given that did not come from a meter.
+#include "Protocol/history/MeterParameters.h"
+#include "Protocol/model/TagCatalogue.h"
+#include "Protocol/object/CProtocol.h"
+
+namespace ostrel {
+namespace {
+
+constexpr std::int32_t kIntervalUnknown = -1;
+constexpr std::int32_t kIntervalProfile = 0;
+constexpr std::int32_t kIntervalDay = 2;
+constexpr std::int32_t kIntervalMonth = 3;
+constexpr std::int32_t kIntervalYear = 4;
+
+/// Records that a meter type keeps, by history class.
+struct DepthRow {
+  std::uint32_t meterType;
+  std::uint32_t depth[9];
+};
+
+constexpr DepthRow kDepths[] = {
+    {.meterType = 0, .depth = {1, 11, 1, 8192, 0, 0, 0, 0, 0}},
+    {.meterType = 1, .depth = {30, 11, 1, 8192, 8192, 0, 31, 12, 2}},
+    {.meterType = 2, .depth = {1, 11, 1, 4096, 4096, 0, 2, 12, 2}},
+    {.meterType = 3, .depth = {1, 11, 1, 4096, 4096, 0, 2, 12, 2}},
+    {.meterType = 6, .depth = {1, 12, 1, 8192, 8192, 0, 2, 13, 2}},
+    {.meterType = 7, .depth = {1, 12, 1, 8192, 8192, 0, 2, 13, 2}},
+    {.meterType = 8, .depth = {30, 12, 1, 8192, 8192, 8192, 0, 0, 0}},
+    {.meterType = 11, .depth = {1, 12, 1, 8192, 8192, 0, 2, 13, 2}},
+    {.meterType = 12, .depth = {1, 11, 1, 8192, 0, 0, 2, 12, 2}},
+};
+
+std::int32_t ProfileInterval(CProtocol& protocol, std::uint32_t device, std::uint32_t historyClass, std::uint32_t* period) {
+  if (period == nullptr) return kIntervalUnknown;
+  *period = ReadProfilePeriod(protocol, device, static_cast<Profile>(historyClass - kHistoryProfile));
+  return *period != 0 ? kIntervalProfile : kIntervalUnknown;
+}
+
+}  // namespace
+
+std::uint32_t STDMETHODCALLTYPE CProtocol::GetHistoryDepth(std::uint32_t meterType, std::uint32_t tagId) {
+  const auto found = HistoryClassMap.find(tagId);
+  if (found == HistoryClassMap.end()) return 0;
+  for (const DepthRow& row : kDepths) {
+    if (row.meterType == meterType) return row.depth[found->second];
+  }
+  return 0;
+}
+
+std::int32_t STDMETHODCALLTYPE CProtocol::GetHistoryInterval(std::uint32_t tagId, std::uint32_t device, std::uint32_t* period) {
+  const auto found = HistoryClassMap.find(tagId);
+  if (found == HistoryClassMap.end()) return kIntervalUnknown;
+  switch (found->second) {
+    case kHistoryDay:
+    case kHistoryCumulativeDay:
+      return kIntervalDay;
+    case kHistoryMonth:
+    case kHistoryCumulativeMonth:
+      return kIntervalMonth;
+    case kHistoryYear:
+    case kHistoryCumulativeYear:
+      return kIntervalYear;
+    default:
+      return ProfileInterval(*this, device, found->second, period);
+  }
+}
+
+std::uint32_t STDMETHODCALLTYPE CProtocol::GetHistoryTimestamps(std::uint32_t, std::uint32_t, std::uint32_t, FILETIME*, FILETIME*,
+                                                                TimestampList*) {
+  return 0;
+}
+
+std::uint32_t STDMETHODCALLTYPE CProtocol::CheckHistoryTimestamp(std::uint32_t, std::uint32_t, std::uint32_t, FILETIME*) { return 0; }
+
+std::uint32_t STDMETHODCALLTYPE CProtocol::ReadHistoryValue(std::uint32_t, const HistoryItem*, FILETIME, HistoryValue*) { return 0; }
+
+}  // namespace ostrel

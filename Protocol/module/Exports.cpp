@@ -1,0 +1,30 @@
+// The module's entry points. No exception leaves them.
+#include <new>
+
+#include "Protocol/module/CoFactory.h"
+#include "Protocol/module/ModuleCounts.h"
+#include "Protocol/object/Interfaces.h"
+#include "platform/export.h"
+
+#if defined(_WIN32)
+#define OSTREL_ENTRY extern "C" HRESULT __stdcall
+#else
+#define OSTREL_ENTRY extern "C" OSTREL_EXPORT HRESULT
+#endif
+
+OSTREL_ENTRY DllGetClassObject(REFCLSID classId, REFIID iid, void** object) {
+  if (object == nullptr) return E_POINTER;
+  *object = nullptr;
+  if (!ostrel::platform::SameGuid(classId, ostrel::CLSID_Protocol)) return CLASS_E_CLASSNOTAVAILABLE;
+  auto* const factory = new (std::nothrow) ostrel::CoFactory;
+  if (factory == nullptr) return E_OUTOFMEMORY;
+  factory->AddRef();
+  const HRESULT result = factory->QueryInterface(iid, object);
+  factory->Release();
+  return result;
+}
+
+OSTREL_ENTRY DllCanUnloadNow() {
+  const ostrel::ModuleCounts& counts = ostrel::Counts();
+  return counts.locks == 0 && counts.factories == 0 && counts.objects == 0 ? S_OK : S_FALSE;
+}

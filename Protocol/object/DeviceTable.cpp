@@ -1,0 +1,35 @@
+// The meters of a channel and the tags handed to them. No lock is taken here: a host that changes the table while the poll
+// thread runs brackets the change with LockPoll and UnlockPoll.
+#include <new>
+
+#include "Protocol/object/CProtocol.h"
+
+namespace ostrel {
+
+DeviceEntry* CProtocol::Device(std::uint32_t index) {
+  return index < Channel.Devices.Size() ? &Channel.Devices[index] : nullptr;
+}
+
+std::int32_t STDMETHODCALLTYPE CProtocol::AddDevice(const DeviceEntry* config) {
+  if (config == nullptr || !Channel.Devices.Append(*config)) return -1;
+  return static_cast<std::int32_t>(Channel.Devices.Size() - 1);
+}
+
+void STDMETHODCALLTYPE CProtocol::RemoveDevice(std::int32_t index) {
+  if (index < 0) return;
+  DeviceEntry* const entry = Device(static_cast<std::uint32_t>(index));
+  if (entry == nullptr) return;
+  // Hosts never free a tag that they handed over, so those of a removed meter live as long as this object.
+  RetiredTags.insert(RetiredTags.end(), entry->Tags.begin(), entry->Tags.end());
+  RetiredAux.insert(RetiredAux.end(), entry->AuxList.begin(), entry->AuxList.end());
+  Channel.Devices.RemoveAt(static_cast<std::uint32_t>(index));
+}
+
+void STDMETHODCALLTYPE CProtocol::AddTag(std::uint32_t device, CDeviceTag* tag) {
+  if (tag == nullptr) return;
+  DeviceEntry* const entry = Device(device);
+  if (entry == nullptr) return;
+  entry->Tags.Append(tag);
+}
+
+}  // namespace ostrel
