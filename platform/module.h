@@ -8,6 +8,9 @@ namespace ostrel::platform {
 /// Path of the running program's file, UTF-8.
 [[nodiscard]] std::string ProgramPath();
 
+/// Full path of the module or program that the calling code was linked into, UTF-8; empty when it cannot be told.
+[[nodiscard]] std::string OwnModulePath();
+
 /// File name of a module by its plain name: libNAME.so, NAME.dll.
 [[nodiscard]] std::string ModuleFileName(const std::string& name);
 

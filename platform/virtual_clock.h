@@ -33,6 +33,9 @@ class VirtualClock final : public Clock {
   void WaitForLimit();
 
  private:
+  /// Under the lock. Every sleeper looks again, and those that must still wait count themselves anew.
+  void WakeSleepers();
+
   std::mutex mutex_;
   std::condition_variable changed_;
   std::int64_t start_utc_;
@@ -40,6 +43,7 @@ class VirtualClock final : public Clock {
   std::int64_t elapsed_ = 0;
   std::int64_t limit_ = std::numeric_limits<std::int64_t>::max();
   int waiting_ = 0;
+  std::uint64_t changes_ = 0;
 };
 
 }  // namespace ostrel::platform

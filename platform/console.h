@@ -1,0 +1,39 @@
+// The terminal of a program that people run: a request to end, the window it may draw in, and lines that are typed.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace ostrel::platform {
+
+/// From here on Ctrl-C and a polite request to end only set the flag that Interrupted reads; a second one ends the
+/// process as the system has it.
+void CatchInterrupt();
+[[nodiscard]] bool Interrupted();
+
+/// Makes the console take UTF-8 and escape sequences.
+void PrepareConsole();
+
+struct TerminalSize {
+  std::uint32_t columns = 80;
+  std::uint32_t rows = 24;
+};
+
+/// Whether standard output is a terminal that a table can be redrawn on.
+[[nodiscard]] bool OutputIsTerminal();
+[[nodiscard]] TerminalSize OutputSize();
+
+/// Lines of standard input, without stopping for them.
+class LineInput {
+ public:
+  /// Waits up to `milliseconds` for a whole line and takes it without its end; false when none came. Waits also when the
+  /// input has ended, so that a loop around it does not spin.
+  [[nodiscard]] bool Take(std::string& line, std::uint32_t milliseconds);
+
+ private:
+  bool TakeBuffered(std::string& line);
+  std::string buffer_;
+  bool ended_ = false;
+};
+
+}  // namespace ostrel::platform

@@ -1,0 +1,73 @@
+#include "platform/console.h"
+
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+
+namespace ostrel::platform {
+namespace {
+
+volatile std::sig_atomic_t interrupted = 0;
+
+void OnSignal(int) { interrupted = 1; }
+
+// A background job that reads its terminal is stopped by the system.
+bool MayReadInput() { return isatty(STDIN_FILENO) == 0 || tcgetpgrp(STDIN_FILENO) == getpgrp(); }
+
+void Pause(std::uint32_t milliseconds) { poll(nullptr, 0, static_cast<int>(milliseconds)); }
+
+}  // namespace
+
+void CatchInterrupt() {
+  struct sigaction action = {};
+  action.sa_handler = OnSignal;
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  sigemptyset(&action.sa_mask);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaction(number, &action, nullptr);
+}
+
+bool Interrupted() { return interrupted != 0; }
+
+void PrepareConsole() { std::signal(SIGPIPE, SIG_IGN); }
+
+bool OutputIsTerminal() { return isatty(STDOUT_FILENO) != 0; }
+
+TerminalSize OutputSize() {
+  winsize size = {};
+  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) return {};
+  return {.columns = size.ws_col, .rows = size.ws_row};
+}
+
+bool LineInput::TakeBuffered(std::string& line) {
+  const std::size_t end = buffer_.find('\n');
+  if (end == std::string::npos) return false;
+  line = buffer_.substr(0, end);
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  buffer_.erase(0, end + 1);
+  return true;
+}
+
+bool LineInput::Take(std::string& line, std::uint32_t milliseconds) {
+  if (TakeBuffered(line)) return true;
+  if (ended_ || !MayReadInput()) {
+    Pause(milliseconds);
+    return false;
+  }
+  pollfd input = {.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
+  if (poll(&input, 1, static_cast<int>(milliseconds)) <= 0) return false;
+  char bytes[512];
+  const ssize_t count = read(STDIN_FILENO, bytes, sizeof bytes);
+  if (count > 0) {
+    buffer_.append(bytes, static_cast<std::size_t>(count));
+  } else if (count == 0 || errno != EINTR) {
+    ended_ = true;
+    if (!buffer_.empty()) buffer_ += '\n';
+  }
+  return TakeBuffered(line);
+}
+
+}  // namespace ostrel::platform

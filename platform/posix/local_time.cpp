@@ -1,0 +1,69 @@
+// The offsets in force a day before and a day after decide, and nothing else: mktime would let its last result weigh in.
+#include "platform/local_time.h"
+
+#include <time.h>
+
+#include <algorithm>
+
+namespace ostrel::platform {
+namespace {
+
+constexpr std::int64_t kDay = 86'400;
+/// The end of year 3000 UTC, where the 64-bit time functions of Windows end too.
+constexpr std::int64_t kLastSecond = 32'535'215'999;
+
+bool Convert(std::int64_t seconds, tm& local) {
+  const time_t time = seconds;
+  return localtime_r(&time, &local) != nullptr;
+}
+
+/// Seconds that local time is ahead of UTC at an instant.
+std::int64_t OffsetAt(std::int64_t seconds) {
+  tm local{};
+  return Convert(seconds, local) ? local.tm_gmtoff : 0;
+}
+
+std::int64_t Resolve(std::int64_t wallClock) {
+  const std::int64_t before = OffsetAt(wallClock - kDay);
+  const std::int64_t after = OffsetAt(wallClock + kDay);
+  const std::int64_t byBefore = wallClock - before;
+  const std::int64_t byAfter = wallClock - after;
+  const bool beforeHolds = OffsetAt(byBefore) == before;
+  const bool afterHolds = OffsetAt(byAfter) == after;
+  if (beforeHolds && afterHolds) return std::max(byBefore, byAfter);
+  if (!beforeHolds && !afterHolds) return std::min(byBefore, byAfter);
+  return beforeHolds ? byBefore : byAfter;
+}
+
+}  // namespace
+
+std::optional<std::int64_t> SecondsFromLocal(const LocalFields& fields) {
+  if (fields.year < 1970 || fields.year > 3000) return std::nullopt;
+  tm wallClock{};
+  wallClock.tm_year = fields.year - 1900;
+  wallClock.tm_mon = fields.month - 1;
+  wallClock.tm_mday = fields.day;
+  wallClock.tm_hour = fields.hour;
+  wallClock.tm_min = fields.minute;
+  wallClock.tm_sec = fields.second;
+  tzset();
+  const std::int64_t seconds = Resolve(timegm(&wallClock));
+  if (seconds < 0 || seconds > kLastSecond) return std::nullopt;
+  return seconds;
+}
+
+std::optional<LocalFields> LocalFromSeconds(std::int64_t seconds) {
+  if (seconds < 0 || seconds > kLastSecond) return std::nullopt;
+  tzset();
+  tm local{};
+  if (!Convert(seconds, local)) return std::nullopt;
+  return LocalFields{.year = local.tm_year + 1900,
+                     .month = local.tm_mon + 1,
+                     .day = local.tm_mday,
+                     .hour = local.tm_hour,
+                     .minute = local.tm_min,
+                     .second = local.tm_sec,
+                     .day_of_week = local.tm_wday};
+}
+
+}  // namespace ostrel::platform

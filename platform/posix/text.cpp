@@ -1,0 +1,9 @@
+#include "platform/text.h"
+
+#include <clocale>
+
+namespace ostrel::platform {
+
+void UseCp1251Locale() { static_cast<void>(std::setlocale(LC_ALL, "ru_RU.CP1251")); }
+
+}  // namespace ostrel::platform

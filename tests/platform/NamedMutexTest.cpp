@@ -1,0 +1,159 @@
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+
+#include "platform/named_mutex.h"
+#include "platform/text.h"
+
+namespace ostrel::platform {
+namespace {
+
+OleString NameOf(const std::string& text) { return Utf8ToOle(text + " " + std::to_string(getpid())); }
+
+class OpenMutex {
+ public:
+  explicit OpenMutex(const OleString& name) : handle_(OpenNamedMutex(name.c_str())) {}
+  ~OpenMutex() { CloseNamedMutex(handle_); }
+  OpenMutex(const OpenMutex&) = delete;
+  OpenMutex& operator=(const OpenMutex&) = delete;
+  operator NamedMutexHandle() const { return handle_; }
+
+ private:
+  NamedMutexHandle handle_;
+};
+
+/// A counter that processes share. Its steps are lost as soon as two of them interleave.
+class SharedCounter {
+ public:
+  static constexpr int kSteps = 2000;
+
+  SharedCounter()
+      : value_(new (mmap(nullptr, sizeof(Value), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)) Value(0)) {}
+  ~SharedCounter() { munmap(value_, sizeof(Value)); }
+
+  void CountUnder(NamedMutexHandle mutex) {
+    for (int i = 0; i < kSteps; ++i) Step(mutex);
+  }
+  void CountWithANewHandleEachTime(const OleString& name) {
+    for (int i = 0; i < kSteps; ++i) Step(OpenMutex(name));
+  }
+  int Total() const { return *value_; }
+
+ private:
+  using Value = std::atomic<int>;
+
+  void Step(NamedMutexHandle mutex) {
+    if (!LockNamedMutex(mutex)) return;
+    const int before = *value_;
+    sched_yield();
+    *value_ = before + 1;
+    UnlockNamedMutex(mutex);
+  }
+
+  Value* value_;
+};
+
+template <class Work>
+pid_t InAnotherProcess(Work work) {
+  const pid_t child = fork();
+  if (child == 0) {
+    work();
+    _exit(0);
+  }
+  return child;
+}
+
+void WaitFor(pid_t child) {
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+}
+
+TEST(NamedMutex, ExcludesAnotherProcess) {
+  const OleString name = NameOf("C:\\папка/trace.log");
+  SharedCounter counter;
+  const pid_t child = InAnotherProcess([&] { counter.CountUnder(OpenMutex(name)); });
+  counter.CountUnder(OpenMutex(name));
+  WaitFor(child);
+  EXPECT_EQ(counter.Total(), 2 * SharedCounter::kSteps);
+}
+
+TEST(NamedMutex, ExcludesProcessesThatOpenItForEveryUse) {
+  const OleString name = NameOf("short handles");
+  SharedCounter counter;
+  const pid_t child = InAnotherProcess([&] { counter.CountWithANewHandleEachTime(name); });
+  counter.CountWithANewHandleEachTime(name);
+  WaitFor(child);
+  EXPECT_EQ(counter.Total(), 2 * SharedCounter::kSteps);
+}
+
+TEST(NamedMutex, ExcludesThreadsWithHandlesOfTheirOwnAndWithASharedOne) {
+  const OleString name = NameOf("threads");
+  const OpenMutex first(name);
+  const OpenMutex second(name);
+  SharedCounter counter;
+  std::thread withFirst([&] { counter.CountUnder(first); });
+  std::thread alsoWithFirst([&] { counter.CountUnder(first); });
+  counter.CountUnder(second);
+  withFirst.join();
+  alsoWithFirst.join();
+  EXPECT_EQ(counter.Total(), 3 * SharedCounter::kSteps);
+}
+
+TEST(NamedMutex, IsFreeAfterItsOwnerDied) {
+  const OleString name = NameOf("abandoned");
+  const OpenMutex mutex(name);
+  WaitFor(InAnotherProcess([&] {
+    const NamedMutexHandle left = OpenNamedMutex(name.c_str());
+    if (!LockNamedMutex(left)) _exit(1);
+  }));
+  EXPECT_TRUE(LockNamedMutex(mutex));
+  UnlockNamedMutex(mutex);
+}
+
+TEST(NamedMutex, TheHoldingThreadMayLockAgain) {
+  const OleString name = NameOf("again");
+  const OpenMutex mutex(name);
+  ASSERT_TRUE(LockNamedMutex(mutex));
+  ASSERT_TRUE(LockNamedMutex(mutex));
+  UnlockNamedMutex(mutex);
+  SharedCounter counter;
+  std::thread other([&] { counter.CountUnder(OpenMutex(name)); });
+  EXPECT_EQ(counter.Total(), 0);
+  UnlockNamedMutex(mutex);
+  other.join();
+  EXPECT_EQ(counter.Total(), SharedCounter::kSteps);
+}
+
+TEST(NamedMutex, NamesAreComparedWhole) {
+  const std::string manyCharacters(400, 'x');
+  const std::pair<std::string, std::string> kDifferent[] = {
+      {"a/b", "a\\b"}, {"a", "A"}, {"%41", "A"}, {"трасса", "трассы"}, {manyCharacters + "1", manyCharacters + "2"}, {"", " "},
+  };
+  for (const auto& [left, right] : kDifferent) {
+    SCOPED_TRACE(left.substr(0, 20) + " and " + right.substr(0, 20));
+    const OpenMutex one(Utf8ToOle(std::to_string(getpid()) + left));
+    const OpenMutex other(Utf8ToOle(std::to_string(getpid()) + right));
+    // Were they one mutex, the second of these would wait for ever.
+    ASSERT_TRUE(LockNamedMutex(one));
+    ASSERT_TRUE(LockNamedMutex(other));
+    UnlockNamedMutex(other);
+    UnlockNamedMutex(one);
+  }
+}
+
+TEST(NamedMutex, NoMutexCannotBeLocked) {
+  EXPECT_EQ(OpenNamedMutex(nullptr), kNoMutex);
+  EXPECT_FALSE(LockNamedMutex(kNoMutex));
+  UnlockNamedMutex(kNoMutex);
+  CloseNamedMutex(kNoMutex);
+}
+
+}  // namespace
+}  // namespace ostrel::platform

@@ -1,0 +1,113 @@
+// FILETIME, BSTR and the string table.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "platform/posix/string_table.h"
+#include "platform/resources.h"
+#include "platform/text.h"
+#include "platform/variant.h"
+
+namespace ostrel::platform {
+
+/// This program's own table, in the place of the generated one.
+std::span<const StringTableEntry> CompiledStringTable() {
+  static constexpr StringTableEntry kTable[] = {{3, "three"}, {300, "Нет ответа"}, {301, ""}, {65535, "last"}, {65836, "beyond"}};
+  return kTable;
+}
+
+namespace {
+
+bool SameFields(const SYSTEMTIME& left, const SYSTEMTIME& right) { return std::memcmp(&left, &right, sizeof left) == 0; }
+
+struct Conversion {
+  std::uint64_t ticks;
+  SYSTEMTIME fields;  // year, month, day of week, day, hour, minute, second, millisecond
+};
+
+constexpr Conversion kConversions[] = {
+    {0, {1601, 1, 1, 1, 0, 0, 0, 0}},
+    {116'444'736'000'000'000, {1970, 1, 4, 1, 0, 0, 0, 0}},
+    {116'444'736'000'000'000 + 9'516'958'471'230'000, {2000, 2, 0, 27, 23, 57, 27, 123}},
+    {125'963'424'000'000'000, {2000, 3, 3, 1, 0, 0, 0, 0}},
+    {0x7FFF'35F4'F06C'58F0, {30827, 12, 5, 31, 23, 59, 59, 999}},
+};
+
+TEST(FileTime, ConvertsBothWays) {
+  for (const Conversion& row : kConversions) {
+    SCOPED_TRACE(row.ticks);
+    const FILETIME time = {static_cast<DWORD>(row.ticks), static_cast<DWORD>(row.ticks >> 32)};
+    SYSTEMTIME fields{};
+    ASSERT_TRUE(FileTimeToFields(time, fields));
+    EXPECT_TRUE(SameFields(fields, row.fields)) << fields.wYear << "-" << fields.wMonth << "-" << fields.wDay << " weekday "
+                                                << fields.wDayOfWeek << " " << fields.wHour << ":" << fields.wMinute;
+    FILETIME back{};
+    SYSTEMTIME anyWeekday = row.fields;
+    anyWeekday.wDayOfWeek = 77;
+    ASSERT_TRUE(FieldsToFileTime(anyWeekday, back));
+    EXPECT_EQ(std::uint64_t{back.dwHighDateTime} << 32 | back.dwLowDateTime, row.ticks);
+  }
+}
+
+TEST(FileTime, RefusesImpossibleFieldsAndLeavesTheResultAlone) {
+  constexpr SYSTEMTIME kImpossible[] = {
+      {1600, 12, 0, 31, 0, 0, 0, 0}, {30828, 1, 0, 1, 0, 0, 0, 0},   {2026, 0, 0, 1, 0, 0, 0, 0},
+      {2026, 13, 0, 1, 0, 0, 0, 0},  {2026, 1, 0, 0, 0, 0, 0, 0},    {2026, 2, 0, 29, 0, 0, 0, 0},
+      {2100, 2, 0, 29, 0, 0, 0, 0},  {2026, 4, 0, 31, 0, 0, 0, 0},   {2026, 257, 0, 1, 0, 0, 0, 0},
+      {2026, 1, 0, 257, 0, 0, 0, 0}, {2026, 1, 0, 1, 24, 0, 0, 0},   {2026, 1, 0, 1, 0, 60, 0, 0},
+      {2026, 1, 0, 1, 0, 0, 60, 0},  {2026, 1, 0, 1, 0, 0, 0, 1000}, {65535, 65535, 0, 65535, 0, 0, 0, 0},
+  };
+  for (const SYSTEMTIME& fields : kImpossible) {
+    SCOPED_TRACE(std::to_string(fields.wYear) + "-" + std::to_string(fields.wMonth) + "-" + std::to_string(fields.wDay));
+    FILETIME time = {1, 2};
+    EXPECT_FALSE(FieldsToFileTime(fields, time));
+    EXPECT_EQ(time.dwLowDateTime, 1u);
+  }
+}
+
+TEST(FileTime, RefusesTimesPastYear30827) {
+  constexpr std::uint64_t kTooLate[] = {0x7FFF'35F4'F06C'8000, 0x7FFF'FFFF'FFFF'FFFF, 0x8000'0000'0000'0000, ~std::uint64_t{0}};
+  for (const std::uint64_t ticks : kTooLate) {
+    SYSTEMTIME fields{};
+    EXPECT_FALSE(FileTimeToFields({static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)}, fields)) << std::hex << ticks;
+  }
+}
+
+TEST(Bstr, CarriesItsLengthInBytesBeforeTheText) {
+  const OleString text(u"a\0Ж", 3);
+  const BSTR string = AllocString(text.data(), text.size());
+  ASSERT_NE(string, nullptr);
+  std::uint32_t bytes = 0;
+  std::memcpy(&bytes, reinterpret_cast<const char*>(string) - 4, 4);
+  EXPECT_EQ(bytes, 6u);
+  EXPECT_EQ(OleString(string, StringLength(string)), text);
+  EXPECT_EQ(string[3], u'\0');
+  FreeString(string);
+
+  const BSTR blank = AllocString(nullptr, 2);
+  EXPECT_EQ(StringLength(blank), 2u);
+  FreeString(blank);
+  EXPECT_EQ(StringLength(nullptr), 0u);
+  FreeString(nullptr);
+  EXPECT_EQ(AllocString(nullptr, SIZE_MAX), nullptr);
+  EXPECT_EQ(AllocString(nullptr, 0x8000'0000), nullptr) << "the length would not fit its prefix";
+}
+
+TEST(StringTable, GivesCodePage1251TextCutToTheBuffer) {
+  char buffer[16] = "untouched";
+  for (const std::uint32_t absent : {0u, 4u, 301u, 65534u, 65836u, 300u + 65536u}) {
+    EXPECT_FALSE(LoadModuleString(absent, buffer, sizeof buffer)) << absent;
+    EXPECT_STREQ(buffer, "untouched");
+  }
+  ASSERT_TRUE(LoadModuleString(300, buffer, sizeof buffer));
+  EXPECT_STREQ(buffer, "\xCD\xE5\xF2 \xEE\xF2\xE2\xE5\xF2\xE0");
+  ASSERT_TRUE(LoadModuleString(300, buffer, 6));
+  EXPECT_STREQ(buffer, "\xCD\xE5\xF2 \xEE");
+  ASSERT_TRUE(LoadModuleString(65535, buffer, sizeof buffer));
+  EXPECT_STREQ(buffer, "last");
+  EXPECT_FALSE(LoadModuleString(300, buffer, 0));
+}
+
+}  // namespace
+}  // namespace ostrel::platform

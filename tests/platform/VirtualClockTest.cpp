@@ -1,0 +1,95 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "platform/virtual_clock.h"
+
+namespace ostrel::platform {
+namespace {
+
+TEST(VirtualClock, SleepMovesBothClocksAndTheTickCountWraps) {
+  VirtualClock clock(1'000'000, 0xFFFF'FFF0);
+  clock.Sleep(0x20);
+  EXPECT_EQ(clock.TickCount(), 0x10u);
+  EXPECT_EQ(clock.UtcMilliseconds(), 1'000'032);
+  clock.Advance(std::int64_t{1} << 32);
+  EXPECT_EQ(clock.TickCount(), 0x10u);
+  EXPECT_EQ(clock.Elapsed(), (std::int64_t{1} << 32) + 32);
+}
+
+TEST(VirtualClock, TheWallClockCanBeSetAlone) {
+  VirtualClock clock(1'000'000, 7);
+  clock.Sleep(500);
+  clock.SetUtcMilliseconds(90);
+  EXPECT_EQ(clock.TickCount(), 507u);
+  EXPECT_EQ(clock.Elapsed(), 500);
+  clock.Sleep(10);
+  EXPECT_EQ(clock.UtcMilliseconds(), 100);
+}
+
+TEST(VirtualClock, AThreadRunsUpToEachLimitAndEndsTheSleepItWasIn) {
+  VirtualClock clock(0);
+  std::vector<std::int64_t> wakes;
+  clock.SetLimit(250);
+  std::thread poller([&] {
+    for (int i = 0; i < 6; ++i) {
+      clock.Sleep(100);
+      wakes.push_back(clock.Elapsed());
+    }
+  });
+  clock.WaitForLimit();
+  EXPECT_EQ(clock.Elapsed(), 250);
+  EXPECT_EQ(wakes, (std::vector<std::int64_t>{100, 200}));
+
+  clock.SetLimit(299);
+  clock.WaitForLimit();
+  EXPECT_EQ(clock.Elapsed(), 299);
+  EXPECT_EQ(wakes.size(), 2u);
+
+  clock.SetLimit(400);
+  clock.WaitForLimit();
+  EXPECT_EQ(clock.Elapsed(), 400);
+  EXPECT_EQ(wakes.back(), 400);
+
+  clock.Advance(150);
+  clock.WaitForLimit();
+  EXPECT_EQ(clock.Elapsed(), 550);
+  EXPECT_EQ(wakes.back(), 550);
+
+  clock.ClearLimit();
+  poller.join();
+  EXPECT_EQ(wakes, (std::vector<std::int64_t>{100, 200, 300, 400, 550, 650}));
+}
+
+TEST(VirtualClock, EverySleeperComesThroughWhenTheLimitGoes) {
+  VirtualClock clock(0);
+  clock.SetLimit(10);
+  std::atomic<int> through{0};
+  std::vector<std::thread> sleepers;
+  for (int i = 0; i < 4; ++i) sleepers.emplace_back([&] { clock.Sleep(1000), ++through; });
+  clock.WaitForLimit();
+  EXPECT_EQ(through, 0);
+  EXPECT_EQ(clock.Elapsed(), 10);
+  clock.ClearLimit();
+  for (std::thread& sleeper : sleepers) sleeper.join();
+  EXPECT_GE(clock.Elapsed(), 1000);
+}
+
+TEST(Clock, TheInstalledClockGovernsEveryReading) {
+  VirtualClock clock(1'500, 42);
+  ReplaceClock(&clock);
+  Sleep(1);
+  EXPECT_EQ(TickCount(), 43u);
+  EXPECT_EQ(UtcMilliseconds(), 1'501);
+  EXPECT_EQ(UtcSeconds(), 1);
+  // 11,644,473,600 s lie between 1601 and 1970.
+  const FILETIME time = UtcFileTime();
+  EXPECT_EQ((std::uint64_t{time.dwHighDateTime} << 32) + time.dwLowDateTime, 116'444'736'000'000'000u + 15'010'000u);
+  ReplaceClock(nullptr);
+  EXPECT_GT(UtcSeconds(), 1'600'000'000);
+}
+
+}  // namespace
+}  // namespace ostrel::platform
