@@ -3,8 +3,10 @@
 // that take the protocol and a meter's index.
 //
 // Threads: the poll thread and the host's threads. Lock order: PollLock (device table and tag lists, one poll pass),
-// ExchangeLock (the line, one transaction), the host's tag lock (values of tags). The lock operations and
-// TransmitAndRecieve are always called through the object's table, so that a derived object sees them.
+// ProfileWalkLock (one load-profile listing, never taken by the poll thread), ExchangeLock (the line, one transaction), the
+// host's tag lock (values of tags). ProfileDataLock stands alone: nothing is taken or asked while it is held. A host does not
+// list a profile while it holds ExchangeLock. The lock operations and TransmitAndRecieve are always called through the
+// object's table, so that a derived object sees them.
 #pragma once
 
 #include <array>
@@ -13,6 +15,7 @@
 #include <map>
 #include <vector>
 
+#include "Protocol/history/ArchiveRequest.h"
 #include "Protocol/model/VariantMap.h"
 #include "Protocol/object/ChannelRecord.h"
 #include "Protocol/object/HostContext.h"
@@ -29,6 +32,12 @@ struct MeterTypeEntry {
 };
 
 inline constexpr std::uint32_t kMeterTypeCount = 9;
+
+/// Meter and tag of the last profile listing; no tag before the first.
+struct ProfileCacheKey {
+  MeterRef meter{};
+  std::uint32_t tagId = 0;
+};
 
 class CProtocol : public IProtocol, public IBrowser, public IEnumTypes {
  public:
@@ -110,6 +119,13 @@ class CProtocol : public IProtocol, public IBrowser, public IEnumTypes {
   /// Tags and auxiliary records of removed meters, kept until the object is destroyed.
   std::vector<CDeviceTag*> RetiredTags;
   std::vector<AuxRecord*> RetiredAux;
+  /// Held for a whole walk over a load profile, its requests included, so that one walk's search does not move the meter's
+  /// header address under another's records. Taken before ExchangeLock.
+  platform::CriticalSection ProfileWalkLock;
+  /// Guards ProfileCache with its owner, and the meters' profile stores and header addresses; never held across a request.
+  platform::CriticalSection ProfileDataLock;
+  /// Whose records ProfileCache holds; a record itself does not say its meter.
+  ProfileCacheKey ProfileCacheOwner;
 
  protected:
   virtual ~CProtocol();

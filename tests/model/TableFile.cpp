@@ -1,0 +1,41 @@
+#include "tests/model/TableFile.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace ostrel::test {
+
+std::vector<std::string> Split(const std::string& text, char mark) {
+  std::vector<std::string> parts(1);
+  for (const char character : text) {
+    if (character == mark) {
+      parts.emplace_back();
+    } else {
+      parts.back() += character;
+    }
+  }
+  return parts;
+}
+
+std::vector<TableRow> ReadTable(const std::string& name, std::size_t fields) {
+  std::ifstream file(std::filesystem::path(__FILE__).parent_path() / name);
+  std::vector<TableRow> rows;
+  for (std::string line; std::getline(file, line);) {
+    if (line.starts_with('#')) continue;
+    rows.push_back(Split(line, '\t'));
+    EXPECT_EQ(fields, rows.back().size()) << name << ": " << line;
+    rows.back().resize(fields);
+  }
+  return rows;
+}
+
+std::vector<std::uint32_t> Numbers(const std::string& text, char mark) {
+  std::vector<std::uint32_t> numbers;
+  for (const std::string& part : Split(text, mark)) numbers.push_back(static_cast<std::uint32_t>(std::stoul(part)));
+  return numbers;
+}
+
+}  // namespace ostrel::test

@@ -1,0 +1,150 @@
+// The whole catalogue against the plain tables beside this file: what a host gets of every tag, byte by byte.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "Protocol/model/TagCatalogue.h"
+#include "Protocol/object/CProtocol.h"
+#include "platform/resources.h"
+#include "platform/text.h"
+#include "tests/model/TableFile.h"
+
+namespace ostrel {
+namespace {
+
+constexpr std::uint32_t kUnwritten = 0xCCCCCCCC;
+
+struct ExpectedTag {
+  std::uint32_t id;
+  std::string name;
+  std::string description;
+  std::vector<std::uint32_t> numbers;
+};
+
+std::vector<ExpectedTag> ExpectedTags() {
+  std::vector<ExpectedTag> tags;
+  for (const test::TableRow& row : test::ReadTable("expected_catalogue.tsv", 4)) {
+    tags.push_back({test::Numbers(row[0]).front(), row[1], row[2], test::Numbers(row[3])});
+  }
+  return tags;
+}
+
+/// Every id of both branches, once and in order.
+bool IsWhole(const std::vector<ExpectedTag>& tags) {
+  if (tags.size() != kDaTagCount + kHdaTagCount) return false;
+  for (std::uint32_t i = 0; i < tags.size(); ++i) {
+    const std::uint32_t id = i < kDaTagCount ? kFirstDaId + i : kFirstHdaId + i - kDaTagCount;
+    if (tags[i].id != id) return false;
+  }
+  return true;
+}
+
+class TagCatalogueTest : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(IsWhole(tags_)); }
+  TagCatalogueTest() { protocol_->AddRef(); }
+  ~TagCatalogueTest() override { protocol_->Release(); }
+
+  /// What GetTagDescriptor leaves in a record of twelve numbers.
+  std::vector<std::uint32_t> Descriptor(std::uint32_t index, std::uint32_t branch) {
+    std::vector<std::uint32_t> numbers(12, kUnwritten);
+    EXPECT_EQ(1U, protocol_->GetTagDescriptor(index, branch, 0, numbers.data()));
+    return numbers;
+  }
+
+  const std::vector<ExpectedTag> tags_ = ExpectedTags();
+  CProtocol* const protocol_ = new CProtocol;
+};
+
+TEST_F(TagCatalogueTest, NamesEveryTag) {
+  for (const ExpectedTag& tag : tags_) {
+    char name[kNameBuffer] = {};
+    ASSERT_TRUE(platform::LoadModuleString(tag.id, name, sizeof name)) << tag.id;
+    EXPECT_EQ(tag.name, name) << tag.id;
+  }
+}
+
+TEST_F(TagCatalogueTest, DescribesEveryTagByTenNumbersOrItsType) {
+  for (const ExpectedTag& tag : tags_) {
+    const bool history = tag.id >= kFirstHdaId;
+    std::vector<std::uint32_t> numbers = tag.numbers;
+    ASSERT_EQ(history ? 2U : 10U, numbers.size()) << tag.id;
+    if (history) numbers.resize(1);
+    numbers.resize(12, kUnwritten);
+    EXPECT_EQ(numbers, Descriptor(tag.id - (history ? kFirstHdaId : kFirstDaId), history ? kBranchHda : kBranchDa)) << tag.id;
+  }
+}
+
+TEST_F(TagCatalogueTest, ExplainsTheTagsThatHaveATextInCodePage1251) {
+  for (std::uint32_t index = 0; index < kDaTagCount; ++index) {
+    const std::string& expected = tags_[index].description;
+    char text[kNameBuffer] = "left over";
+    EXPECT_EQ(expected.empty() ? 0U : 1U, protocol_->GetTagDescription(index, 0, text)) << index;
+    EXPECT_EQ(expected, platform::Cp1251ToUtf8(text)) << index;
+  }
+}
+
+TEST_F(TagCatalogueTest, ClassesEveryHistoryTagAndNothingElse) {
+  const auto classes = MakeHistoryClassMap();
+  EXPECT_EQ(kHdaTagCount, classes.size());
+  for (std::size_t i = kDaTagCount; i < tags_.size(); ++i) {
+    const auto found = classes.find(tags_[i].id);
+    ASSERT_NE(classes.end(), found) << tags_[i].id;
+    EXPECT_EQ(tags_[i].numbers[1], found->second) << tags_[i].id;
+  }
+}
+
+/// Texts that look like slips and are not.
+TEST_F(TagCatalogueTest, KeepsTheIrregularTexts) {
+  const struct {
+    std::uint32_t id;
+    std::string_view text;
+  } rows[] = {
+      {20053, "Angle Phase 1(reserved)"},
+      {20060, "Angle Phase 2 (reserved)"},
+      {30035, "Реактивная энергия прямого направления нарастающим итогом. Тариф Сумма"},
+      {30049, "Мощность P Фаза 1"},  // Latin
+      {30056, "Мощность Р Фаза 2"},  // Cyrillic
+      {30069, "Ток  Фаза 3"},
+      {30074, "Угол Сумма (Не используется)"},
+      {61250, "%s ПРИБОР:%d Ошибка коррекции времени прибора"},
+      {61254, "Ошибка коррекции времени!"},
+  };
+  for (const auto& row : rows) {
+    char text[kNameBuffer] = {};
+    ASSERT_TRUE(platform::LoadModuleString(row.id, text, sizeof text)) << row.id;
+    EXPECT_EQ(platform::Utf8ToCp1251(row.text), text) << row.id << " " << row.text;
+  }
+}
+
+bool InRanges(const test::TableRow& row, std::uint32_t id) {
+  return std::ranges::any_of(test::Split(row[2], ' '), [id](const std::string& range) {
+    const auto ends = test::Numbers(range, '-');
+    return id >= ends.front() && id <= ends.back();
+  });
+}
+
+TEST(TagSupport, GivesEachMeterTypeItsTags) {
+  const struct {
+    const char* branch;
+    bool (*supports)(std::uint32_t meterType, std::uint32_t id);
+    std::uint32_t first;
+    std::uint32_t last;
+  } branches[] = {{"da", SupportsDaTag, 19990, 20250}, {"hda", SupportsHdaTag, 39990, 40235}};
+  const auto rows = test::ReadTable("expected_support.tsv", 3);
+  ASSERT_EQ(18U, rows.size());
+  for (const auto& branch : branches) {
+    for (std::uint32_t type = 0; type <= 16; ++type) {
+      const auto row = std::ranges::find_if(rows, [&](const test::TableRow& candidate) {
+        return candidate[0] == branch.branch && candidate[1] == std::to_string(type);
+      });
+      for (std::uint32_t id = branch.first; id <= branch.last; ++id) {
+        EXPECT_EQ(row != rows.end() && InRanges(*row, id), branch.supports(type, id))
+            << branch.branch << " " << type << " " << id;
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace ostrel

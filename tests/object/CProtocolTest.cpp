@@ -1,0 +1,225 @@
+// The object as its host sees it: faces, lifetime, device table, locks.
+#include "Protocol/object/CProtocol.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+namespace ostrel {
+namespace {
+
+/// Says when it is ended.
+class CountedTag final : public CDeviceTag {
+ public:
+  explicit CountedTag(int& ended) : ended_(ended) {}
+  void Destroy(std::uint32_t flags) override {
+    ++ended_;
+    if ((flags & 1) != 0) delete this;
+  }
+
+ private:
+  int& ended_;
+};
+
+IProtocol* NewProtocol() {
+  auto* const protocol = new CProtocol;
+  protocol->AddRef();
+  return protocol;
+}
+
+DeviceConfig Config(std::uint32_t address) {
+  DeviceConfig config{};
+  config.Address = address;
+  config.TypeId = 1;
+  std::memcpy(config.Level1Password, "000000", 6);
+  std::memcpy(config.Level2Password, "222222", 6);
+  return config;
+}
+
+TEST(CProtocol, GivesTheSameThreeFacesFromEachFace) {
+  IProtocol* const protocol = NewProtocol();
+  const IID ids[] = {IID_IUnknown, IID_IProtocol, IID_IBrowser, IID_IEnumTypes};
+  void* faces[4] = {};
+  for (int i = 0; i < 4; ++i) ASSERT_EQ(S_OK, protocol->QueryInterface(ids[i], &faces[i])) << i;
+  EXPECT_EQ(faces[0], faces[1]);
+  EXPECT_NE(faces[1], faces[2]);
+  EXPECT_NE(faces[2], faces[3]);
+  for (int from = 1; from < 4; ++from) {
+    for (int i = 0; i < 4; ++i) {
+      void* face = nullptr;
+      ASSERT_EQ(S_OK, static_cast<IUnknown*>(faces[from])->QueryInterface(ids[i], &face)) << from << " " << i;
+      EXPECT_EQ(faces[i], face) << from << " " << i;
+      static_cast<IUnknown*>(face)->Release();
+    }
+  }
+  for (int i = 0; i < 4; ++i) static_cast<IUnknown*>(faces[i])->Release();
+  EXPECT_EQ(0U, protocol->Release());
+}
+
+TEST(CProtocol, RefusesOtherInterfacesWithoutAReference) {
+  IProtocol* const protocol = NewProtocol();
+  void* face = protocol;
+  EXPECT_EQ(E_NOINTERFACE, protocol->QueryInterface(IID_IClassFactory, &face));
+  EXPECT_EQ(nullptr, face);
+  EXPECT_EQ(E_POINTER, protocol->QueryInterface(IID_IProtocol, nullptr));
+  EXPECT_EQ(2U, protocol->AddRef());
+  protocol->Release();
+  EXPECT_EQ(0U, protocol->Release());
+}
+
+TEST(CProtocol, EndsEveryTagOnceWhereverItStands) {
+  int ended = 0;
+  IProtocol* const protocol = NewProtocol();
+  const DeviceConfig config = Config(1);
+  protocol->AddDevice(&config);
+  protocol->AddDevice(&config);
+  auto* const repeated = new CountedTag(ended);
+  protocol->AddTag(0, repeated);
+  protocol->AddTag(0, repeated);
+  protocol->AddTag(1, repeated);
+  protocol->AddTag(1, new CountedTag(ended));
+  protocol->RemoveDevice(0);
+  EXPECT_EQ(0, ended) << "a removed meter's tags live on";
+  protocol->Release();
+  EXPECT_EQ(2, ended);
+}
+
+TEST(CProtocol, NumbersMetersInTheOrderOfTheirAddition) {
+  IProtocol* const protocol = NewProtocol();
+  const DeviceConfig config = Config(1);
+  EXPECT_EQ(-1, protocol->AddDevice(nullptr));
+  EXPECT_EQ(0, protocol->AddDevice(&config));
+  EXPECT_EQ(-1, protocol->AddDevice(nullptr));
+  EXPECT_EQ(1, protocol->AddDevice(&config));
+  protocol->Release();
+}
+
+TEST(CProtocol, KeepsLaterMetersWholeWhenOneIsRemoved) {
+  int ended = 0;
+  IProtocol* const protocol = NewProtocol();
+  for (std::uint32_t address = 10; address < 60; ++address) {
+    DeviceConfig config = Config(address);
+    config.NextClockCheck = 0x123456789ABLL + address;
+    config.LogCache[299] = static_cast<std::uint8_t>(address);
+    config.FailHoldTimer.period = address * 1000;
+    const auto index = static_cast<std::uint32_t>(protocol->AddDevice(&config));
+    protocol->AddTag(index, new CountedTag(ended));
+  }
+  const auto& devices = protocol->GetChannel()->Devices;
+  CDeviceTag* const tag = devices[1].Tags[0];
+  protocol->RemoveDevice(0);
+  ASSERT_EQ(49U, devices.Size());
+  const DeviceEntry& first = devices[0];
+  EXPECT_EQ(11U, first.Address);
+  EXPECT_EQ(0x123456789ABLL + 11, std::int64_t{first.NextClockCheck});
+  EXPECT_EQ(11, first.LogCache[299]);
+  EXPECT_EQ(11000U, first.FailHoldTimer.period);
+  EXPECT_STREQ("222222", first.Level2Password);
+  ASSERT_EQ(1U, first.Tags.Size());
+  EXPECT_EQ(tag, first.Tags[0]);
+  protocol->Release();
+  EXPECT_EQ(50, ended);
+}
+
+TEST(CProtocol, RejectsIndexesOutsideTheTable) {
+  int ended = 0;
+  IProtocol* const protocol = NewProtocol();
+  const DeviceConfig config = Config(1);
+  protocol->AddDevice(&config);
+  protocol->RemoveDevice(-1);
+  protocol->RemoveDevice(1);
+  CountedTag tag(ended);
+  for (const std::uint32_t index : {1U, 0xFFFFFFFFU, 0x80000000U}) {
+    protocol->AddTag(index, &tag);
+    EXPECT_EQ(0U, protocol->CanPollDevice(index)) << index;
+  }
+  protocol->AddTag(0, nullptr);
+  EXPECT_EQ(1U, protocol->GetChannel()->Devices.Size());
+  EXPECT_TRUE(protocol->GetChannel()->Devices[0].Tags.Empty());
+  protocol->Release();
+  EXPECT_EQ(0, ended);
+}
+
+TEST(CProtocol, CopiesTheHostsRecordWithItsContainers) {
+  IProtocol* const protocol = NewProtocol();
+  DeviceConfig config = Config(7);
+  config.ExchangeOn = 1;
+  config.ProfileStore2.Append(ProfileRecord{.Time = {}, .Address = 0x1234, .padding_ = {}, .Value = {}, .Quality = 0, .TagId = 40112});
+  protocol->AddDevice(&config);
+  const DeviceEntry& entry = protocol->GetChannel()->Devices[0];
+  EXPECT_EQ(1U, entry.ExchangeOn);
+  ASSERT_EQ(1U, entry.ProfileStore2.Size());
+  EXPECT_EQ(0x1234, entry.ProfileStore2[0].Address);
+  EXPECT_NE(config.ProfileStore2.begin(), entry.ProfileStore2.begin());
+  EXPECT_EQ(40112U, config.ProfileStore2[0].TagId);
+  protocol->Release();
+}
+
+TEST(CProtocol, LocksMayBeEnteredAgainAndExcludeOthers) {
+  IProtocol* const protocol = NewProtocol();
+  using Operation = std::uint32_t (STDMETHODCALLTYPE IProtocol::*)();
+  const std::pair<Operation, Operation> locks[] = {{&IProtocol::LockExchange, &IProtocol::UnlockExchange},
+                                                   {&IProtocol::Lock, &IProtocol::Unlock},
+                                                   {&IProtocol::LockPoll, &IProtocol::UnlockPoll}};
+  for (const auto& [enter, leave] : locks) {
+    EXPECT_EQ(1U, (protocol->*enter)());
+    EXPECT_EQ(1U, (protocol->*enter)());
+    int order = 0;
+    std::thread other([&, enter = enter, leave = leave] {
+      (protocol->*enter)();
+      EXPECT_EQ(1, order) << "entered while another thread held it";
+      (protocol->*leave)();
+    });
+    EXPECT_EQ(1U, (protocol->*leave)());
+    order = 1;
+    EXPECT_EQ(1U, (protocol->*leave)());
+    other.join();
+  }
+  protocol->Release();
+}
+
+TEST(CProtocol, ChannelKeepsItsAddress) {
+  IProtocol* const protocol = NewProtocol();
+  ChannelRecord* const channel = protocol->GetChannel();
+  const DeviceConfig config = Config(1);
+  for (int i = 0; i < 100; ++i) protocol->AddDevice(&config);
+  EXPECT_EQ(channel, protocol->GetChannel());
+  EXPECT_EQ(100U, channel->Devices.Size());
+  protocol->Release();
+}
+
+TEST(CProtocol, StopWithoutAThreadReturnsAtOnce) {
+  IProtocol* const protocol = NewProtocol();
+  EXPECT_EQ(1U, protocol->Stop());
+  EXPECT_EQ(1U, protocol->SignalStop());
+  protocol->Release();
+}
+
+TEST(CProtocol, KnowsTheDepthOfEveryArchive) {
+  IProtocol* const protocol = NewProtocol();
+  // By class: day, month, year, main, additional and third profile, cumulative day, month and year.
+  constexpr std::uint32_t kFirstIds[] = {40000, 40036, 40072, 40108, 40112, 40116, 40120, 40156, 40192};
+  const struct {
+    std::uint32_t type;
+    std::uint32_t depth[9];
+  } rows[] = {
+      {0, {1, 11, 1, 8192, 0, 0, 0, 0, 0}},          {1, {30, 11, 1, 8192, 8192, 0, 31, 12, 2}},
+      {2, {1, 11, 1, 4096, 4096, 0, 2, 12, 2}},      {7, {1, 12, 1, 8192, 8192, 0, 2, 13, 2}},
+      {8, {30, 12, 1, 8192, 8192, 8192, 0, 0, 0}},   {12, {1, 11, 1, 8192, 0, 0, 2, 12, 2}},
+      {4, {}},                                       {13, {}},
+  };
+  for (const auto& row : rows) {
+    for (int i = 0; i < 9; ++i) EXPECT_EQ(row.depth[i], protocol->GetHistoryDepth(row.type, kFirstIds[i])) << row.type << " " << i;
+  }
+  for (const std::uint32_t id : {0U, 39999U, 40228U}) {
+    EXPECT_EQ(0U, protocol->GetHistoryDepth(1, id));
+    std::uint32_t period = 77;
+    EXPECT_EQ(-1, protocol->GetHistoryInterval(id, 0, &period));
+    EXPECT_EQ(77U, period);
+  }
+  protocol->Release();
+}
+
+}  // namespace
+}  // namespace ostrel
