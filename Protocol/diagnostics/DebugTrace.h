@@ -1,8 +1,10 @@
 // The developers' trace: lines filtered by channel and level, appended to a file that several processes may share.
 #pragma once
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdint>
+#include <string>
 
 #include "platform/critical_section.h"
 #include "platform/named_mutex.h"
@@ -44,18 +46,23 @@ class DebugTrace {
   [[nodiscard]] bool IsCommonEnabled(std::int8_t level) const { return IsEnabled(TraceChannel::Common, level); }
 
  private:
+  /// Places of the channels' levels in levels_.
+  enum LevelPlace : std::uint8_t { kLevelDa, kLevelHda, kLevelDaTool, kLevelHdaTool, kLevelCommon, kLevelCount };
+  struct LevelRow;
+  static const LevelRow kLevelRows[kLevelCount];
+
+  int WriteLine(const std::string& line);
+  bool MakeRoom();
+  bool Append(const std::string& line);
+
   platform::NamedMutexHandle mutex_ = platform::kNoMutex;
   platform::FileHandle file_ = platform::kNoFile;
   TraceText path_;
   TraceText settings_;
-  std::uint32_t maxMegabytes_ = 1024;
-  std::uint8_t levelDa_ = 0;
-  std::uint8_t levelHda_ = 0;
-  std::uint8_t levelDaTool_ = 0;
-  std::uint8_t levelHdaTool_ = 0;
-  std::uint8_t levelCommon_ = 0;
-  mutable platform::CriticalSection lock_;
-  std::uint32_t initialised_ = 0;
+  std::uint32_t maxMegabytes_;
+  std::atomic<std::uint8_t> levels_[kLevelCount] = {};  // asked before every line, without the lock
+  platform::CriticalSection lock_;
+  std::atomic<std::uint32_t> initialised_{0};
 };
 
 }  // namespace ostrel

@@ -30,12 +30,12 @@ struct ExchangePolicy {
   OnClosedChannel onClosedChannel;
   OnBusy onBusy;
   std::uint32_t pauseAfterRejectedMs;
-  std::uint32_t* keptLength;     // counts the bytes of the answer, or null
+  std::uint32_t* keptLength;  // counts the bytes of the answer, or null
 };
 
 struct [[nodiscard]] ExchangeOutcome {
   bool valid;
-  std::uint8_t code;  // last AnswerCheck, 4 after silence, 0 before the first result
+  std::uint8_t code;       // last AnswerCheck, 4 after silence, 0 before the first result
   std::uint32_t received;  // bytes of the valid answer, 0 otherwise
 };
 

@@ -8,15 +8,15 @@ namespace ostrel {
 
 /// 142 bytes are promised by the host: the two bytes behind them may not be touched.
 struct PortSettings {
-  char PortName[12];            // 0: at most 9 characters are kept
-  std::uint32_t BaudRate;       // 12
-  std::uint16_t RetryCount;     // 16: tries per transaction
+  char PortName[12];         // 0: at most 9 characters are kept
+  std::uint32_t BaudRate;    // 12
+  std::uint16_t RetryCount;  // 16: tries per transaction
   std::uint16_t padding18_;
-  std::uint32_t PollPeriod;     // 20: seconds
-  std::uint32_t PortTimeout;    // 24: ms
-  std::uint32_t PreSendPause;   // 28: ms
-  char ParityName[10];          // 32: "Нет", "Чет", "Нечет", "Маркер", "Пробел"
-  char SettingsText[100];       // 42: kept, not interpreted
+  std::uint32_t PollPeriod;    // 20: seconds
+  std::uint32_t PortTimeout;   // 24: ms
+  std::uint32_t PreSendPause;  // 28: ms
+  char ParityName[10];         // 32: "Нет", "Чет", "Нечет", "Маркер", "Пробел"
+  char SettingsText[100];      // 42: kept, not interpreted
   std::uint8_t padding142_[2];
 };
 

@@ -1,0 +1,162 @@
+#include "Protocol/link/ExchangeEngine.h"
+
+#include <algorithm>
+
+#include "Protocol/link/AccessChannel.h"
+#include "Protocol/link/Frame.h"
+#include "Protocol/link/LinkState.h"
+#include "Protocol/object/CProtocol.h"
+#include "platform/clock.h"
+
+namespace ostrel {
+namespace {
+
+/// One run of the loop. The meter's entry is looked up in every pass, since the table may change meanwhile.
+class Exchange {
+ public:
+  Exchange(CProtocol& protocol, std::uint32_t device, std::span<const std::uint8_t> request, std::uint8_t* answer,
+           const ExchangePolicy& policy)
+      : protocol_(protocol), device_(device), request_(request), answer_(answer), policy_(policy) {}
+
+  ExchangeOutcome Run();
+
+ private:
+  enum class Step { Again, Restarted, Done, GiveUp };
+
+  [[nodiscard]] std::atomic_ref<std::uint16_t> RetryCount() const {
+    return std::atomic_ref<std::uint16_t>(protocol_.Channel.RetryCount);
+  }
+  Step Pass();
+  Step Reopen();
+  Step Judge(std::uint32_t address, std::uint32_t count);
+  [[nodiscard]] bool IsWholeStatus(std::uint32_t count, std::uint8_t status) const;
+  void Keep(std::uint32_t count);
+  void Drop();
+
+  CProtocol& protocol_;
+  const std::uint32_t device_;
+  const std::span<const std::uint8_t> request_;
+  std::uint8_t* const answer_;
+  const ExchangePolicy& policy_;
+  std::uint32_t received_ = 0;
+  std::uint32_t tries_ = 0;
+  int reopenings_ = 0;
+  std::uint8_t code_ = kAnswerValid;
+};
+
+ExchangeOutcome Exchange::Run() {
+  Drop();
+  // Read afresh in every pass: an access opening inside this loop may lower it.
+  while (tries_ < RetryCount().load()) {
+    switch (Pass()) {
+      case Step::Done:
+        return {.valid = true, .code = code_, .received = received_};
+      case Step::GiveUp:
+        return {.valid = false, .code = code_, .received = 0};
+      case Step::Restarted:
+        tries_ = 0;
+        break;
+      case Step::Again:
+        if (received_ == 0) ++tries_;
+        break;
+    }
+  }
+  return {.valid = false, .code = code_, .received = 0};
+}
+
+Exchange::Step Exchange::Pass() {
+  const DeviceEntry* const entry = protocol_.Device(device_);
+  if (entry == nullptr) return Step::GiveUp;
+  if (policy_.lowersRetryCountWhenStopped && protocol_.Running == 0) RetryCount().store(1);
+  const std::uint32_t address = entry->Address;
+  const std::uint32_t wanted = policy_.room - received_;
+  std::uint32_t count = wanted;
+  const auto length = static_cast<std::uint32_t>(request_.size());
+  if (protocol_.TransmitAndRecieve(request_.data(), length, answer_, &count, received_) == 0) {
+    code_ = kAnswerRefused;
+    Drop();
+    return Step::Again;
+  }
+  count = std::min(count, wanted);
+  if (policy_.onClosedChannel != OnClosedChannel::Validate && IsWholeStatus(count, kStatusChannelClosed)) return Reopen();
+  if (policy_.onBusy == OnBusy::RetryBeforeCheck && IsWholeStatus(count, kStatusBusy)) return Step::Again;
+  return Judge(address, count);
+}
+
+/// A four-byte answer as a whole. In the last four bytes of a longer one, byte 1 of the buffer is a data byte.
+bool Exchange::IsWholeStatus(std::uint32_t count, std::uint8_t status) const {
+  return received_ == 0 && count == kStatusAnswer && answer_[1] == status;
+}
+
+Exchange::Step Exchange::Reopen() {
+  if (reopenings_ == kMaxReopenings) return Step::GiveUp;
+  ++reopenings_;
+  const bool level1Only = policy_.onClosedChannel == OnClosedChannel::OpenLevel1;
+  const std::uint32_t opened = level1Only ? OpenChannel(protocol_, device_, AccessLevel::Level1) : OpenAccess(protocol_, device_);
+  if (opened == 0) return Step::GiveUp;
+  Drop();
+  return Step::Restarted;
+}
+
+Exchange::Step Exchange::Judge(std::uint32_t address, std::uint32_t count) {
+  code_ = ValidateAnswer(answer_, received_ + count, address, policy_.expectedLength);
+  switch (code_) {
+    case kAnswerValid:
+      Keep(count);
+      if (policy_.onBusy != OnBusy::RetryAfterCheck || received_ != kStatusAnswer || answer_[1] != kStatusBusy) return Step::Done;
+      Drop();
+      return Step::Again;
+    case kAnswerIncomplete:
+      Keep(count);
+      return Step::Again;
+    default:
+      Drop();
+      platform::Sleep(policy_.pauseAfterRejectedMs);
+      return Step::Again;
+  }
+}
+
+void Exchange::Keep(std::uint32_t count) {
+  received_ += count;
+  if (policy_.keptLength != nullptr) *policy_.keptLength += count;
+}
+
+void Exchange::Drop() {
+  received_ = 0;
+  if (policy_.keptLength != nullptr) *policy_.keptLength = 0;
+}
+
+ExchangePolicy TransactionPolicy(const CProtocol& protocol, std::uint32_t expectedLength) {
+  return {.room = expectedLength,
+          .expectedLength = expectedLength,
+          .lowersRetryCountWhenStopped = true,
+          .onClosedChannel = OnClosedChannel::OpenLevel1,
+          .onBusy = OnBusy::Validate,
+          .pauseAfterRejectedMs = protocol.PauseAfterError,
+          .keptLength = nullptr};
+}
+
+}  // namespace
+
+ExchangeOutcome RunExchange(CProtocol& protocol, std::uint32_t device, std::span<const std::uint8_t> request,
+                            std::uint8_t* answer, const ExchangePolicy& policy) {
+  return Exchange(protocol, device, request, answer, policy).Run();
+}
+
+// The message is written after the line is free again, so the address is taken before.
+std::uint32_t ExecuteRequest(CProtocol& protocol, std::uint32_t device, const std::uint8_t* request, std::uint32_t requestLength,
+                             std::uint8_t* answer, std::uint32_t expectedLength) {
+  if (request == nullptr || answer == nullptr || expectedLength == 0) return 0;
+  protocol.LockExchange();
+  const ExchangePolicy policy = TransactionPolicy(protocol, expectedLength);
+  const ExchangeOutcome outcome = RunExchange(protocol, device, {request, requestLength}, answer, policy);
+  UpdateLinkState(protocol, device, outcome.valid);
+  const DeviceEntry* const entry = protocol.Device(device);
+  const bool known = entry != nullptr;
+  const std::uint32_t address = known ? entry->Address : 0;
+  protocol.UnlockExchange();
+  if (known) ReportEvent(protocol, outcome.code, address);
+  return outcome.valid ? 1 : 0;
+}
+
+}  // namespace ostrel

@@ -1,0 +1,172 @@
+// The developers' trace: its settings text, its levels, its lines and its reserve file.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <thread>
+
+#include "Protocol/diagnostics/DebugTrace.h"
+#include "platform/text.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace ostrel::test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::MatchesRegex;
+
+platform::OleString Ole(std::string_view text) { return platform::Utf8ToOle(text); }
+
+/// The highest message level that passes; 127 stands for 127 and above.
+int HighestLevel(const DebugTrace& trace, TraceChannel channel) {
+  int highest = -129;
+  for (int level = -128; level <= 127; ++level) {
+    if (trace.IsEnabled(channel, static_cast<std::int8_t>(level))) highest = level;
+  }
+  return highest;
+}
+
+TEST(TraceSettings, LevelsAreRead) {
+  struct Row {
+    const char* settings;
+    int highest;
+  };
+  const Row rows[] = {
+      {"", 0},
+      {"DBG_COMMON=2", 2},
+      {"DBG_COMMON=127", 127},
+      {"DBG_COMMON=128", 127},
+      {"DBG_COMMON=255", 127},
+      {"DBG_COMMON=256", 0},
+      {"DBG_COMMON=257", 1},
+      {"DBG_COMMON=-1", 0},
+      {"DBG_COMMON=+2", 2},
+      {"DBG_COMMON= 2", 2},
+      {"DBG_COMMON=\t2x9", 2},
+      {"DBG_COMMON=- 2", 0},
+      {"DBG_COMMON=abc", 0},
+      {"DBG_COMMON=", 0},
+      {"dbg_common=2", 0},
+      {"DBG_COMMON=1 DBG_COMMON=2", 1},
+      {"MYDBG_COMMON=3", 3},
+      {"DBG_COMMON=99999999999999999999", 127},
+  };
+  DebugTrace trace;
+  for (const Row& row : rows) {
+    trace.ApplySettings(Ole("DBG_COMMON=9").c_str());
+    trace.ApplySettings(Ole(row.settings).c_str());
+    EXPECT_EQ(row.highest, HighestLevel(trace, TraceChannel::Common)) << '"' << row.settings << '"';
+  }
+  trace.ApplySettings(nullptr);
+  EXPECT_EQ(0, HighestLevel(trace, TraceChannel::Common));
+}
+
+TEST(TraceSettings, EveryChannelHasItsKey) {
+  DebugTrace trace;
+  trace.ApplySettings(Ole("DBG_DA=1;DBG_HDA=2;DBG_COMMON=3;DBG_DA_TOOL=4;DBG_HDA_TOOL=5").c_str());
+  const TraceChannel channels[] = {TraceChannel::Da, TraceChannel::Hda, TraceChannel::Common, TraceChannel::DaTool,
+                                   TraceChannel::HdaTool};
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(i + 1, HighestLevel(trace, channels[i])) << i;
+  for (const int number : {0, 6, 255}) EXPECT_EQ(-129, HighestLevel(trace, static_cast<TraceChannel>(number))) << number;
+}
+
+class TraceFile : public ::testing::Test {
+ protected:
+  [[nodiscard]] std::vector<std::string> Lines() const { return ReadLines(path); }
+
+  const TemporaryFolder folder;
+  const std::string path = folder.File("trace.log");
+  const std::string reserve = path + "_reserv";
+  DebugTrace trace{Ole(path).c_str(), Ole("DBG_COMMON=2").c_str()};
+};
+
+TEST_F(TraceFile, LinesHaveTheirPrefix) {
+  EXPECT_NE(0, trace.WriteCommon(1, "Write<%u>%s", 2U, " 0C FF"));
+  EXPECT_THAT(Lines(), ElementsAre(MatchesRegex("PID=[0-9]+ TID=-?[0-9]+ \\[ [0-9]{2}/[0-9]{2}/[0-9]{4} "
+                                                "[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} \\] Write<2> 0C FF")));
+}
+
+TEST_F(TraceFile, LevelsDecide) {
+  EXPECT_NE(0, trace.WriteCommon(2, "two"));
+  EXPECT_EQ(0, trace.WriteCommon(3, "three"));
+  EXPECT_NE(0, trace.Write(TraceChannel::Da, 0, "zero"));
+  EXPECT_NE(0, trace.Write(TraceChannel::Hda, -1, "below"));
+  EXPECT_EQ(0, trace.Write(TraceChannel::Hda, 1, "one"));
+  EXPECT_EQ(1, trace.WriteCommon(2, nullptr)) << "without a format the question is whether the level passes";
+  EXPECT_EQ(0, trace.WriteCommon(3, nullptr));
+  EXPECT_THAT(Lines(), ElementsAre(EndsWith("] two"), EndsWith("] zero"), EndsWith("] below")));
+}
+
+TEST_F(TraceFile, LinesOfAnyLengthStayWhole) {
+  const std::string longText(5000, 'y');
+  EXPECT_NE(0, trace.WriteCommon(1, "%s", longText.c_str()));
+  EXPECT_THAT(Lines(), ElementsAre(EndsWith("] " + longText)));
+}
+
+TEST_F(TraceFile, OnlyTheFirstPathCounts) {
+  trace.SetFile(Ole(folder.File("other.log")).c_str());
+  trace.SetFile(nullptr);
+  trace.WriteCommon(1, "x");
+  EXPECT_EQ(1U, Lines().size());
+  EXPECT_FALSE(std::filesystem::exists(folder.File("other.log")));
+}
+
+TEST_F(TraceFile, ASizeLimitOfZeroSwitchesItOff) {
+  for (const char* settings : {"DBG_COMMON=2 FS=0", "DBG_COMMON=2 FS=abc", "DBG_COMMON=2 XFS=0"}) {
+    trace.ApplySettings(Ole(settings).c_str());
+    EXPECT_EQ(0, trace.WriteCommon(1, "x")) << settings;
+  }
+  EXPECT_FALSE(std::filesystem::exists(path));
+  trace.ApplySettings(Ole("DBG_COMMON=2 FS=-1").c_str());
+  EXPECT_NE(0, trace.WriteCommon(1, "x"));
+}
+
+TEST_F(TraceFile, IsSetAsideBeyondItsLimit) {
+  constexpr std::uintmax_t kMegabyte = 1048576;
+  struct Row {
+    const char* settings;
+    std::uintmax_t before;
+    bool setAside;
+  };
+  const Row rows[] = {
+      {"DBG_COMMON=1 FS=1", kMegabyte, false},         {"DBG_COMMON=1 FS=1", kMegabyte + 1, true},
+      {"DBG_COMMON=1 XFS=7", 7 * kMegabyte + 1, true}, {"DBG_COMMON=1 FS=4096", 8 * kMegabyte, false},
+      {"DBG_COMMON=1", 1024 * kMegabyte, false},       {"DBG_COMMON=1", 1024 * kMegabyte + 1, true},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(::testing::Message() << row.settings << ", " << row.before);
+    WriteBytes(path, "");
+    WriteBytes(reserve, "old");
+    std::filesystem::resize_file(path, row.before);  // sparse
+    trace.ApplySettings(Ole(row.settings).c_str());
+    EXPECT_NE(0, trace.WriteCommon(1, "x"));
+    EXPECT_EQ(row.setAside ? row.before : 3, std::filesystem::file_size(reserve));
+    EXPECT_EQ(row.setAside, std::filesystem::file_size(path) < 200);
+  }
+}
+
+TEST_F(TraceFile, AFolderThatIsMissingIsNoLine) {
+  DebugTrace other(Ole(folder.File("missing/trace.log")).c_str(), Ole("DBG_COMMON=1").c_str());
+  EXPECT_EQ(0, other.WriteCommon(1, "x"));
+  DebugTrace none;
+  EXPECT_EQ(0, none.WriteCommon(0, "x"));
+}
+
+TEST_F(TraceFile, TwoObjectsAndASettingsThreadShareIt) {
+  DebugTrace other(Ole(path).c_str(), Ole("DBG_COMMON=1").c_str());
+  const auto write = [](DebugTrace& target) {
+    for (int i = 0; i < 100; ++i) target.WriteCommon(1, "%s", std::string(100, 'z').c_str());
+  };
+  std::thread first([&] { write(trace); });
+  std::thread second([&] { write(other); });
+  for (int i = 0; i < 100; ++i) other.ApplySettings(Ole("DBG_COMMON=1 FS=2").c_str());
+  first.join();
+  second.join();
+  const std::vector<std::string> lines = Lines();
+  EXPECT_EQ(200U, lines.size());
+  for (const std::string& line : lines) EXPECT_THAT(line, EndsWith("] " + std::string(100, 'z')));
+}
+
+}  // namespace
+}  // namespace ostrel::test

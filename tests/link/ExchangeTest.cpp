@@ -1,0 +1,351 @@
+// The exchange loop: what each kind of answer costs in requests, time and messages.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "Protocol/link/ExchangeEngine.h"
+#include "Protocol/link/Frame.h"
+#include "tests/support/TestChannel.h"
+
+namespace ostrel::test {
+namespace {
+
+using ::testing::IsEmpty;
+
+constexpr const char* kRequest = "0C 05 00 00";
+constexpr const char* kEnergies = "0C 00 00 0F A0 00 00 27 10 00 00 00 05 00 00 00 01";  // 19 bytes with its check
+constexpr const char* kFives = "0C 05 00 00 00 05 05 05 05 05 05 05 05 05 05 05 05";     // a first value of 0x05000000
+constexpr const char* kOpen = "0C 01 30 30 30 30 30 30";
+constexpr const char* kNoAnswer = "COM3 ПРИБОР:12 Нет ответа от устройства";
+constexpr const char* kBadPacket = "COM3 ПРИБОР:12 Принят ошибочный пакет";
+
+/// A channel with one meter, as in a running poll thread.
+class LinkedChannel : public TestChannel {
+ public:
+  explicit LinkedChannel(const MeterOptions& meter = {}) {
+    Protocol().Running = 1;
+    AddMeter(12, 1, meter);
+  }
+
+  std::uint32_t Execute(std::uint32_t expected = 19) {
+    const Bytes request = Frame(kRequest);
+    return ExecuteRequest(Protocol(), 0, request.data(), static_cast<std::uint32_t>(request.size()), answer.data(), expected);
+  }
+
+  ExchangeOutcome Run(const ExchangePolicy& policy) { return RunExchange(Protocol(), 0, Frame(kRequest), answer.data(), policy); }
+
+  Bytes answer = Bytes(300);
+};
+
+struct TransactionRow {
+  const char* name;
+  std::function<void(ScriptedLine&)> script;
+  std::uint32_t result;
+  std::int64_t elapsedMs;
+  std::vector<std::string> log;
+};
+
+void ExpectTransaction(const TransactionRow& row, const MeterOptions& meter = {}) {
+  SCOPED_TRACE(row.name);
+  LinkedChannel channel(meter);
+  row.script(channel.Line());
+  EXPECT_EQ(row.result, channel.Execute());
+  EXPECT_EQ(row.elapsedMs, channel.Clock().Elapsed());
+  EXPECT_EQ(row.log, channel.LogLines());
+  EXPECT_EQ(row.result, channel.Entry(0).LinkUp);
+  EXPECT_EQ(1 - row.result, channel.Entry(0).LinkDown);
+  if (row.result == 1) {
+    EXPECT_EQ(WithCheck(Bytes(channel.answer.begin(), channel.answer.begin() + 17)),
+              Bytes(channel.answer.begin(), channel.answer.begin() + 19));
+  }
+}
+
+TEST(ExecuteRequest, GathersRepeatsAndGivesUp) {
+  const TransactionRow rows[] = {
+      {"at once", [](auto& line) { line.Expect(kRequest).Answer(kEnergies); }, 1, 0, {}},
+      {"the last four bytes are no status",
+       [](auto& line) {
+         line.Expect(kRequest).AnswerInPieces({"0C 05 00 00 00 05 05 05 05 05 05 05 05 05 05", "05 05"});
+       },
+       1,
+       0,
+       {}},
+      {"silent", [](auto& line) { line.Expect(kRequest).Silence().Times(3); }, 0, 1500, {kNoAnswer}},
+      {"answers the last try",
+       [](auto& line) {
+         line.Expect(kRequest).Silence().Times(2);
+         line.Expect(kRequest).Answer(kEnergies);
+       },
+       1,
+       1000,
+       {}},
+      {"wrong check at full length: the rest is 0 bytes, no pause",
+       [](auto& line) { line.Expect(kRequest).AnswerRaw(std::string(kEnergies) + "00 00").Times(3); },
+       0,
+       0,
+       {kNoAnswer}},
+      {"stops short", [](auto& line) { line.Expect(kRequest).AnswerRaw("0C 00 00 0F A0").Times(3); }, 0, 1500, {kNoAnswer}},
+      {"status 1", [](auto& line) { line.Expect(kRequest).Answer("0C 01").Times(3); }, 0, 15, {kBadPacket}},
+      {"busy is a wrong length here", [](auto& line) { line.Expect(kRequest).Answer("0C 06").Times(3); }, 0, 15, {kBadPacket}},
+      {"shorter than expected", [](auto& line) { line.Expect(kRequest).Answer("0C 00 00 0F A0").Times(3); }, 0, 15, {kBadPacket}},
+      {"refused", [](auto& line) { line.Expect(kRequest).Answer("0C 0F").Times(3); }, 0, 15, {kNoAnswer}},
+      {"refused once",
+       [](auto& line) {
+         line.Expect(kRequest).Answer("0C 0F");
+         line.Expect(kRequest).Answer(kEnergies);
+       },
+       1,
+       5,
+       {}},
+      {"the last code counts",
+       [](auto& line) {
+         line.Expect(kRequest).Answer("0C 01").Times(2);
+         line.Expect(kRequest).Silence();
+       },
+       0,
+       510,
+       {kNoAnswer}},
+  };
+  for (const TransactionRow& row : rows) ExpectTransaction(row);
+}
+
+TEST(ExecuteRequest, OpensTheChannelOnDemand) {
+  const TransactionRow rows[] = {
+      {"opened",
+       [](auto& line) {
+         line.Expect(kRequest).Answer("0C 05");
+         line.Expect(kOpen).Answer("0C 00");
+         line.Expect(kRequest).Answer(kEnergies);
+       },
+       1,
+       0,
+       {}},
+      {"the status counts without its check",
+       [](auto& line) {
+         line.Expect(kRequest).AnswerRaw("0C 05 00 00");
+         line.Expect(kOpen).Answer("0C 00");
+         line.Expect(kRequest).Answer(kEnergies);
+       },
+       1,
+       0,
+       {}},
+      {"a status in halves is only a wrong length",
+       [](auto& line) {
+         line.Expect(kRequest).AnswerInPieces({"0C 05", ""}).Times(3);
+       },
+       0,
+       15,
+       {kBadPacket}},
+      {"not opened: no message, as nothing went wrong on the line",
+       [](auto& line) {
+         line.Expect(kRequest).Answer("0C 05");
+         line.Expect(kOpen).Answer("0C 03");
+       },
+       0,
+       0,
+       {}},
+      {"not opened after a silence: the silence is reported",
+       [](auto& line) {
+         line.Expect(kRequest).Silence();
+         line.Expect(kRequest).Answer("0C 05");
+         line.Expect(kOpen).Answer("0C 03");
+       },
+       0,
+       500,
+       {kNoAnswer}},
+      {"the tries begin anew",
+       [](auto& line) {
+         line.Expect(kRequest).Silence().Times(2);
+         line.Expect(kRequest).Answer("0C 05");
+         line.Expect(kOpen).Answer("0C 00");
+         line.Expect(kRequest).Silence().Times(2);
+         line.Expect(kRequest).Answer(kEnergies);
+       },
+       1,
+       2000,
+       {}},
+  };
+  for (const TransactionRow& row : rows) {
+    ExpectTransaction(row);
+    ExpectTransaction(row, {.level2Password = "222222"});  // level 1 all the same
+  }
+}
+
+TEST(ExecuteRequest, EndsWhenTheChannelClosesForEver) {
+  LinkedChannel channel;
+  channel.Line().OnRequest([](auto request) { return request[1] == 1 ? Frame("0C 00") : Frame("0C 05"); });
+  EXPECT_EQ(0U, channel.Execute());
+  EXPECT_EQ(2U * kMaxReopenings + 1, channel.Line().RequestCount());
+  EXPECT_EQ(1U, channel.Entry(0).LinkDown);
+}
+
+TEST(ExecuteRequest, GathersOneByteAtATimeWithOneTry) {
+  LinkedChannel channel;
+  channel.Protocol().Channel.RetryCount = 1;
+  channel.Line().CutAnswers(1);
+  channel.Line().OnRequest([](auto) { return Frame(kFives); });
+  EXPECT_EQ(1U, channel.Execute());
+  EXPECT_EQ(1U, channel.Line().RequestCount());
+  EXPECT_EQ(ToHex(Frame(kFives)), ToHex(std::span(channel.answer).first(19)));
+}
+
+TEST(ExecuteRequest, WithoutTriesSendsNothingAndSaysNothing) {
+  LinkedChannel channel;
+  channel.Protocol().Channel.RetryCount = 0;
+  EXPECT_EQ(0U, channel.Execute());
+  EXPECT_EQ(0U, channel.Line().RequestCount());
+  EXPECT_EQ(1U, channel.Entry(0).LinkDown);
+  EXPECT_THAT(channel.LogLines(), IsEmpty());
+}
+
+TEST(ExecuteRequest, TriesOnceWithoutPollThreadAndStaysSo) {
+  LinkedChannel channel;
+  channel.Protocol().Running = 0;
+  channel.Line().Expect(kRequest).Silence().Times(2);
+  EXPECT_EQ(0U, channel.Execute());
+  EXPECT_EQ(1, channel.Protocol().Channel.RetryCount);
+  channel.Protocol().Running = 1;
+  EXPECT_EQ(0U, channel.Execute());
+  channel.Configure({});
+  EXPECT_EQ(3, channel.Protocol().Channel.RetryCount);
+}
+
+TEST(ExecuteRequest, PausesBeforeEachNewRequestOnly) {
+  LinkedChannel channel;
+  channel.Configure({.preSendPauseMs = 30});
+  channel.Protocol().Running = 1;
+  channel.Line().Expect(kRequest).Answer("0C 01");
+  channel.Line().Expect(kRequest).AnswerInPieces({"0C 00 00 0F A0", "00 00 27 10 00 00 00 05 00 00 00 01"});
+  EXPECT_EQ(1U, channel.Execute());
+  EXPECT_EQ(30 + 5 + 30, channel.Clock().Elapsed());
+}
+
+TEST(ExecuteRequest, RejectsWhatIsNotThere) {
+  LinkedChannel channel;
+  channel.Protocol().Running = 0;
+  const Bytes request = Frame(kRequest);
+  EXPECT_EQ(0U, ExecuteRequest(channel.Protocol(), 1, request.data(), 6, channel.answer.data(), 19));
+  EXPECT_EQ(0U, ExecuteRequest(channel.Protocol(), 0xFFFFFFFF, request.data(), 6, channel.answer.data(), 19));
+  EXPECT_EQ(0U, ExecuteRequest(channel.Protocol(), 0, nullptr, 6, channel.answer.data(), 19));
+  EXPECT_EQ(0U, ExecuteRequest(channel.Protocol(), 0, request.data(), 6, nullptr, 19));
+  EXPECT_EQ(3, channel.Protocol().Channel.RetryCount);
+  EXPECT_EQ(0U, channel.Line().RequestCount());
+}
+
+TEST(ExecuteRequest, SurvivesTheRemovalOfItsMeter) {
+  LinkedChannel channel;
+  channel.Line().OnRequest([&channel](auto) {
+    channel.Protocol().RemoveDevice(0);
+    return Bytes();
+  });
+  EXPECT_EQ(0U, channel.Execute());
+  EXPECT_EQ(1U, channel.Line().RequestCount());
+  EXPECT_THAT(channel.LogLines(), IsEmpty());
+}
+
+// --- what the six operations do differently
+
+ExchangePolicy ReadPolicy(CProtocol& protocol) {
+  return {.room = 300,
+          .expectedLength = 0,
+          .lowersRetryCountWhenStopped = true,
+          .onClosedChannel = OnClosedChannel::OpenAccess,
+          .onBusy = OnBusy::RetryAfterCheck,
+          .pauseAfterRejectedMs = 5,
+          .keptLength = &protocol.AnswerLength};
+}
+
+ExchangePolicy WritePolicy() {
+  return {.room = 4,
+          .expectedLength = 0,
+          .lowersRetryCountWhenStopped = true,
+          .onClosedChannel = OnClosedChannel::OpenAccess,
+          .onBusy = OnBusy::RetryBeforeCheck,
+          .pauseAfterRejectedMs = 5,
+          .keptLength = nullptr};
+}
+
+TEST(ExchangePolicies, ReadingRepeatsWhileBusyAndKeepsTheLength) {
+  LinkedChannel channel;
+  channel.Line().Expect(kRequest).Answer("0C 06").Times(2);
+  channel.Line().Expect(kRequest).AnswerInPieces({"0C 00 00 0F A0", "00 00 27 10"});
+  const ExchangeOutcome outcome = channel.Run(ReadPolicy(channel.Protocol()));
+  EXPECT_TRUE(outcome.valid);
+  EXPECT_EQ(11U, outcome.received);
+  EXPECT_EQ(11U, channel.Protocol().AnswerLength);
+  EXPECT_EQ(0, channel.Clock().Elapsed());
+}
+
+TEST(ExchangePolicies, ReadingAMeterThatStaysBusyHasNoMessage) {
+  LinkedChannel channel;
+  channel.Line().Expect(kRequest).Silence();
+  channel.Line().Expect(kRequest).Answer("0C 06").Times(2);
+  const ExchangeOutcome outcome = channel.Run(ReadPolicy(channel.Protocol()));
+  EXPECT_FALSE(outcome.valid);
+  EXPECT_EQ(0, outcome.code);
+  EXPECT_EQ(0U, channel.Protocol().AnswerLength);
+}
+
+TEST(ExchangePolicies, ReadingTakesALeadingFiveForData) {
+  LinkedChannel channel;
+  channel.Line().Expect(kRequest).AnswerInPieces({"0C 05 00 00 00 05 05 05 05 05 05 05 05 05 05", "05 05"});
+  EXPECT_TRUE(channel.Run(ReadPolicy(channel.Protocol())).valid);
+  EXPECT_EQ(19U, channel.Protocol().AnswerLength);
+}
+
+TEST(ExchangePolicies, ReadingCountsOnlyItsOwnBytesAfterAnOpening) {
+  LinkedChannel channel({.level2Password = "222222"});
+  channel.Line().Expect(kRequest).Answer("0C 05");
+  channel.Line().Expect("0C 01 32 32 32 32 32 32").Answer("0C 00");
+  channel.Line().Expect(kRequest).Answer("0C 00 01");
+  EXPECT_TRUE(channel.Run(ReadPolicy(channel.Protocol())).valid);
+  EXPECT_EQ(5U, channel.Protocol().AnswerLength);
+}
+
+TEST(ExchangePolicies, ReadingFillsItsRoomWithNoiseAndAsksForNothingMore) {
+  LinkedChannel channel;
+  channel.Line().OnRequest([](auto) { return Bytes(400, 0x7E); });
+  const ExchangeOutcome outcome = channel.Run(ReadPolicy(channel.Protocol()));
+  EXPECT_FALSE(outcome.valid);
+  EXPECT_EQ(kAnswerRefused, outcome.code);
+  EXPECT_EQ(3U, channel.Line().RequestCount());
+  EXPECT_THAT(channel.Line().Calls(), ::testing::Contains("Read 0 -> 0").Times(3));
+}
+
+TEST(ExchangePolicies, WritingTakesBusyWithoutItsCheckAndKeepsTheCode) {
+  LinkedChannel channel;
+  channel.Line().Expect(kRequest).Silence();
+  channel.Line().Expect(kRequest).AnswerRaw("0C 06 00 00").Times(2);
+  const ExchangeOutcome outcome = channel.Run(WritePolicy());
+  EXPECT_FALSE(outcome.valid);
+  EXPECT_EQ(kAnswerRefused, outcome.code);
+  EXPECT_EQ(500, channel.Clock().Elapsed());
+}
+
+TEST(ExchangePolicies, AnOpeningIsNotCountedAsATry) {
+  LinkedChannel channel;
+  channel.Protocol().Channel.RetryCount = 1;
+  channel.Line().Expect(kRequest).Answer("0C 05");
+  channel.Line().Expect(kOpen).Answer("0C 00");
+  channel.Line().Expect(kRequest).Answer("0C 00");
+  EXPECT_TRUE(channel.Run(WritePolicy()).valid);
+}
+
+TEST(ExchangePolicies, ClockCorrectionKeepsItsTriesAndItsOwnPause) {
+  LinkedChannel channel;
+  channel.Protocol().Running = 0;
+  ExchangePolicy policy = WritePolicy();
+  policy.lowersRetryCountWhenStopped = false;
+  policy.onBusy = OnBusy::Validate;
+  policy.pauseAfterRejectedMs = 200;
+  channel.Line().Expect(kRequest).Answer("0C 0F").Times(2);
+  channel.Line().Expect(kRequest).Answer("0C 06");
+  EXPECT_TRUE(channel.Run(policy).valid);
+  EXPECT_EQ(6, channel.answer[1]);
+  EXPECT_EQ(400, channel.Clock().Elapsed());
+  EXPECT_EQ(3, channel.Protocol().Channel.RetryCount);
+}
+
+}  // namespace
+}  // namespace ostrel::test

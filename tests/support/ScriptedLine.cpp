@@ -1,0 +1,361 @@
+#include "tests/support/ScriptedLine.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "platform/clock.h"
+
+namespace ostrel::test {
+namespace {
+
+using Guard = std::lock_guard<std::mutex>;
+
+std::string WithoutCheck(const Bytes& frame) {
+  const std::size_t kept = frame.size() < 2 ? 0 : frame.size() - 2;
+  return ToHex(std::span(frame).first(kept));
+}
+
+}  // namespace
+
+// --- Expectation
+
+Expectation& Expectation::Deliver(std::deque<Bytes> pieces) {
+  pieces_ = std::move(pieces);
+  return *this;
+}
+
+Expectation& Expectation::AnswerInPieces(std::initializer_list<std::string_view> pieces) {
+  Bytes whole;
+  for (const std::string_view piece : pieces) {
+    const Bytes bytes = Hex(piece);
+    whole.insert(whole.end(), bytes.begin(), bytes.end());
+  }
+  const Bytes framed = WithCheck(whole);
+  AnswerInRawPieces(pieces);
+  pieces_.back().insert(pieces_.back().end(), framed.end() - 2, framed.end());
+  return *this;
+}
+
+Expectation& Expectation::AnswerInRawPieces(std::initializer_list<std::string_view> pieces) {
+  std::deque<Bytes> list;
+  for (const std::string_view piece : pieces) list.push_back(Hex(piece));
+  return Deliver(std::move(list));
+}
+
+Expectation& Expectation::ReadFails(HRESULT result) {
+  readResult_ = result;
+  return *this;
+}
+
+Expectation& Expectation::StateBecomes(std::uint32_t state) {
+  changesState_ = true;
+  state_ = state;
+  return *this;
+}
+
+Expectation& Expectation::Times(int count) {
+  left_ = count;
+  return *this;
+}
+
+// --- ScriptedLine: the script
+
+ScriptedLine::~ScriptedLine() {
+  for (std::size_t i = next_; i < script_.size(); ++i) {
+    ADD_FAILURE() << "never requested: " << WithoutCheck(script_[i].request_) << " (" << script_[i].left_ << " left)";
+  }
+}
+
+Expectation& ScriptedLine::Expect(std::string_view hexWithoutCheck) {
+  const Guard guard(mutex_);
+  return script_.emplace_back(Frame(hexWithoutCheck));
+}
+
+void ScriptedLine::OnRequest(Handler handler) {
+  const Guard guard(mutex_);
+  handler_ = std::move(handler);
+}
+
+void ScriptedLine::CutAnswers(std::size_t bytes) {
+  const Guard guard(mutex_);
+  cut_ = bytes;
+}
+
+void ScriptedLine::FailOpen(HRESULT result) {
+  const Guard guard(mutex_);
+  open_ = result;
+}
+
+void ScriptedLine::FailWrite(HRESULT result) {
+  const Guard guard(mutex_);
+  write_ = result;
+}
+
+void ScriptedLine::FailPurge(HRESULT result) {
+  const Guard guard(mutex_);
+  purge_ = result;
+}
+
+void ScriptedLine::FailDrain(HRESULT result) {
+  const Guard guard(mutex_);
+  drain_ = result;
+}
+
+void ScriptedLine::FailRead(HRESULT result) {
+  const Guard guard(mutex_);
+  read_ = result;
+}
+
+void ScriptedLine::SetState(std::uint32_t state) {
+  const Guard guard(mutex_);
+  state_ = state;
+}
+
+void ScriptedLine::OfferNoPort(bool none) {
+  const Guard guard(mutex_);
+  noPort_ = none;
+}
+
+void ScriptedLine::OfferNoIo(bool none) {
+  const Guard guard(mutex_);
+  noIo_ = none;
+}
+
+// --- ScriptedLine: the records
+
+std::vector<SentRequest> ScriptedLine::Requests() const {
+  const Guard guard(mutex_);
+  return requests_;
+}
+
+std::vector<std::string> ScriptedLine::RequestTexts() const {
+  std::vector<std::string> texts;
+  for (const SentRequest& request : Requests()) texts.push_back(WithoutCheck(request.bytes));
+  return texts;
+}
+
+std::size_t ScriptedLine::RequestCount() const {
+  const Guard guard(mutex_);
+  return requestCount_;
+}
+
+std::vector<std::string> ScriptedLine::Calls() const {
+  const Guard guard(mutex_);
+  return calls_;
+}
+
+void ScriptedLine::ClearRecords() {
+  const Guard guard(mutex_);
+  requests_.clear();
+  calls_.clear();
+  requestCount_ = 0;
+}
+
+void ScriptedLine::KeepRecords(bool keep) {
+  const Guard guard(mutex_);
+  keepRecords_ = keep;
+}
+
+int ScriptedLine::Unreleased() const {
+  const Guard guard(mutex_);
+  return portReferences_ + ioReferences_ + static_cast<int>(cookies_.size());
+}
+
+void ScriptedLine::Record(std::string call) {
+  if (keepRecords_) calls_.push_back(std::move(call));
+}
+
+// --- ScriptedLine: bytes
+
+HRESULT ScriptedLine::Purge() {
+  const Guard guard(mutex_);
+  Record("Purge");
+  if (FAILED(purge_)) return purge_;
+  input_.clear();
+  return S_OK;
+}
+
+HRESULT ScriptedLine::Drain() {
+  const Guard guard(mutex_);
+  Record("Drain");
+  return drain_;
+}
+
+HRESULT ScriptedLine::Send(std::span<const std::uint8_t> request) {
+  Handler handler;
+  {
+    const Guard guard(mutex_);
+    Record("Write " + std::to_string(request.size()));
+    if (FAILED(write_)) return write_;
+    ++requestCount_;
+    if (keepRecords_) requests_.push_back({Bytes(request.begin(), request.end()), platform::TickCount()});
+    if (TakeExpectation(request)) return S_OK;
+    handler = handler_;
+  }
+  if (!handler) {
+    ADD_FAILURE() << "unexpected request: " << WithoutCheck(Bytes(request.begin(), request.end()));
+    return S_OK;
+  }
+  Bytes answer = handler(request);
+  const Guard guard(mutex_);
+  Queue(std::move(answer));
+  return S_OK;
+}
+
+bool ScriptedLine::TakeExpectation(std::span<const std::uint8_t> request) {
+  if (next_ == script_.size()) return false;
+  Expectation& expected = script_[next_];
+  if (!std::ranges::equal(expected.request_, request)) {
+    if (handler_) return false;
+    ADD_FAILURE() << "request " << ToHex(request) << "\nexpected " << ToHex(expected.request_);
+  }
+  input_.insert(input_.end(), expected.pieces_.begin(), expected.pieces_.end());
+  nextRead_ = expected.readResult_;
+  if (expected.changesState_) state_ = expected.state_;
+  if (--expected.left_ <= 0) ++next_;
+  return true;
+}
+
+void ScriptedLine::Queue(Bytes answer) {
+  if (answer.empty()) return;
+  const std::size_t step = cut_ == 0 ? answer.size() : cut_;
+  for (std::size_t start = 0; start < answer.size(); start += step) {
+    const std::size_t end = std::min(start + step, answer.size());
+    input_.emplace_back(answer.begin() + static_cast<std::ptrdiff_t>(start), answer.begin() + static_cast<std::ptrdiff_t>(end));
+  }
+}
+
+HRESULT ScriptedLine::Receive(std::uint8_t* buffer, std::uint32_t* length) {
+  std::unique_lock<std::mutex> guard(mutex_);
+  const std::uint32_t wanted = *length;
+  std::uint32_t got = 0;
+  const HRESULT result = FAILED(nextRead_) ? nextRead_ : read_;
+  nextRead_ = S_OK;
+  if (SUCCEEDED(result) && wanted != 0 && !input_.empty()) {
+    Bytes& piece = input_.front();
+    got = std::min(wanted, static_cast<std::uint32_t>(piece.size()));
+    std::copy_n(piece.begin(), got, buffer);
+    piece.erase(piece.begin(), piece.begin() + got);
+    if (piece.empty()) input_.pop_front();
+  }
+  Record("Read " + std::to_string(wanted) + " -> " + (FAILED(result) ? "failure" : std::to_string(got)));
+  if (FAILED(result)) return result;
+  *length = got;
+  const std::uint32_t pause = got == 0 && wanted != 0 ? answerTimeout_ : 0;
+  guard.unlock();
+  if (pause != 0) platform::Sleep(pause);
+  return S_OK;
+}
+
+// --- IObjectProvider
+
+HRESULT ScriptedLine::QueryInterface(REFIID iid, void** object) {
+  *object = platform::SameGuid(iid, IID_IUnknown) ? this : nullptr;
+  return *object != nullptr ? S_OK : E_NOINTERFACE;
+}
+
+HRESULT ScriptedLine::CreatePortObject(std::uint32_t kind, REFIID iid, std::uint32_t* cookie, void** object) {
+  const Guard guard(mutex_);
+  Record("CreatePortObject " + std::to_string(kind));
+  *object = nullptr;
+  if (noPort_) return E_FAIL;
+  EXPECT_TRUE(platform::SameGuid(iid, IID_IPortObject));
+  *cookie = ++lastCookie_;
+  cookies_.push_back(lastCookie_);
+  ++portReferences_;
+  *object = static_cast<IPortObject*>(&port_);
+  return S_OK;
+}
+
+HRESULT ScriptedLine::ReleasePortObject(std::uint32_t cookie) {
+  const Guard guard(mutex_);
+  Record("ReleasePortObject " + std::to_string(cookie));
+  EXPECT_EQ(1U, std::erase(cookies_, cookie)) << "cookie given back twice or never handed out: " << cookie;
+  return S_OK;
+}
+
+// --- IPortObject
+
+HRESULT ScriptedLine::Port::QueryInterface(REFIID iid, void** object) {
+  const Guard guard(line_.mutex_);
+  *object = nullptr;
+  line_.Record("QueryIo");
+  if (line_.noIo_ || !platform::SameGuid(iid, IID_IPortIo)) return E_NOINTERFACE;
+  ++line_.ioReferences_;
+  *object = static_cast<IPortIo*>(&line_.io_);
+  return S_OK;
+}
+
+ULONG ScriptedLine::Port::AddRef() {
+  const Guard guard(line_.mutex_);
+  return static_cast<ULONG>(++line_.portReferences_);
+}
+
+ULONG ScriptedLine::Port::Release() {
+  const Guard guard(line_.mutex_);
+  line_.Record("ReleasePort");
+  return static_cast<ULONG>(--line_.portReferences_);
+}
+
+HRESULT ScriptedLine::Port::Open(const char* deviceName) {
+  const Guard guard(line_.mutex_);
+  line_.Record(std::string("Open ") + deviceName);
+  if (SUCCEEDED(line_.open_)) line_.input_.clear();
+  return line_.open_;
+}
+
+HRESULT ScriptedLine::Port::SetMode(const char* mode) {
+  const Guard guard(line_.mutex_);
+  line_.Record(std::string("SetMode ") + mode);
+  return S_OK;
+}
+
+HRESULT ScriptedLine::Port::SetBuffers(std::uint32_t input, std::uint32_t output) {
+  const Guard guard(line_.mutex_);
+  line_.Record("SetBuffers " + std::to_string(input) + " " + std::to_string(output));
+  return S_OK;
+}
+
+// --- IPortIo
+
+HRESULT ScriptedLine::Io::QueryInterface(REFIID, void** object) {
+  *object = nullptr;
+  return E_NOINTERFACE;
+}
+
+ULONG ScriptedLine::Io::AddRef() {
+  const Guard guard(line_.mutex_);
+  return static_cast<ULONG>(++line_.ioReferences_);
+}
+
+ULONG ScriptedLine::Io::Release() {
+  const Guard guard(line_.mutex_);
+  line_.Record("ReleaseIo");
+  return static_cast<ULONG>(--line_.ioReferences_);
+}
+
+HRESULT ScriptedLine::Io::Write(const std::uint8_t* bytes, std::uint32_t* length) {
+  if (bytes == nullptr && length == nullptr) return line_.Drain();
+  return line_.Send({bytes, *length});
+}
+
+HRESULT ScriptedLine::Io::Read(std::uint8_t* buffer, std::uint32_t* length) {
+  if (buffer == nullptr && length == nullptr) return line_.Purge();
+  return line_.Receive(buffer, length);
+}
+
+HRESULT ScriptedLine::Io::SetTimeouts(std::uint32_t answer, std::uint32_t quiet) {
+  const Guard guard(line_.mutex_);
+  line_.Record("SetTimeouts " + std::to_string(answer) + " " + std::to_string(quiet));
+  line_.answerTimeout_ = answer;
+  return S_OK;
+}
+
+std::uint32_t ScriptedLine::Io::GetState() {
+  const Guard guard(line_.mutex_);
+  line_.Record("GetState");
+  return line_.state_;
+}
+
+}  // namespace ostrel::test
