@@ -8,7 +8,7 @@ namespace ostrel {
 class CDeviceTag;
 class CProtocol;
 
-/// Decodes AnswerBuffer (event logs: LogCache) into the tag under the host's tag lock; always 1.
+/// Decodes AnswerBuffer (event logs: LogCache) into the tag under the host's tag lock; 1, or 0 without a meter or a host.
 std::uint32_t DecodeTag(CProtocol& protocol, CDeviceTag& tag, std::uint32_t device);
 
 /// Exchanges two bytes in place: meters send the high one first.

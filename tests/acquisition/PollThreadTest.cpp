@@ -1,0 +1,207 @@
+// The poll thread on the virtual clock: pacing, marking, link messages, stopping, and thirty days of it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+
+#include "Protocol/model/TagCatalogue.h"
+#include "tests/acquisition/PlainMeter.h"
+#include "tests/support/TestChannel.h"
+
+namespace ostrel::test {
+namespace {
+
+using ::testing::ElementsAre;
+
+/// Runs the thread up to exact moments.
+class Poll {
+ public:
+  explicit Poll(const ChannelOptions& options = {}) : channel(options) {
+    channel.Line().OnRequest([this](auto request) { return meters[request[0]].Answer(request); });
+  }
+  ~Poll() { Stop(); }
+
+  std::uint32_t AddMeter(std::uint8_t address, const std::vector<std::uint32_t>& tags, const MeterOptions& options = {}) {
+    meters.emplace(address, PlainMeter(address));
+    const std::uint32_t device = channel.AddMeter(address, 1, options);
+    for (const std::uint32_t number : tags) channel.AddTag(device, number);
+    return device;
+  }
+
+  /// Lets the thread go on to this moment and waits until it stands there.
+  void RunTo(std::int64_t elapsedMs) {
+    channel.Clock().SetLimit(elapsedMs);
+    if (channel.Protocol().PollThread == nullptr) {
+      ASSERT_EQ(1U, channel.Protocol().Start());
+    }
+    channel.Clock().WaitForLimit();
+  }
+
+  void Stop() {
+    channel.Protocol().SignalStop();
+    channel.Clock().ClearLimit();
+    channel.Protocol().Stop();
+  }
+
+  CDeviceTag& Tag(std::uint32_t device, std::uint32_t number) {
+    for (CDeviceTag* tag : channel.Entry(device).Tags) {
+      if (tag->TagNumber == number) return *tag;
+    }
+    ADD_FAILURE() << "no tag " << number;
+    return *channel.AddTag(device, number);
+  }
+
+  std::map<std::uint8_t, PlainMeter> meters;
+  TestChannel channel;
+};
+
+constexpr std::uint32_t kSomeTags[] = {9, 95, 183, 210, 211};
+const std::vector<std::uint32_t> kTags(std::begin(kSomeTags), std::end(kSomeTags));
+
+TEST(PollThread, StartsOnceAndOpensThePortWithTheFirstRequest) {
+  Poll poll;
+  poll.AddMeter(1, kTags);
+  poll.RunTo(5);
+  EXPECT_EQ(1U, poll.channel.Protocol().Start());
+  EXPECT_TRUE(poll.channel.Line().Calls().empty());
+  poll.RunTo(2000);
+  EXPECT_EQ(1U, poll.channel.Protocol().PortOpen);
+  poll.Stop();
+  EXPECT_EQ(0U, poll.channel.Protocol().PortOpen);
+  EXPECT_EQ(0, poll.channel.Line().Unreleased());
+}
+
+TEST(PollThread, PacesPassesByThePeriod) {
+  Poll poll({.pollPeriodSeconds = 5});
+  poll.AddMeter(1, {75});
+  poll.RunTo(20500);
+  // A pass begins 10 ms after the one before it ended; its waiting ends on a step of 100 ms.
+  std::vector<std::uint32_t> starts;
+  for (const auto& request : poll.channel.Line().Requests()) {
+    if (ToHex(request.bytes).starts_with("01 08 11 40")) starts.push_back(request.tick);
+  }
+  EXPECT_THAT(starts, ElementsAre(15, 5040, 10065, 15090, 20115));
+}
+
+TEST(PollThread, MarksALostMeterAndTellsOfItsReturn) {
+  Poll poll({.retries = 1, .pollPeriodSeconds = 5});
+  const auto lost = poll.AddMeter(1, kTags);
+  const auto other = poll.AddMeter(2, kTags);
+  poll.RunTo(3000);
+  EXPECT_EQ(kQualityGood, poll.Tag(lost, 9).Quality);
+  EXPECT_EQ(1, poll.Tag(lost, 210).Value.boolVal);
+  const FILETIME answered = poll.Tag(lost, 210).Timestamp;
+
+  poll.meters[1].silent = true;
+  poll.RunTo(9000);
+  for (const std::uint32_t number : {9U, 95U, 183U, 211U}) EXPECT_EQ(kQualityDeviceFailure, poll.Tag(lost, number).Quality) << number;
+  EXPECT_EQ(0.0F, float{poll.Tag(lost, 9).Value.fltVal});
+  EXPECT_EQ(kQualityGood, poll.Tag(lost, 210).Quality);
+  EXPECT_EQ(0, poll.Tag(lost, 210).Value.boolVal);
+  EXPECT_EQ(answered.dwLowDateTime, poll.Tag(lost, 210).Timestamp.dwLowDateTime);
+  EXPECT_NE(answered.dwLowDateTime, poll.Tag(lost, 9).Timestamp.dwLowDateTime);
+  EXPECT_EQ(kQualityGood, poll.Tag(other, 9).Quality);
+  EXPECT_EQ(kLinkLost, poll.channel.Entry(lost).LinkState);
+
+  poll.meters[1].silent = false;
+  poll.channel.Line().ClearRecords();
+  poll.RunTo(16000);
+  EXPECT_EQ(kQualityGood, poll.Tag(lost, 9).Quality);
+  EXPECT_THAT(poll.channel.LogLines(), ElementsAre("COM3 ПРИБОР:1 Нет ответа от устройства", "COM3 ПРИБОР:1 Восстановление связи"));
+}
+
+TEST(PollThread, ReadsOnceAgainAfterEachReturn) {
+  Poll poll({.retries = 1, .pollPeriodSeconds = 5});
+  const auto device = poll.AddMeter(1, {75});
+  poll.RunTo(3000);
+  poll.meters[1].silent = true;
+  poll.RunTo(8000);
+  poll.meters[1].silent = false;
+  poll.channel.Line().ClearRecords();
+  poll.RunTo(20000);
+  const auto texts = poll.channel.Line().RequestTexts();
+  // Twice: in the first pass that succeeds, and because the link's return asks for it once more in the next.
+  EXPECT_EQ(2, std::count(texts.begin(), texts.end(), "01 08 12"));
+  EXPECT_EQ(kLinked, poll.channel.Entry(device).LinkState);
+}
+
+TEST(PollThread, ShowsAMeterAsUncertainWhileItsExchangeIsOff) {
+  Poll poll;
+  const auto device = poll.AddMeter(1, kTags, {.exchangeOn = 0});
+  poll.RunTo(3000);
+  for (const std::uint32_t number : {9U, 95U, 183U, 210U}) EXPECT_EQ(kQualityUncertain, poll.Tag(device, number).Quality) << number;
+  EXPECT_EQ(kQualityGood, poll.Tag(device, 211).Quality);
+  EXPECT_EQ(0, poll.Tag(device, 211).Value.boolVal);
+  EXPECT_EQ(0U, poll.channel.Line().RequestCount());
+}
+
+TEST(PollThread, TreatsEveryMeterAsLostWhileTheChannelIsOff) {
+  Poll poll;
+  const auto device = poll.AddMeter(1, kTags);
+  StoreFlag(poll.channel.Protocol().GetChannel()->ExchangeEnabled, 0);
+  poll.RunTo(3000);
+  EXPECT_EQ(kQualityDeviceFailure, poll.Tag(device, 9).Quality);
+  EXPECT_EQ(0, poll.Tag(device, 210).Value.boolVal);
+  EXPECT_EQ(kQualityGood, poll.Tag(device, 210).Quality);
+  EXPECT_EQ(0U, poll.channel.Line().RequestCount());
+}
+
+TEST(PollThread, CallsAHeldMeterRestoredWhileItsTagsStayBad) {
+  Poll poll({.retries = 1, .pollPeriodSeconds = 5});
+  const auto device = poll.AddMeter(1, kTags, {.failHoldMs = 60000});
+  poll.meters[1].silent = true;
+  poll.RunTo(3000);
+  const std::size_t asked = poll.channel.Line().RequestCount();
+  poll.RunTo(8000);
+  EXPECT_EQ(asked, poll.channel.Line().RequestCount());
+  EXPECT_EQ(kLinked, poll.channel.Entry(device).LinkState);
+  EXPECT_EQ(kQualityDeviceFailure, poll.Tag(device, 9).Quality);
+  EXPECT_THAT(poll.channel.LogLines(), ElementsAre("COM3 ПРИБОР:1 Нет ответа от устройства", "COM3 ПРИБОР:1 Восстановление связи"));
+}
+
+TEST(PollThread, CopiesTheAskedLogNumberWhenItMarksTags) {
+  Poll poll({.retries = 1});
+  const auto device = poll.AddMeter(1, {102, 9}, {.logRequest = 5});
+  poll.meters[1].silent = true;
+  poll.RunTo(3000);
+  EXPECT_EQ(5, poll.channel.Entry(device).LogNumber);
+}
+
+TEST(PollThread, RunsWithoutMeters) {
+  Poll poll;
+  poll.RunTo(60000);
+  poll.Stop();
+  EXPECT_EQ(nullptr, poll.channel.Protocol().PollThread);
+}
+
+TEST(PollThread, StopsBetweenTwoTags) {
+  Poll poll;
+  poll.AddMeter(1, {9, 10, 11, 12});
+  poll.channel.Line().OnRequest([&](auto request) {
+    if (ToHex(request).starts_with("01 05 00 02")) poll.channel.Protocol().SignalStop();
+    return poll.meters[1].Answer(request);
+  });
+  ASSERT_EQ(1U, poll.channel.Protocol().Start());
+  poll.channel.Protocol().Stop();
+  // Stop may come first; then nothing is asked at all.
+  const auto texts = poll.channel.Line().RequestTexts();
+  EXPECT_EQ(0, std::count(texts.begin(), texts.end(), "01 05 00 03"));
+}
+
+TEST(PollThread, CountsItsRequestsExactlyOverThirtyDaysAndAWrapOfTheTickCount) {
+  constexpr std::int64_t kThirtyDaysMs = 30LL * 24 * 3600 * 1000;
+  Poll poll({.pollPeriodSeconds = 300, .startTick = 0xFFFFFFFFU - 15U * 24 * 3600 * 1000});
+  const auto device = poll.AddMeter(1, {}, {.logRequest = 1});
+  for (std::uint32_t number = 0; number < kDaTagCount; ++number) poll.channel.AddTag(device, number);
+  poll.channel.Line().KeepRecords(false);
+  poll.RunTo(kThirtyDaysMs);
+  // A pass: 10 ms, the cycle with 5 + 200 ms of pauses, 10 ms, then steps of 100 ms until 300 s have passed: 300,025 ms. In thirty
+  // days 8640 passes begin. The first asks 126 times and every later one 123 times.
+  EXPECT_EQ(126U + 8639U * 123U, poll.channel.Line().RequestCount());
+  EXPECT_EQ(kQualityGood, poll.Tag(device, 9).Quality);
+  EXPECT_TRUE(poll.channel.LogLines().empty());
+}
+
+}  // namespace
+}  // namespace ostrel::test

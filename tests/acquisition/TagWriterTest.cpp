@@ -1,0 +1,312 @@
+// Clients' writes as frames on the line, and what becomes of the pending flag.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <limits>
+
+#include "Protocol/acquisition/TagWriter.h"
+#include "Protocol/model/TagCatalogue.h"
+#include "tests/support/TestChannel.h"
+#include "tests/support/TimeZone.h"
+
+namespace ostrel::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr float kInf = std::numeric_limits<float>::infinity();
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+constexpr float kMax = std::numeric_limits<float>::max();
+
+std::int64_t UtcMs(int year, unsigned month, unsigned day, int hour, int minute, int second) {
+  const std::chrono::sys_days date = std::chrono::year(year) / month / day;
+  return (std::chrono::seconds(date.time_since_epoch()).count() + hour * 3600 + minute * 60 + second) * 1000;
+}
+
+class TagWriterTest : public testing::Test {
+ protected:
+  TagWriterTest() {
+    channel_.Protocol().Running = 1;
+    Entry().MeterConstant = 5000;
+    Entry().TimeSetByte = 0x01;
+  }
+  ~TagWriterTest() override { channel_.Protocol().Running = 0; }
+
+  DeviceEntry& Entry() { return channel_.Entry(meter_); }
+  ScriptedLine& Line() { return channel_.Line(); }
+
+  /// A pending write of the value in the tag's own type.
+  CDeviceTag& Pending(std::uint32_t number, float value) {
+    CDeviceTag& tag = *channel_.AddTag(meter_, number);
+    if (tag.CanonicalType == VT_UI1) {
+      tag.WriteValue.bVal = static_cast<BYTE>(value);
+    } else if (tag.CanonicalType == VT_BOOL) {
+      tag.WriteValue.boolVal = static_cast<std::int16_t>(value);
+    } else {
+      tag.WriteValue.fltVal = value;
+    }
+    StoreFlag(tag.WritePending, 1);
+    return tag;
+  }
+
+  std::uint32_t Write(CDeviceTag& tag) { return WriteTag(channel_.Protocol(), tag, meter_); }
+
+  /// The frame that a write sends to a meter that takes it; "" when none.
+  std::string Written(std::uint32_t number, float value) {
+    Line().ClearRecords();
+    Line().OnRequest([](auto) { return Frame("01 00"); });
+    CDeviceTag& tag = Pending(number, value);
+    const std::uint32_t result = Write(tag);
+    EXPECT_EQ(result == 0 ? 0U : 1U, Line().RequestCount()) << number << " " << value;
+    pendingAfter_ = LoadFlag(tag.WritePending);
+    return result == 0 ? "" : ToHex(Line().Requests().at(0).bytes);
+  }
+
+  const TimeZone zone_{"UTC"};
+  TestChannel channel_;
+  const std::uint32_t meter_ = channel_.AddMeter(1, 1);
+  std::uint32_t pendingAfter_ = 0;
+};
+
+struct WriteRow {
+  std::uint32_t tag;
+  float value;
+  const char* frame;  // "" for none
+};
+
+void PrintTo(const WriteRow& row, std::ostream* out) { *out << row.tag << " = " << row.value; }
+
+// Whole frames with the checks worked out by hand.
+const WriteRow kWholeFrames[] = {
+    {6, 220, "01 03 1B 00 DC 68 1A"},
+    {6, 220.9F, "01 03 1B 00 DC 68 1A"},
+    {7, 65535, "01 03 1C FF FF D9 F2"},
+    {7, -1, "01 03 1C FF FF D9 F2"},
+    {99, 10, "01 03 07 0A 73 EF"},
+    {100, 1, "01 03 18 01 3A 18"},
+    {100, 0, "01 03 18 00 FB D8"},
+    {100, -1, "01 03 18 00 FB D8"},
+    {100, 0.9F, "01 03 18 00 FB D8"},
+    {100, 200, "01 03 18 00 FB D8"},
+    {185, 1, "01 03 18 04 FA 1B"},
+    {185, 0, "01 03 18 05 3B DB"},
+    {185, 0.5F, "01 03 18 05 3B DB"},
+    {185, -1, "01 03 18 00 FB D8"},
+    {212, 0, "01 03 2F 01 2C 28"},
+    {212, 1, "01 03 2F 00 ED E8"},
+    {213, 0, "01 03 2F 07 00 00 00 00 01 59 C0"},
+    {213, 40, "01 03 2F 07 00 00 00 00 19 59 CA"},
+    {214, 1, "01 03 2F 04 01 00 00 27 10 BF CF"},
+    {214, 10000.1F, "01 03 2F 04 01 05 F5 E4 E8 FE 43"},
+    {242, 1, "01 03 2F 04 30 00 00 27 10 C2 0B"},
+    {219, 5000, "01 03 2F 08 00 00 00 C3 50 C8 33"},
+};
+
+// Data behind the parameter number.
+const WriteRow kData[] = {
+    {6, kNan, "1B 00 00"},
+    {6, kInf, "1B 00 00"},
+    {6, 1e30F, "1B 00 00"},
+    {6, 70000, "1B 11 70"},
+    {7, 0.99F, "1C 00 00"},
+    {99, 255, "07 FF"},
+    {99, 256, "07 00"},
+    {99, kNan, "07 00"},
+    {100, 127, "18 01"},
+    {100, kNan, "18 00"},
+    {185, kInf, "18 05"},
+    {185, 127.9F, "18 04"},
+    {213, 1, "2F 07 00 00 00 00 01"},
+    {213, 24, "2F 07 00 00 00 00 18"},
+    {213, 25, "2F 07 00 00 00 00 19"},
+    {213, 26, "2F 07 00 00 00 00 19"},
+    // The selector of each limit.
+    {215, 0.5F, "2F 04 02 00 00 13 88"},
+    {216, 0, "2F 04 03 00 00 00 00"},
+    {217, 1, "2F 04 04 00 00 27 10"},
+    {218, 1, "2F 04 00 00 00 27 10"},
+    {223, 1, "2F 04 01 00 00 27 10"},
+    {226, 1, "2F 04 04 00 00 27 10"},
+    {227, 1, "2F 04 00 00 00 27 10"},
+    {228, 1, "2F 04 11 00 00 27 10"},
+    {232, 1, "2F 04 10 00 00 27 10"},
+    {233, 1, "2F 04 21 00 00 27 10"},
+    {237, 1, "2F 04 20 00 00 27 10"},
+    {238, 1, "2F 04 31 00 00 27 10"},
+    {241, 1, "2F 04 34 00 00 27 10"},
+    {220, 1, "2F 08 01 00 00 00 0A"},
+    {221, 1, "2F 08 02 00 00 00 0A"},
+    {222, 1, "2F 08 03 00 00 00 0A"},
+    // The edges of energy limits: past 32 bits the low ones go out, past 64 none is left.
+    {214, -1, "2F 04 01 FF FF D8 F0"},
+    {214, 300000, "2F 04 01 B2 D0 5E 00"},
+    {214, 429497, "2F 04 01 00 00 0A 00"},
+    {214, 1e20F, "2F 04 01 00 00 00 00"},
+    {214, 0.00005F, "2F 04 01 00 00 00 00"},
+    // The edges of power limits.
+    {219, 0.05F, "2F 08 00 00 00 00 0A"},
+    {219, 0.0999F, "2F 08 00 00 00 00 0A"},
+    {219, kNan, "2F 08 00 00 00 00 0A"},
+    {219, -3, "2F 08 00 00 00 00 0A"},
+    {219, -kInf, "2F 08 00 00 00 00 0A"},
+    {219, 0.1F, "2F 08 00 00 00 00 01"},
+    {219, 0.14F, "2F 08 00 00 00 00 01"},
+    {219, 0.15F, "2F 08 00 00 00 00 02"},
+    {219, 0.35F, "2F 08 00 00 00 00 03"},
+    {219, 6553.4F, "2F 08 00 00 00 FF FE"},
+    {219, 6553.5F, "2F 08 00 00 00 FF FF"},
+    {219, 6553.6F, "2F 08 00 00 00 FF FF"},
+    {219, 10000, "2F 08 00 00 00 FF FF"},
+    {219, kInf, "2F 08 00 00 00 FF FF"},
+};
+
+// Nothing goes out and the write is dropped.
+const WriteRow kDropped[] = {
+    {212, 2, ""}, {212, 255, ""}, {214, kNan, ""}, {214, kInf, ""}, {214, -kInf, ""}, {242, kMax, ""},
+    {0, 1, ""},   {5, 1, ""},     {8, 1, ""},      {9, 1, ""},      {96, 1, ""},      {101, 1, ""},
+    {102, 3, ""}, {103, 1, ""},   {184, 1, ""},    {186, 1, ""},    {210, 1, ""},     {243, 1, ""},
+};
+
+TEST_F(TagWriterTest, EveryCommand) {
+  for (const WriteRow& row : kWholeFrames) {
+    EXPECT_EQ(row.frame, Written(row.tag, row.value)) << testing::PrintToString(row);
+    EXPECT_EQ(0U, pendingAfter_) << row.tag;
+  }
+  for (const WriteRow& row : kData) {
+    EXPECT_EQ(ToHex(Frame(std::string("01 03 ") + row.frame)), Written(row.tag, row.value)) << testing::PrintToString(row);
+    EXPECT_EQ(0U, pendingAfter_) << row.tag;
+  }
+  for (const WriteRow& row : kDropped) {
+    EXPECT_EQ(row.frame, Written(row.tag, row.value)) << testing::PrintToString(row);
+    EXPECT_EQ(0U, pendingAfter_) << row.tag;
+  }
+}
+
+TEST_F(TagWriterTest, FramesAreAsLongAsTheCatalogueSays) {
+  for (std::uint32_t number = 0; number < kDaTagCount; ++number) {
+    const TagDescriptor& row = TagDescriptors()[number];
+    if (row.Access != 3 || number == kTagExchange || number == kTagLogNumber) continue;
+    const Bytes frame = Hex(Written(number, 1));
+    const bool coefficient = number == kTagVoltageCoefficient || number == kTagCurrentCoefficient;
+    ASSERT_EQ(row.WriteLength - (coefficient ? 2 : 0), frame.size()) << number;
+    EXPECT_EQ(row.WriteParam, frame[2]) << number;
+  }
+}
+
+TEST_F(TagWriterTest, ClockCommands) {
+  const struct {
+    std::int64_t now;
+    std::uint32_t tag;
+    float value;
+    const char* body;
+  } rows[] = {
+      {UtcMs(2026, 11, 22, 23, 59, 59), 97, 1, "01 03 0D 59 59 23"},
+      {UtcMs(2026, 11, 22, 0, 0, 0), 97, -1, "01 03 0D 00 00 00"},
+      {UtcMs(2026, 11, 22, 1, 2, 3), 97, 127, "01 03 0D 03 02 01"},
+      {UtcMs(2026, 3, 8, 14, 7, 42), 98, 0, "01 03 0C 42 07 14 07 08 03 26 01"},   // a Sunday
+      {UtcMs(2024, 3, 5, 0, 0, 0), 98, kNan, "01 03 0C 00 00 00 02 05 03 24 01"},  // a Tuesday
+      {UtcMs(2026, 3, 9, 0, 0, 0), 98, 1, "01 03 0C 00 00 00 01 09 03 26 01"},     // a Monday
+      {UtcMs(1999, 12, 31, 23, 0, 0), 98, 1, "01 03 0C 00 00 23 05 31 12 00 01"},  // a Friday
+  };
+  for (const auto& row : rows) {
+    channel_.Clock().SetUtcMilliseconds(row.now);
+    EXPECT_EQ(ToHex(Frame(row.body)), Written(row.tag, row.value)) << row.body;
+    EXPECT_EQ(0U, pendingAfter_);
+  }
+  EXPECT_EQ("01 03 0C 42 07 14 07 08 03 26 01 CB 2A", ToHex(Frame(rows[3].body)));
+}
+
+TEST_F(TagWriterTest, ClockCommandsCarryTheComputersZone) {
+  const TimeZone zone("Europe/Berlin");
+  channel_.Clock().SetUtcMilliseconds(UtcMs(2026, 7, 31, 22, 30, 0));
+  EXPECT_EQ(ToHex(Frame("01 03 0C 00 30 00 06 01 08 26 01")), Written(98, 1));
+}
+
+TEST_F(TagWriterTest, ATimeCorrectionOfNothingStaysPending) {
+  for (const float value : {0.0F, 0.5F, -0.9F, 256.0F, kNan, kInf}) {
+    EXPECT_EQ("", Written(kTagTimeCorrection, value)) << value;
+    EXPECT_EQ(1U, pendingAfter_) << value;
+  }
+}
+
+TEST_F(TagWriterTest, EnergyLimitsOfAnUnknownMeterAreZero) {
+  Entry().MeterConstant = 0;
+  EXPECT_EQ(ToHex(Frame("01 03 2F 04 01 00 00 00 00")), Written(214, 100));
+  EXPECT_EQ("", Written(214, kInf));
+}
+
+TEST_F(TagWriterTest, ExchangeIsASwitchOfThePlugIn) {
+  for (const float value : {0.0F, 1.0F, 0.0F, -1.0F}) {
+    CDeviceTag& tag = Pending(kTagExchange, value);
+    EXPECT_EQ(1U, Write(tag));
+    EXPECT_EQ(value != 0 ? 1U : 0U, Entry().ExchangeOn);
+    EXPECT_EQ(0U, LoadFlag(tag.WritePending));
+  }
+  EXPECT_EQ(0U, Line().RequestCount());
+}
+
+TEST_F(TagWriterTest, AnyOrdinaryStatusIsAcceptance) {
+  for (const char* status : {"01 00", "01 01", "01 04", "01 0E"}) {
+    Line().Expect("01 03 07 0A").Answer(status);
+    EXPECT_EQ(1U, Write(Pending(99, 10))) << status;
+  }
+  EXPECT_EQ(1U, Entry().LinkUp);
+  EXPECT_THAT(channel_.LogLines(), IsEmpty());
+}
+
+TEST_F(TagWriterTest, ABusyMeterGetsAllTriesAndNoMessage) {
+  Line().Expect("01 03 07 0A").Answer("01 06").Times(3);
+  CDeviceTag& tag = Pending(99, 10);
+  EXPECT_EQ(0U, Write(tag));
+  EXPECT_EQ(0U, LoadFlag(tag.WritePending));
+  EXPECT_EQ(1U, Entry().LinkDown);
+  EXPECT_EQ(0, channel_.Clock().Elapsed());
+  EXPECT_THAT(channel_.LogLines(), IsEmpty());
+}
+
+TEST_F(TagWriterTest, SilenceBeforeBusyIsStillReported) {
+  Line().Expect("01 03 07 0A").Silence();
+  Line().Expect("01 03 07 0A").Answer("01 06").Times(2);
+  EXPECT_EQ(0U, Write(Pending(99, 10)));
+  EXPECT_THAT(channel_.LogLines(), ElementsAre("COM3 ПРИБОР:1 Нет ответа от устройства"));
+}
+
+TEST_F(TagWriterTest, ARefusalIsPausedTriedAgainAndDropped) {
+  channel_.Protocol().PauseAfterError = 30;
+  Line().Expect("01 03 07 0A").Answer("01 0F").Times(3);
+  CDeviceTag& tag = Pending(99, 10);
+  EXPECT_EQ(0U, Write(tag));
+  EXPECT_EQ(0U, LoadFlag(tag.WritePending));
+  EXPECT_EQ(3 * 30, channel_.Clock().Elapsed());
+  EXPECT_THAT(channel_.LogLines(), ElementsAre("COM3 ПРИБОР:1 Нет ответа от устройства"));
+}
+
+TEST_F(TagWriterTest, OpensAClosedChannelWithoutCountingATry) {
+  channel_.Protocol().Channel.RetryCount = 1;
+  Line().Expect("01 03 07 0A").Answer("01 05");
+  Line().Expect("01 01 30 30 30 30 30 30").Answer("01 00");
+  Line().Expect("01 03 07 0A").AnswerInPieces({"01", "00"});
+  EXPECT_EQ(1U, Write(Pending(99, 10)));
+}
+
+TEST_F(TagWriterTest, RetriesSendTheTimeOfTheFirst) {
+  channel_.Clock().SetUtcMilliseconds(UtcMs(2026, 11, 22, 12, 0, 0));
+  Line().Expect("01 03 0D 00 00 12").Silence().Times(2);
+  Line().Expect("01 03 0D 00 00 12").Answer("01 00");
+  EXPECT_EQ(1U, Write(Pending(kTagTimeCorrection, 1)));
+  EXPECT_EQ(1000, channel_.Clock().Elapsed());
+}
+
+TEST_F(TagWriterTest, RefusesWhatIsNotThere) {
+  CDeviceTag& tag = Pending(99, 10);
+  EXPECT_EQ(0U, WriteTag(channel_.Protocol(), tag, meter_ + 1));
+  channel_.Protocol().HostContext = nullptr;
+  EXPECT_EQ(0U, Write(tag));
+  channel_.Protocol().HostContext = &channel_.Context();
+  EXPECT_EQ(0U, Line().RequestCount());
+}
+
+}  // namespace
+}  // namespace ostrel::test
