@@ -1,7 +1,5 @@
-// What the host asks about history tags. The archives themselves are not read by this version: a listing, a check and a
-// read fail, so that no value and no time is given that did not come from a meter.
-#include "Protocol/history/MeterParameters.h"
-#include "Protocol/model/TagCatalogue.h"
+// How many records the meters keep, and how far apart they lie.
+#include "Protocol/history/HistoryClasses.h"
 #include "Protocol/object/CProtocol.h"
 
 namespace ostrel {
@@ -31,9 +29,21 @@ constexpr DepthRow kDepths[] = {
     {.meterType = 12, .depth = {1, 11, 1, 8192, 0, 0, 2, 12, 2}},
 };
 
-std::int32_t ProfileInterval(CProtocol& protocol, std::uint32_t device, std::uint32_t historyClass, std::uint32_t* period) {
+std::int32_t EnergyInterval(ArchiveStep step) {
+  switch (step) {
+    case ArchiveStep::Day:
+      return kIntervalDay;
+    case ArchiveStep::Month:
+      return kIntervalMonth;
+    case ArchiveStep::Year:
+      return kIntervalYear;
+  }
+  return kIntervalUnknown;
+}
+
+std::int32_t ProfileInterval(CProtocol& protocol, std::uint32_t device, Profile profile, std::uint32_t* period) {
   if (period == nullptr) return kIntervalUnknown;
-  *period = ReadProfilePeriod(protocol, device, static_cast<Profile>(historyClass - kHistoryProfile));
+  *period = ReadProfilePeriod(protocol, device, profile);
   return *period != 0 ? kIntervalProfile : kIntervalUnknown;
 }
 
@@ -50,29 +60,10 @@ std::uint32_t STDMETHODCALLTYPE CProtocol::GetHistoryDepth(std::uint32_t meterTy
 
 std::int32_t STDMETHODCALLTYPE CProtocol::GetHistoryInterval(std::uint32_t tagId, std::uint32_t device, std::uint32_t* period) {
   const auto found = HistoryClassMap.find(tagId);
-  if (found == HistoryClassMap.end()) return kIntervalUnknown;
-  switch (found->second) {
-    case kHistoryDay:
-    case kHistoryCumulativeDay:
-      return kIntervalDay;
-    case kHistoryMonth:
-    case kHistoryCumulativeMonth:
-      return kIntervalMonth;
-    case kHistoryYear:
-    case kHistoryCumulativeYear:
-      return kIntervalYear;
-    default:
-      return ProfileInterval(*this, device, found->second, period);
-  }
+  if (found == HistoryClassMap.end() || Device(device) == nullptr) return kIntervalUnknown;
+  if (const auto step = EnergyStep(found->second)) return EnergyInterval(*step);
+  const ProfileClass* const row = FindProfileClass(found->second);
+  return row != nullptr ? ProfileInterval(*this, device, row->profile, period) : kIntervalUnknown;
 }
-
-std::uint32_t STDMETHODCALLTYPE CProtocol::GetHistoryTimestamps(std::uint32_t, std::uint32_t, std::uint32_t, FILETIME*, FILETIME*,
-                                                                TimestampList*) {
-  return 0;
-}
-
-std::uint32_t STDMETHODCALLTYPE CProtocol::CheckHistoryTimestamp(std::uint32_t, std::uint32_t, std::uint32_t, FILETIME*) { return 0; }
-
-std::uint32_t STDMETHODCALLTYPE CProtocol::ReadHistoryValue(std::uint32_t, const HistoryItem*, FILETIME, HistoryValue*) { return 0; }
 
 }  // namespace ostrel

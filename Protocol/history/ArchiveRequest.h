@@ -1,0 +1,31 @@
+// One request to a meter's archive. The meter is named by its place in the device table and its address: the table may
+// change between two requests, and what is then found at the place is another meter.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+namespace ostrel {
+
+class CProtocol;
+struct DeviceEntry;
+
+struct MeterRef {
+  std::uint32_t device;
+  std::uint32_t address;
+};
+
+/// The meter's record as long as it is the one that was meant, else null. Not to be kept across a request.
+[[nodiscard]] DeviceEntry* FindMeter(CProtocol& protocol, const MeterRef& meter);
+
+/// Sends the bytes that stand between address and check, at most 16; true when `answer` was filled with a valid frame of
+/// exactly its size.
+[[nodiscard]] bool AskMeter(CProtocol& protocol, const MeterRef& meter, std::span<const std::uint8_t> body,
+                            std::span<std::uint8_t> answer);
+
+/// The same for an answer that is scaled by the meter's constant, which is given as it stood in this transaction: the poll
+/// thread learns it anew after each connection, under ExchangeLock.
+[[nodiscard]] bool AskMeter(CProtocol& protocol, const MeterRef& meter, std::span<const std::uint8_t> body,
+                            std::span<std::uint8_t> answer, std::uint32_t& meterConstant);
+
+}  // namespace ostrel

@@ -1,0 +1,41 @@
+// Whether an archive holds a record of exactly a time.
+#include "Protocol/history/HistoryClasses.h"
+#include "Protocol/history/RecordTimes.h"
+#include "Protocol/object/CProtocol.h"
+
+namespace ostrel {
+namespace {
+
+std::uint32_t CheckEnergy(RecordTimes times, FILETIME& time) {
+  FILETIME record{};
+  while (times.Next(record)) {
+    if (Ticks(record) != Ticks(time)) continue;
+    time = record;
+    return 1;
+  }
+  // A series that could not be worked out to its end cannot deny the record.
+  return times.Outcome() == TimeOutcome::NotConvertible ? 1 : 0;
+}
+
+}  // namespace
+
+// The records of a profile are known to a listing only, so the check denies every time of one; a period that cannot be
+// read leaves the question open, which hosts take as a yes.
+std::uint32_t STDMETHODCALLTYPE CProtocol::CheckHistoryTimestamp(std::uint32_t meterType, std::uint32_t tagId, std::uint32_t device,
+                                                                 FILETIME* time) {
+  if (time == nullptr) return 0;
+  DeviceEntry* const entry = Device(device);
+  if (entry == nullptr || LoadFlag(entry->ExchangeOn) == 0) return 0;
+  const auto found = HistoryClassMap.find(tagId);
+  if (found == HistoryClassMap.end()) return 0;
+  SYSTEMTIME clock{};
+  if (ReadMeterTime(*this, device, clock) == 0 || !Contains(kAllTypes, meterType)) return 0;
+  if (const auto step = EnergyStep(found->second)) {
+    return CheckEnergy(RecordTimes(*step, clock, GetHistoryDepth(meterType, tagId)), *time);
+  }
+  const ProfileClass* const row = FindProfileClass(found->second);
+  if (row == nullptr || !Contains(row->listed, meterType)) return 0;
+  return ReadProfilePeriod(*this, device, row->profile) == 0 ? 1 : 0;
+}
+
+}  // namespace ostrel

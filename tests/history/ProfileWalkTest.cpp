@@ -1,0 +1,440 @@
+// Load profiles through the listing: alignment, searches, addresses, the store, and what a failing line leaves.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "tests/history/HistoryMeter.h"
+
+namespace ostrel::test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using Texts = std::vector<std::string>;
+
+constexpr std::uint32_t kGood = 0x000400C0;
+constexpr std::uint32_t kBad = 0x00040000;
+constexpr std::uint32_t kMain = 40108;
+
+/// The times without their date, oldest first.
+Texts Clocks(const HistoryChannel::Listing& listing) {
+  Texts clocks;
+  for (auto time = listing.times.rbegin(); time != listing.times.rend(); ++time) clocks.push_back(time->substr(11, 5));
+  return clocks;
+}
+
+/// Requests that begin so.
+Texts Only(const Texts& requests, std::string_view start) {
+  Texts found;
+  std::ranges::copy_if(requests, std::back_inserter(found), [&](const std::string& text) { return text.starts_with(start); });
+  return found;
+}
+
+Texts Searches(const Texts& requests) { return Only(requests, "01 03"); }
+Texts Records(const Texts& requests) { return Only(requests, "01 06"); }
+
+TEST(ProfileWalk, TwoHoursFrameByFrame) {
+  HistoryChannel history(1);
+  history.meter.AddHour("2026-11-22 10", 0x1000);
+  history.meter.AddHour("2026-11-22 11", 0x2000);
+  const auto listing = history.List(kMain, "2026-11-22 10:30", "2026-11-22 12:00");
+  EXPECT_EQ(1U, listing.result);
+  EXPECT_EQ(3U, listing.count);
+  EXPECT_EQ(30U, listing.period);
+  EXPECT_THAT(listing.times, ElementsAre("2026-11-22 11:30:00", "2026-11-22 11:00:00", "2026-11-22 10:30:00"));
+  EXPECT_THAT(history.TakeRequests(),
+              ElementsAre("01 04 00", "01 08 06", "01 08 02",
+                          "01 03 28 00 00 00 10 22 11 26 00 1E", "01 08 18 00", "01 06 03 10 08 08", "01 06 03 10 10 08",
+                          "01 03 28 00 10 00 11 22 11 26 00 1E", "01 08 18 00", "01 06 03 20 08 08"));
+  EXPECT_EQ(0x2000, history.Entry().ProfileHeaderAddress);
+  EXPECT_EQ(12U, history.Entry().ProfileStore1.Size());
+}
+
+TEST(ProfileWalk, EachProfileHasItsOwnNumbersAndStore) {
+  const struct {
+    std::uint32_t tag;
+    Texts requests;
+  } rows[] = {
+      {40114, {"01 08 06 01", "01 08 02", "01 03 28 01 00 00 10 22 11 26 00 1E", "01 08 18 00", "01 06 08 10 08 08"}},
+      {40119, {"01 08 06 02", "01 08 02", "01 03 28 02 00 00 10 22 11 26 00 1E", "01 08 18 00", "01 06 09 10 08 08"}},
+  };
+  for (const auto& row : rows) {
+    HistoryChannel history(8);
+    history.meter.AddHour("2026-11-22 10", 0x1000);
+    EXPECT_THAT(history.List(row.tag, "2026-11-22 10:30", "2026-11-22 11:00").times, ElementsAre("2026-11-22 10:30:00"));
+    const Texts requests = history.TakeRequests();
+    EXPECT_EQ(row.requests, Texts(requests.begin() + 1, requests.end())) << row.tag;
+    EXPECT_EQ(row.tag == 40114 ? 4U : 0U, history.Entry().ProfileStore2.Size());
+    EXPECT_EQ(row.tag == 40119 ? 4U : 0U, history.Entry().ProfileStore3.Size());
+  }
+}
+
+TEST(ProfileWalk, EveryPeriodAlignsListsAndSearchesOnceAnHour) {
+  const struct {
+    std::uint8_t period;
+    const char* start;  // written back
+    const char* end;
+    std::size_t count;
+    const char* first;
+    const char* last;
+    std::size_t searches;
+  } rows[] = {
+      {3, "10:09:30", "11:57:40.500", 37, "10:09", "11:57", 2},  {5, "10:10:30", "11:55:40", 22, "10:10", "11:55", 2},
+      {10, "10:10:30", "11:50:40", 11, "10:10", "11:50", 2},     {15, "10:15:30", "11:45:40", 7, "10:15", "11:45", 2},
+      {20, "10:20:30", "11:40:40", 5, "10:20", "11:40", 2},      {30, "10:30:30", "11:30:40", 3, "10:30", "11:30", 2},
+      {60, "11:00:30", "11:00:40", 1, "11:00", "11:00", 1},
+  };
+  for (const auto& row : rows) {
+    HistoryChannel history(1);
+    history.meter.periods[0] = row.period;
+    history.meter.AddHours("2026-11-22 09", "2026-11-22 12");
+    const auto listing = history.List(kMain, "2026-11-22 10:07:30.250", "2026-11-22 11:58:40.500");
+    EXPECT_EQ(std::string("2026-11-22 ") + row.start, listing.start);
+    EXPECT_EQ(std::string("2026-11-22 ") + std::string(row.end).substr(0, 8), listing.end);
+    const Texts clocks = Clocks(listing);
+    ASSERT_EQ(row.count, clocks.size()) << int{row.period};
+    EXPECT_EQ(row.first, clocks.front());
+    EXPECT_EQ(row.last, clocks.back());
+    const Texts requests = history.TakeRequests();
+    EXPECT_EQ(row.searches, Searches(requests).size()) << int{row.period};
+    EXPECT_EQ(row.count, Records(requests).size());
+  }
+}
+
+TEST(ProfileWalk, WhatAlignmentKeeps) {
+  const struct {
+    const char* start;
+    const char* end;
+    const char* startBack;
+    const char* endBack;
+    Texts clocks;
+  } rows[] = {
+      {"10:10:00", "11:50:00", "10:30:00", "11:30:00", {"10:30", "11:00"}},
+      // Milliseconds stay when no minute was moved; the seconds of the start do not hide its own record.
+      {"10:30:20.250", "11:00:00.500", "10:30:20.250", "11:00:00.500", {"10:30", "11:00"}},
+      {"10:30:00", "11:30:40", "10:30:00", "11:30:40", {"10:30", "11:00", "11:30"}},
+      {"10:30:00", "10:30:00", "10:30:00", "10:30:00", {}},
+      {"11:30:00", "10:30:00", "11:30:00", "10:30:00", {}},
+  };
+  for (const auto& row : rows) {
+    HistoryChannel history(1);
+    history.meter.AddHours("2026-11-22 09", "2026-11-22 12");
+    const std::string day = "2026-11-22 ";
+    const auto listing = history.List(kMain, day + row.start, day + row.end);
+    EXPECT_EQ(1U, listing.result);
+    EXPECT_EQ(day + row.startBack, listing.start);
+    EXPECT_EQ(day + row.endBack, listing.end);
+    EXPECT_EQ(row.clocks, Clocks(listing)) << row.start;
+  }
+}
+
+TEST(ProfileWalk, TheFirstRecordOfADayLiesInTheLastHourOfTheDayBefore) {
+  const struct {
+    std::uint8_t period;
+    std::uint16_t header;
+    const char* record;
+  } rows[] = {
+      {3, 0x1000, "01 06 03 10 A0 08"},  {5, 0x1000, "01 06 03 10 60 08"},  {10, 0x1000, "01 06 03 10 30 08"},
+      {15, 0x1000, "01 06 03 10 20 08"}, {20, 0x1000, "01 06 03 10 18 08"}, {30, 0x1000, "01 06 03 10 10 08"},
+      {60, 0x1000, "01 06 03 10 08 08"}, {3, 0xFF80, "01 06 03 00 20 08"},  {60, 0xFFFF, "01 06 03 00 07 08"},
+  };
+  for (const auto& row : rows) {
+    HistoryChannel history(1);
+    history.meter.periods[0] = row.period;
+    history.meter.AddHour("2026-11-21 23", row.header);
+    EXPECT_THAT(history.List(kMain, "2026-11-22 00:00", "2026-11-22 00:01:30").times, IsEmpty()) << "the end is aligned down";
+    history.TakeRequests();
+    EXPECT_THAT(history.List(kMain, "2026-11-22 00:00", "2026-11-22 01:00").times.back(), "2026-11-22 00:00:00");
+    const Texts requests = history.TakeRequests();
+    EXPECT_EQ("01 03 28 00 00 00 23 21 11 26 00", Searches(requests).front().substr(0, 32));
+    EXPECT_EQ(row.record, Records(requests).front()) << int{row.period};
+  }
+}
+
+TEST(ProfileWalk, BothChangesOfTheClocksInBerlin) {
+  const ZoneForTest zone("Europe/Berlin");
+  const struct {
+    const char* day;
+    Texts clocks;
+    Texts hours;    // searched, as hours of the block
+    Texts records;  // slots by address, block of hour h at h * 0x100
+  } rows[] = {
+      {"2026-03-29",
+       {"01:00", "01:30", "03:00", "03:30"},
+       {"00", "01", "03"},
+       {"00 10", "01 08", "01 10", "03 08"}},
+      {"2026-10-25",
+       {"01:00", "01:30", "02:00", "02:30", "03:00", "03:30"},
+       {"00", "01", "02", "03"},
+       {"00 10", "01 08", "02 10", "02 08", "02 10", "03 08"}},
+  };
+  for (const auto& row : rows) {
+    HistoryChannel history(1);
+    const std::string day = row.day;
+    for (int hour = 0; hour < 5; ++hour) history.meter.AddHour(day + " 0" + std::to_string(hour), static_cast<std::uint16_t>(hour * 0x100));
+    const auto listing = history.List(kMain, day + " 01:00", day + " 04:00");
+    EXPECT_EQ(1U, listing.result);
+    EXPECT_EQ(row.clocks, Clocks(listing)) << day;
+    const Texts requests = history.TakeRequests();
+    Texts hours;
+    for (const std::string& search : Searches(requests)) hours.push_back(search.substr(18, 2));
+    EXPECT_EQ(row.hours, hours) << day;
+    Texts records;
+    for (const std::string& record : Records(requests)) records.push_back(record.substr(9, 5));
+    EXPECT_EQ(row.records, records) << day;
+    EXPECT_EQ(row.clocks, Clocks(history.List(kMain, day + " 01:00", day + " 04:00"))) << day << " from the store";
+    EXPECT_THAT(Records(history.TakeRequests()), IsEmpty());
+  }
+  HistoryChannel hourly(1);
+  hourly.meter.periods[0] = 60;
+  EXPECT_EQ("2026-03-29 03:00:30", hourly.List(kMain, "2026-03-29 01:59:30", "2026-03-29 02:00").start);
+}
+
+TEST(ProfileWalk, AStartInsideTheSkippedHourListsNoWrongRecord) {
+  const ZoneForTest zone("Europe/Berlin");
+  HistoryChannel history(1);
+  for (int hour = 0; hour < 5; ++hour) history.meter.AddHour("2026-03-29 0" + std::to_string(hour), static_cast<std::uint16_t>(hour * 0x100));
+  EXPECT_EQ(Texts({"01:30", "03:00", "03:30"}), Clocks(history.List(kMain, "2026-03-29 02:30", "2026-03-29 04:00")));
+}
+
+TEST(ProfileWalk, PowersScaleAndCarryTheirQuality) {
+  const struct {
+    std::uint8_t period;
+    std::uint32_t constant;
+    const char* coefficients;
+    const char* record;
+    float value;
+    std::uint32_t quality;
+  } rows[] = {
+      {30, 5000, "00 01 00 01", "03 E8 00 00 00 00 00 00", 0.2F, kGood},
+      {3, 5000, "00 01 00 01", "03 E8 00 00 00 00 00 00", 2.0F, kGood},
+      {30, 5000, "00 0A 00 14", "03 E8 00 00 00 00 00 00", 40.0F, kGood},
+      {30, 5000, "FF FF 00 01", "03 E8 00 00 00 00 00 00", -0.2F, kGood},
+      {30, 5000, "00 01 00 01", "83 E8 00 00 00 00 00 00", 0.2F, kBad},
+      {30, 5000, "00 01 00 01", "FF FF FF FF FF FF FF FE", 6.5534F, kBad},
+      {30, 0, "00 01 00 01", "03 E8 00 00 00 00 00 00", 0.0F, kBad},
+      {32, 0x04000000, "00 01 00 01", "03 E8 00 00 00 00 00 00", 0.0F, kBad},  // the divisor wraps to nothing
+  };
+  for (const auto& row : rows) {
+    HistoryChannel history(1);
+    history.Entry().MeterConstant = row.constant;
+    history.meter.periods[0] = row.period;
+    history.meter.coefficients = Hex(row.coefficients);
+    history.meter.AddHour("2026-11-22 10", 0x1000);
+    for (std::uint16_t slot = 0; slot < 20; ++slot) history.meter.records[static_cast<std::uint16_t>(0x1008 + slot * 8)] = Hex(row.record);
+    const auto listing = history.List(kMain, "2026-11-22 10:30", "2026-11-22 10:40");
+    const std::string time = row.period == 32 ? "2026-11-22 10:32" : "2026-11-22 10:30";
+    if (row.period != 3 && row.period != 32) {
+      EXPECT_TRUE(listing.times.empty());
+      EXPECT_EQ(1U, history.List(kMain, "2026-11-22 10:30", "2026-11-22 11:00").count);
+    }
+    const auto reading = history.Read(kMain, time);
+    EXPECT_EQ(row.quality, reading.value.Quality) << row.record << " " << row.constant;
+    EXPECT_FLOAT_EQ(row.value, reading.value.Value.fltVal) << row.record << " " << row.constant;
+    EXPECT_EQ(VT_R4, reading.value.Value.vt);
+  }
+}
+
+TEST(ProfileWalk, FourTagsShareOneRecord) {
+  HistoryChannel history(1);
+  history.meter.AddHour("2026-11-22 10", 0x1000);
+  history.meter.records[0x1008] = Hex("03 E8 07 D0 0B B8 8F A0");
+  const float values[] = {0.2F, 0.4F, 0.6F, 0.8F};
+  for (std::uint32_t i = 0; i < 4; ++i) {
+    EXPECT_EQ(1U, history.List(kMain + i, "2026-11-22 10:30", "2026-11-22 11:00").count);
+    const auto reading = history.Read(kMain + i, "2026-11-22 10:30");
+    EXPECT_FLOAT_EQ(values[i], reading.value.Value.fltVal);
+    EXPECT_EQ(i == 3 ? kBad : kGood, reading.value.Quality);
+  }
+  EXPECT_EQ(1U, Records(history.TakeRequests()).size()) << "the other three come from the store";
+}
+
+TEST(ProfileWalk, AnHourThatIsMissingIsPassedOver) {
+  const struct {
+    std::uint8_t status;
+    const char* nextSearch;
+  } rows[] = {{0x02, "01 03 28 00 FF FF 12 22 11 26 00 1E"}, {0x05, "01 03 28 00 10 00 12 22 11 26 00 1E"},
+              {0xF2, "01 03 28 00 FF FF 12 22 11 26 00 1E"}};
+  for (const auto& row : rows) {
+    HistoryChannel history(1);
+    history.meter.missingStatus = row.status;
+    history.meter.AddHour("2026-11-22 10", 0x1000);
+    history.meter.AddHour("2026-11-22 12", 0x2000);
+    const auto listing = history.List(kMain, "2026-11-22 10:30", "2026-11-22 13:30");
+    EXPECT_EQ(1U, listing.result);
+    EXPECT_EQ(Texts({"10:30", "11:00", "12:30", "13:00"}), Clocks(listing));
+    const Texts searches = Searches(history.TakeRequests());
+    ASSERT_EQ(3U, searches.size());
+    EXPECT_EQ("01 03 28 00 10 00 11 22 11 26 00 1E", searches[1]);
+    EXPECT_EQ(row.nextSearch, searches[2]) << int{row.status};
+  }
+}
+
+TEST(ProfileWalk, AnotherCenturyIsNotAskedFor) {
+  HistoryChannel history(1);
+  history.meter.AddHour("2026-11-22 10", 0x1000);
+  EXPECT_EQ(1U, history.List(kMain, "2186-11-22 10:00", "2186-11-22 12:00").result);
+  EXPECT_EQ(1U, history.List(kMain, "1999-12-31 20:00", "2000-01-01 00:30").result);
+  EXPECT_THAT(Searches(history.TakeRequests()), IsEmpty());
+}
+
+TEST(ProfileWalk, ASearchThatTakesItsTime) {
+  HistoryChannel history(1);
+  history.meter.AddHour("2026-11-22 10", 0x1000);
+  history.meter.searchPolls = 99;
+  EXPECT_EQ(1U, history.List(kMain, "2026-11-22 10:30", "2026-11-22 11:00").count);
+  const auto requests = history.channel.Line().Requests();
+  EXPECT_EQ(100U, Only(history.TakeRequests(), "01 08 18 00").size());
+  EXPECT_EQ(10U, requests[5].tick - requests[4].tick) << "a short rest between two polls";
+}
+
+TEST(ProfileWalk, ASearchWithoutEndFailsTheWalk) {
+  HistoryChannel history(1);
+  history.meter.AddHour("2026-11-22 10", 0x1000);
+  history.meter.searchPolls = 1'000'000;
+  const auto listing = history.List(kMain, "2026-11-22 10:30", "2026-11-22 14:00");
+  EXPECT_EQ(0U, listing.result) << "the hour may exist, so it is not passed over";
+  EXPECT_EQ(0U, listing.count);
+  EXPECT_EQ(100U, Only(history.TakeRequests(), "01 08 18 00").size());
+}
+
+TEST(ProfileWalk, AnEmptyRecordEndsTheListingWell) {
+  HistoryChannel history(1);
+  history.meter.AddHours("2026-11-22 10", "2026-11-22 14");
+  history.meter.records[24 + 8] = Bytes(8, 0xFF);  // 11:30
+  const auto listing = history.List(kMain, "2026-11-22 10:30", "2026-11-22 14:00");
+  EXPECT_EQ(1U, listing.result);
+  EXPECT_EQ(Texts({"10:30", "11:00"}), Clocks(listing));
+  EXPECT_EQ(3U, Records(history.TakeRequests()).size());
+}
+
+TEST(ProfileWalk, TheSecondListingReadsNoRecord) {
+  HistoryChannel history(1);
+  history.meter.AddHours("2026-11-22 00", "2026-11-22 14");
+  history.meter.records[8] = Hex("83 E8 00 00 00 00 00 00");  // bad, and served as it is
+  const auto first = history.List(kMain, "2026-11-22 00:30", "2026-11-22 14:00");
+  const auto firstBad = history.Read(kMain, "2026-11-22 00:30");
+  history.TakeRequests();
+  history.meter.records.clear();
+  const auto second = history.List(kMain, "2026-11-22 00:30", "2026-11-22 14:00");
+  EXPECT_EQ(27U, second.times.size());
+  EXPECT_EQ(first.times, second.times);
+  EXPECT_THAT(history.TakeRequests(), ElementsAre("01 04 00", "01 08 06", "01 08 02"));
+  const auto secondBad = history.Read(kMain, "2026-11-22 00:30");
+  EXPECT_EQ(kBad, secondBad.value.Quality);
+  EXPECT_EQ(firstBad.value.Value.fltVal, secondBad.value.Value.fltVal);
+  EXPECT_EQ(27U * 4, history.Entry().ProfileStore1.Size());
+}
+
+TEST(ProfileWalk, AnOverwrittenBlockTakesThePlaceOfTheOldRecords) {
+  HistoryChannel history(1);
+  history.meter.AddHour("2026-11-21 10", 0x1000);
+  EXPECT_EQ(2U, history.List(kMain, "2026-11-21 10:30", "2026-11-21 11:30").count);
+  history.meter.AddHour("2026-11-22 10", 0x1000);  // the ring came round
+  EXPECT_EQ(2U, history.List(kMain, "2026-11-22 10:30", "2026-11-22 11:30").count);
+  EXPECT_EQ(8U, history.Entry().ProfileStore1.Size());
+  history.TakeRequests();
+  EXPECT_EQ(2U, history.List(kMain, "2026-11-22 10:30", "2026-11-22 11:30").count);
+  EXPECT_THAT(Records(history.TakeRequests()), IsEmpty());
+  // Of the older ones nothing is left to serve; what the meter now has at their address is asked for again.
+  EXPECT_EQ(2U, history.List(kMain, "2026-11-21 10:30", "2026-11-21 11:30").count);
+  EXPECT_EQ(2U, Records(history.TakeRequests()).size());
+}
+
+TEST(ProfileWalk, ALineThatFailsInMidWalkLosesNothing) {
+  const struct {
+    const char* silentTo;
+    std::uint32_t result;
+  } rows[] = {{"01 03 28 00 00 18 12", 0}, {"01 06 03 00 38", 1}};  // the search of 12:00, its first record
+  for (const auto& row : rows) {
+    HistoryChannel history(1);
+    history.meter.AddHours("2026-11-22 10", "2026-11-22 14");
+    history.meter.silentTo = row.silentTo;
+    const auto cut = history.List(kMain, "2026-11-22 10:30", "2026-11-22 14:00");
+    EXPECT_EQ(row.result, cut.result) << row.silentTo;
+    EXPECT_THAT(cut.times, ElementsAre("2026-11-22 12:00:00", "2026-11-22 11:30:00", "2026-11-22 11:00:00", "2026-11-22 10:30:00"));
+    EXPECT_EQ(kGood, history.Read(kMain, "2026-11-22 12:00").value.Quality) << "what was listed can be read";
+    history.meter.silentTo.clear();
+    history.TakeRequests();
+    const auto whole = history.List(kMain, "2026-11-22 10:30", "2026-11-22 14:00");
+    EXPECT_EQ(7U, whole.count);
+    EXPECT_THAT(Records(history.TakeRequests()), ElementsAre("01 06 03 00 38 08", "01 06 03 00 40 08", "01 06 03 00 50 08"));
+  }
+}
+
+TEST(ProfileWalk, FailuresBeforeTheFirstRecord) {
+  const struct {
+    const char* silentTo;
+    std::uint32_t result;
+  } rows[] = {{"01 08 06", 1}, {"01 08 02", 0}, {"01 03", 0}, {"01 08 18", 0}, {"01 06", 1}};
+  for (const auto& row : rows) {
+    HistoryChannel history(1);
+    history.meter.AddHours("2026-11-22 10", "2026-11-22 14");
+    history.meter.silentTo = row.silentTo;
+    const auto listing = history.List(kMain, "2026-11-22 10:30", "2026-11-22 14:00");
+    EXPECT_EQ(row.result, listing.result) << row.silentTo;
+    EXPECT_EQ(0U, listing.count) << row.silentTo;
+  }
+  HistoryChannel zero(1);
+  zero.meter.periods[0] = 0;
+  const auto listing = zero.List(kMain, "2026-11-22 10:37", "2026-11-22 14:00");
+  EXPECT_EQ(1U, listing.result);
+  EXPECT_EQ("2026-11-22 10:37:00", listing.start) << "without a period nothing is aligned";
+  EXPECT_EQ(0U, zero.List(40112, "1601-01-01 10:37", "2026-11-22 14:00").result) << "a time that no calendar of ours has";
+}
+
+TEST(ProfileWalk, ReadsServeTheLastListedTagOfTheLastListedMeter) {
+  HistoryChannel history(1);
+  const std::uint32_t other = history.channel.AddMeter(2, 1);
+  history.channel.Entry(other).InfoRead = 1;
+  history.channel.Entry(other).MeterConstant = 5000;
+  HistoryMeter second(2);
+  for (HistoryMeter* meter : {&history.meter, &second}) meter->AddHour("2026-11-22 10", 0x1000);
+  history.channel.Line().OnRequest([&](auto request) { return request[0] == 2 ? second.Answer(request) : history.meter.Answer(request); });
+  const char* const time = "2026-11-22 10:30";
+  EXPECT_EQ(kUntouchedWord, history.Read(kMain, time).value.Quality) << "before any listing";
+  EXPECT_EQ(1U, history.List(kMain, time, "2026-11-22 11:00").count);
+  EXPECT_EQ(kGood, history.Read(kMain, time).value.Quality);
+  EXPECT_EQ(kUntouchedWord, history.Read(kMain + 1, time).value.Quality) << "another tag";
+  EXPECT_EQ(kUntouchedWord, history.Read(kMain, "2026-11-22 11:00").value.Quality) << "another time";
+  history.device = other;
+  const auto foreign = history.Read(kMain, time);
+  EXPECT_EQ(1U, foreign.result);
+  EXPECT_EQ(kUntouchedWord, foreign.value.Quality) << "another meter";
+  EXPECT_EQ(1U, history.List(kMain, time, "2026-11-22 11:00").count);
+  EXPECT_EQ(kGood, history.Read(kMain, time).value.Quality);
+  history.Protocol().RemoveDevice(0);
+  history.device = 0;
+  EXPECT_EQ(kUntouchedWord, history.Read(kMain, time).value.Quality) << "the places of the meters moved";
+}
+
+TEST(ProfileWalk, TypesThatAreServedNoValue) {
+  HistoryChannel history(1);  // lists its third profile and is given no value of it
+  history.meter.AddHour("2026-11-22 10", 0x1000);
+  EXPECT_EQ(1U, history.List(40116, "2026-11-22 10:30", "2026-11-22 11:00").count);
+  EXPECT_EQ(kUntouchedWord, history.Read(40116, "2026-11-22 10:30").value.Quality);
+  history.type = 8;
+  EXPECT_EQ(kGood, history.Read(40116, "2026-11-22 10:30").value.Quality);
+}
+
+TEST(ProfileWalk, AMeterThatIsExchangedDuringTheWalkFailsIt) {
+  for (const char* const moment : {"01 08 02", "01 03", "01 08 18", "01 06"}) {
+    HistoryChannel history(1);
+    history.meter.AddHours("2026-11-22 10", "2026-11-22 14");
+    history.channel.Line().OnRequest([&](auto request) {
+      const Bytes answer = history.meter.Answer(request);
+      if (ToHex(request).starts_with(moment) && history.Entry().Address == 1) {
+        history.Protocol().RemoveDevice(0);
+        history.channel.AddMeter(2, 1);
+      }
+      return answer;
+    });
+    EXPECT_EQ(0U, history.List(kMain, "2026-11-22 10:30", "2026-11-22 14:00").result) << moment;
+    EXPECT_EQ(0U, history.Entry().ProfileStore1.Size()) << moment;
+    EXPECT_EQ(0U, history.Entry().ProfileHeaderAddress) << moment;
+  }
+}
+
+}  // namespace
+}  // namespace ostrel::test
