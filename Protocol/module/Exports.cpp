@@ -3,6 +3,7 @@
 
 #include "Protocol/module/CoFactory.h"
 #include "Protocol/module/ModuleCounts.h"
+#include "Protocol/module/Registration.h"
 #include "Protocol/object/Interfaces.h"
 #include "platform/export.h"
 
@@ -28,3 +29,7 @@ OSTREL_ENTRY DllCanUnloadNow() {
   const ostrel::ModuleCounts& counts = ostrel::Counts();
   return counts.locks == 0 && counts.factories == 0 && counts.objects == 0 ? S_OK : S_FALSE;
 }
+
+OSTREL_ENTRY DllRegisterServer() { return ostrel::RegisterModule(); }
+
+OSTREL_ENTRY DllUnregisterServer() { return ostrel::UnregisterModule(); }

@@ -10,6 +10,8 @@ struct ModuleCounts {
   std::atomic<std::int32_t> locks{0};
   std::atomic<std::int32_t> factories{0};
   std::atomic<std::int32_t> objects{0};
+
+  void Clear() { locks = factories = objects = 0; }
 };
 
 [[nodiscard]] ModuleCounts& Counts();

@@ -21,7 +21,10 @@ std::string Utf8Path(const OLECHAR* path) { return path != nullptr ? OleToUtf8(p
 
 }  // namespace
 
-FileHandle OpenSharedFile(const char* path) { return HandleOf(::open(path, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0666)); }
+FileHandle OpenSharedFile(const char* path) {
+  if (path == nullptr) return kNoFile;
+  return HandleOf(::open(path, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0666));
+}
 
 FileHandle OpenSharedFile(const OLECHAR* path) { return OpenSharedFile(Utf8Path(path).c_str()); }
 

@@ -14,6 +14,7 @@ struct VARIANT {
   WORD wReserved2;
   WORD wReserved3;
   union {
+    std::int64_t llVal;  // first, as on Windows: VARIANT{} clears the whole value by it
     char cVal;
     BYTE bVal;
     std::int16_t iVal;
@@ -22,7 +23,6 @@ struct VARIANT {
     float fltVal;
     double dblVal;
     BSTR bstrVal;
-    std::int64_t llVal;
     std::uint64_t ullVal;
   };
 };

@@ -1,0 +1,71 @@
+// What keeps the module loaded, and what its factory gives and refuses.
+#include "tests/module/BuiltModule.h"
+
+namespace ostrel::test {
+namespace {
+
+constexpr auto kNoAggregation = static_cast<HRESULT>(0x80040110);
+constexpr auto kClassNotAvailable = static_cast<HRESULT>(0x80040111);
+constexpr auto kNoInterface = static_cast<HRESULT>(0x80004002);
+
+class Factory : public BuiltModule {};
+
+TEST_F(Factory, RefusalsClearThePointer) {
+  int something = 0;
+  const struct {
+    const char* what;
+    GUID classId;
+    GUID iid;
+    HRESULT expected;
+  } rows[] = {
+      {"another class", IID_IUnknown, IID_IClassFactory, kClassNotAvailable},
+      {"not a face of a factory", CLSID_Protocol, IID_IProtocol, kNoInterface},
+  };
+  for (const auto& row : rows) {
+    void* object = &something;
+    EXPECT_EQ(row.expected, ClassObject(row.classId, row.iid, &object)) << row.what;
+    EXPECT_EQ(nullptr, object) << row.what;
+    EXPECT_EQ(S_OK, CanUnloadNow()) << row.what;
+  }
+}
+
+TEST_F(Factory, RefusedObjectsLeaveNothingBehind) {
+  void* const factory = NewFactory();
+  void* object = factory;
+  EXPECT_EQ(kNoAggregation, (CallSlot<HRESULT, void*, const GUID*, void**>(factory, 3, factory, &IID_IProtocol, &object)));
+  EXPECT_EQ(nullptr, object);
+  object = factory;
+  EXPECT_EQ(kNoInterface, (CallSlot<HRESULT, void*, const GUID*, void**>(factory, 3, nullptr, &IID_IClassFactory, &object)));
+  EXPECT_EQ(nullptr, object);
+  EXPECT_EQ(0u, CallSlot<ULONG>(factory, 2));
+  EXPECT_EQ(S_OK, CanUnloadNow());
+}
+
+TEST_F(Factory, CountsItsReferences) {
+  void* const factory = NewFactory();
+  EXPECT_EQ(2u, CallSlot<ULONG>(factory, 1));
+  EXPECT_EQ(factory, Face(factory, IID_IUnknown));
+  EXPECT_EQ(2u, CallSlot<ULONG>(factory, 2));
+  EXPECT_EQ(1u, CallSlot<ULONG>(factory, 2));
+  EXPECT_EQ(0u, CallSlot<ULONG>(factory, 2));
+}
+
+TEST_F(Factory, LivingFactoriesLocksAndObjectsKeepTheModule) {
+  EXPECT_EQ(S_OK, CanUnloadNow());
+  void* const factory = NewFactory();
+  EXPECT_EQ(S_FALSE, CanUnloadNow()) << "a factory";
+  EXPECT_EQ(S_OK, (CallSlot<HRESULT, BOOL>(factory, 4, 1)));
+  EXPECT_EQ(0u, CallSlot<ULONG>(factory, 2));
+  EXPECT_EQ(S_FALSE, CanUnloadNow()) << "a lock";
+  void* const other = NewFactory();
+  EXPECT_EQ(S_OK, (CallSlot<HRESULT, BOOL>(other, 4, 0)));
+  EXPECT_EQ(0u, CallSlot<ULONG>(other, 2));
+  EXPECT_EQ(S_OK, CanUnloadNow()) << "nothing left";
+  void* const protocol = NewProtocol();
+  EXPECT_EQ(S_FALSE, CanUnloadNow()) << "an object";
+  EXPECT_EQ(0u, CallSlot<ULONG>(protocol, 2));
+  EXPECT_EQ(S_OK, CanUnloadNow()) << "the object gone";
+}
+
+}  // namespace
+}  // namespace ostrel::test
