@@ -1,0 +1,75 @@
+#include "simulator/EnergyCounters.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace ostrel::sim {
+
+EnergyCounters::EnergyCounters(const MeterType& type, SmoothCurve active, SmoothCurve reactive, std::uint32_t pulsesPerKwh)
+    : type_(type),
+      active_(std::move(active)),
+      reactive_(std::move(reactive)),
+      pulses_per_watt_second_(pulsesPerKwh / 3.6e6),
+      days_(1) {}
+
+Energies EnergyCounters::At(int tariff, MeterTime time) const {
+  if (time <= kInstalled) return {};
+  const MeterTime dayStart = StartOfDay(time);
+  Totals totals = UpToDay(static_cast<std::size_t>((dayStart - kInstalled) / kDay));
+  AddDay(totals, dayStart, time);
+  if (tariff != 0) return Pulses(totals, tariff);
+  Energies sum{};
+  for (int each = 1; each <= kTariffs; ++each) {
+    const Energies pulses = Pulses(totals, each);
+    for (std::size_t kind = 0; kind < sum.size(); ++kind) sum[kind] += pulses[kind];
+  }
+  return sum;
+}
+
+Energies EnergyCounters::Between(int tariff, MeterTime from, MeterTime to) const {
+  Energies counted = At(tariff, to);
+  const Energies before = At(tariff, from);
+  for (std::size_t kind = 0; kind < counted.size(); ++kind) counted[kind] -= before[kind];
+  return counted;
+}
+
+void EnergyCounters::AddDay(Totals& totals, MeterTime dayStart, MeterTime time) const {
+  MeterTime from = dayStart;
+  double activeBefore = active_.IntegralTo(from);
+  double reactiveBefore = reactive_.IntegralTo(from);
+  const auto pieces = DayPieces();
+  for (std::size_t i = 0; i < pieces.size() && from < time; ++i) {
+    const MeterTime end = i + 1 < pieces.size() ? dayStart + pieces[i + 1].fromMinute * 60 : dayStart + kDay;
+    from = std::min(end, time);
+    const double active = active_.IntegralTo(from);
+    const double reactive = reactive_.IntegralTo(from);
+    auto& kinds = totals[static_cast<std::size_t>(TariffOf(pieces[i], dayStart, type_.tariffs) - 1)];
+    kinds[pieces[i].exporting && type_.exports ? 1 : 0] += active - activeBefore;
+    kinds[pieces[i].capacitive ? 3 : 2] += reactive - reactiveBefore;
+    activeBefore = active;
+    reactiveBefore = reactive;
+  }
+}
+
+const EnergyCounters::Totals& EnergyCounters::UpToDay(std::size_t day) const {
+  while (days_.size() <= day) {
+    Totals next = days_.back();
+    const MeterTime start = kInstalled + static_cast<MeterTime>(days_.size() - 1) * kDay;
+    AddDay(next, start, start + kDay);
+    days_.push_back(next);
+  }
+  return days_[day];
+}
+
+Energies EnergyCounters::Pulses(const Totals& totals, int tariff) const {
+  Energies pulses{};
+  const auto& kinds = totals[static_cast<std::size_t>(tariff - 1)];
+  for (std::size_t kind = 0; kind < pulses.size(); ++kind) {
+    const double counted = std::floor(kinds[kind] * pulses_per_watt_second_);
+    pulses[kind] = static_cast<std::uint32_t>(static_cast<std::uint64_t>(counted));
+  }
+  return pulses;
+}
+
+}  // namespace ostrel::sim

@@ -1,0 +1,44 @@
+// The energy registers of a meter: pulses by tariff and direction, counted from the integrals of its power curves. Any
+// period is a difference of two readings, so day, month and year agree with the registers pulse by pulse.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "simulator/DaySchedule.h"
+#include "simulator/MeterTypes.h"
+#include "simulator/SmoothCurve.h"
+
+namespace ostrel::sim {
+
+/// Pulses of A+, A-, R+ and R-, in the order in which answers carry them.
+using Energies = std::array<std::uint32_t, 4>;
+
+class EnergyCounters {
+ public:
+  /// Curves in watts and vars. `pulsesPerKwh` is twice the meter's constant.
+  EnergyCounters(const MeterType& type, SmoothCurve active, SmoothCurve reactive, std::uint32_t pulsesPerKwh);
+
+  /// Registers of a tariff (1..8, or 0 for the sum of all) at a time. One thread at a time, as days are kept once summed.
+  [[nodiscard]] Energies At(int tariff, MeterTime time) const;
+  /// What was counted in a period; periods before the installation count nothing.
+  [[nodiscard]] Energies Between(int tariff, MeterTime from, MeterTime to) const;
+
+ private:
+  static constexpr int kTariffs = 8;
+  using Totals = std::array<std::array<double, 4>, kTariffs>;  // watt seconds by tariff and kind
+
+  /// Adds the part of the day up to `time` to the totals.
+  void AddDay(Totals& totals, MeterTime dayStart, MeterTime time) const;
+  [[nodiscard]] const Totals& UpToDay(std::size_t day) const;
+  [[nodiscard]] Energies Pulses(const Totals& totals, int tariff) const;
+
+  MeterType type_;
+  SmoothCurve active_;
+  SmoothCurve reactive_;
+  double pulses_per_watt_second_;
+  mutable std::vector<Totals> days_;  // totals at the start of each day since the installation
+};
+
+}  // namespace ostrel::sim

@@ -1,0 +1,140 @@
+#include "simulator/Line.h"
+
+#include <algorithm>
+#include <iterator>
+#include <limits>
+#include <utility>
+
+namespace ostrel::sim {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr int kBitsPerByte = 11;  // start, eight of data, parity, stop
+constexpr struct {
+  std::string_view name;
+  FaultKind kind;
+} kFaultNames[] = {
+    {"lost-byte", FaultKind::LostByte}, {"flipped-bit", FaultKind::FlippedBit},
+    {"cut", FaultKind::CutAnswer},      {"merged", FaultKind::Merged},
+    {"pieces", FaultKind::Pieces},      {"late", FaultKind::Late},
+    {"echo", FaultKind::Echo},          {"noise", FaultKind::Noise},
+    {"silence", FaultKind::Silence},    {"port-failure", FaultKind::PortFailure},
+};
+
+void LoseByte(Bytes& answer, std::uint64_t place) {
+  if (!answer.empty()) answer.erase(answer.begin() + static_cast<std::ptrdiff_t>(place % answer.size()));
+}
+
+void FlipBit(Bytes& answer, std::uint64_t place) {
+  if (answer.empty()) return;
+  const std::uint64_t bit = place % (answer.size() * 8);
+  answer[bit / 8] ^= static_cast<std::uint8_t>(1U << bit % 8);
+}
+
+/// At least one byte stays, and at least one is missing.
+void Cut(Bytes& answer, std::uint64_t place) {
+  if (answer.size() > 1) answer.resize(1 + place % (answer.size() - 1));
+}
+
+}  // namespace
+
+std::optional<FaultKind> FaultKindFromName(std::string_view name) {
+  for (const auto& row : kFaultNames) {
+    if (row.name == name) return row.kind;
+  }
+  return std::nullopt;
+}
+
+Line::Line(std::vector<Meter> meters, FaultPlan plan, Pace pace)
+    : meters_(std::move(meters)),
+      plan_(std::move(plan)),
+      pace_(pace),
+      random_(plan_.seed),
+      met_(plan_.faults.size()),
+      down_until_ms_(std::numeric_limits<std::int64_t>::min()) {}
+
+std::vector<Delivery> Line::Transact(std::span<const std::uint8_t> request, std::int64_t utcMs) {
+  if (request.empty() || IsDown(utcMs)) return {};
+  Passing passing = Ask(request, utcMs);
+  for (std::size_t i = 0; i < plan_.faults.size(); ++i) {
+    if (Meets(i, request[0])) Spoil(plan_.faults[i], request, utcMs, passing);
+  }
+  if (IsDown(utcMs)) return {};
+  return Schedule(passing, request.size(), utcMs);
+}
+
+Line::Passing Line::Ask(std::span<const std::uint8_t> request, std::int64_t utcMs) {
+  Passing passing;
+  passing.glued = !held_back_.empty();
+  passing.answer = std::exchange(held_back_, {});
+  for (Meter& meter : meters_) {
+    const Bytes answer = meter.Answer(request, utcMs);
+    passing.answer.insert(passing.answer.end(), answer.begin(), answer.end());
+  }
+  return passing;
+}
+
+bool Line::Meets(std::size_t faultIndex, std::uint8_t address) {
+  const Fault& fault = plan_.faults[faultIndex];
+  if (fault.address != 0 && fault.address != address) return false;
+  if (fault.every != 0) return ++met_[faultIndex] % fault.every == 0;
+  return fault.chance == 0 || random_.Unit() < fault.chance;
+}
+
+void Line::Spoil(const Fault& fault, std::span<const std::uint8_t> request, std::int64_t utcMs, Passing& passing) {
+  switch (fault.kind) {
+    case FaultKind::LostByte:
+      return LoseByte(passing.answer, random_.Next());
+    case FaultKind::FlippedBit:
+      return FlipBit(passing.answer, random_.Next());
+    case FaultKind::CutAnswer:
+      return Cut(passing.answer, random_.Next());
+    case FaultKind::Merged:
+      if (!passing.glued) held_back_ = std::exchange(passing.answer, {});
+      return;
+    case FaultKind::Pieces:
+      passing.shape.pieceBytes = fault.bytes;
+      passing.shape.gapMs = fault.ms;
+      return;
+    case FaultKind::Late:
+      passing.shape.lateMs += fault.ms;
+      return;
+    case FaultKind::Echo:
+      passing.before.assign(request.begin(), request.end());
+      return;
+    case FaultKind::Noise:
+      std::generate_n(std::back_inserter(passing.before), 1 + random_.Below(std::max<std::uint32_t>(1, fault.bytes)),
+                      [this] { return static_cast<std::uint8_t>(random_.Next()); });
+      return;
+    case FaultKind::Silence:
+      passing.answer.clear();
+      return;
+    case FaultKind::PortFailure:
+      down_until_ms_ = utcMs + fault.ms;
+      return;
+  }
+}
+
+std::vector<Delivery> Line::Schedule(const Passing& passing, std::size_t requestBytes, std::int64_t utcMs) const {
+  std::vector<Delivery> deliveries;
+  const auto wireMs = [this](std::size_t bytes) -> std::int64_t {
+    if (pace_.baud == 0) return 0;
+    return static_cast<std::int64_t>((bytes * kBitsPerByte * 1000 + pace_.baud - 1) / pace_.baud);
+  };
+  const auto deliver = [&](const Bytes& bytes, std::size_t bytesBefore, const Shape& shape) {
+    const std::size_t piece = shape.pieceBytes != 0 ? shape.pieceBytes : (pace_.baud != 0 ? 1 : bytes.size());
+    std::int64_t gaps = shape.lateMs;
+    for (std::size_t from = 0; from < bytes.size(); from += piece, gaps += shape.gapMs) {
+      const std::size_t to = std::min(bytes.size(), from + piece);
+      deliveries.push_back(
+          {.atMs = utcMs + wireMs(bytesBefore + to) + gaps,
+           .bytes = Bytes(bytes.begin() + static_cast<std::ptrdiff_t>(from), bytes.begin() + static_cast<std::ptrdiff_t>(to))});
+    }
+  };
+  deliver(passing.before, requestBytes, {});
+  deliver(passing.answer, requestBytes + passing.before.size(), passing.shape);
+  return deliveries;
+}
+
+}  // namespace ostrel::sim

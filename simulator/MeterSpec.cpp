@@ -1,0 +1,179 @@
+#include "simulator/MeterSpec.h"
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+
+#include "platform/text.h"
+#include "simulator/Bytes.h"
+#include "simulator/MeterTypes.h"
+
+namespace ostrel::sim {
+namespace {
+
+constexpr std::size_t kPasswordLength = 6;
+constexpr std::size_t kLocationLength = 16;
+
+template <typename Number>
+bool ParseNumber(std::string_view text, std::int64_t low, std::int64_t high, Number& number) {
+  std::int64_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size() || value < low || value > high) return false;
+  number = static_cast<Number>(value);
+  return true;
+}
+
+template <typename Number>
+bool ParseNumber(std::string_view text, std::int64_t low, std::int64_t high, std::optional<Number>& number) {
+  Number value{};
+  if (!ParseNumber(text, low, high, value)) return false;
+  number = value;
+  return true;
+}
+
+bool ParseFlag(std::string_view text, bool& flag) { return ParseNumber(text, 0, 1, flag); }
+
+bool ParsePassword(std::string_view text, std::string& password) {
+  password = text;
+  return text.size() <= kPasswordLength;
+}
+
+bool ParseLocation(std::string_view text, std::string& location) {
+  location = text;
+  return !text.empty() && platform::Utf8ToCp1251(text).size() <= kLocationLength;
+}
+
+bool ParseVariant(std::string_view text, MeterSpec& spec) {
+  const auto bytes = FromHex(text);
+  if (!bytes || bytes->size() != 3) return false;
+  spec.variant = {(*bytes)[0], (*bytes)[1], (*bytes)[2]};
+  return true;
+}
+
+bool ParseConstant(std::string_view text, MeterSpec& spec) {
+  std::uint32_t constant = 0;
+  const MeterType* type = FindMeterType(spec.type);
+  if (type == nullptr || !ParseNumber(text, 1, 1000000, constant)) return false;
+  spec.variant = VariantWithConstant(*type, constant);
+  return spec.variant.has_value();
+}
+
+bool ParseUnknown(std::string_view text, MeterSpec& spec) {
+  auto bytes = FromHex(text);
+  if (!bytes || bytes->empty()) return false;
+  spec.unknown = std::move(*bytes);
+  return true;
+}
+
+bool ParseCloses(std::string_view text, MeterSpec& spec) {
+  spec.closesAfterEach = text == "each";
+  return text == "each" || text == "pause";
+}
+
+bool ParseAt(std::string_view text, MeterSpec& spec) {
+  spec.frozenAt = ParseMeterTime(text);
+  return spec.frozenAt.has_value();
+}
+
+constexpr std::int64_t kMostSeconds = std::numeric_limits<std::int32_t>::max();
+
+/// A key, what its value may be, and what takes it.
+struct KeyRow {
+  std::string_view key;
+  std::string_view values;
+  bool (*parse)(std::string_view text, MeterSpec& spec);
+};
+
+constexpr KeyRow kKeys[] = {
+    {"password1", "at most 6 characters", [](auto text, auto& spec) { return ParsePassword(text, spec.password1); }},
+    {"password2", "at most 6 characters", [](auto text, auto& spec) { return ParsePassword(text, spec.password2); }},
+    {"serial", "0..99999999", [](auto text, auto& spec) { return ParseNumber(text, 0, 99999999, spec.serial); }},
+    {"location", "1 to 16 characters", [](auto text, auto& spec) { return ParseLocation(text, spec.location); }},
+    {"variant", "three bytes in hex", ParseVariant},
+    {"constant", "a constant that this type is made with", ParseConstant},
+    {"ku", "1..65535", [](auto text, auto& spec) { return ParseNumber(text, 1, 65535, spec.ku); }},
+    {"ki", "1..65535", [](auto text, auto& spec) { return ParseNumber(text, 1, 65535, spec.ki); }},
+    {"offset_s", "seconds",
+     [](auto text, auto& spec) { return ParseNumber(text, -kMostSeconds, kMostSeconds, spec.offsetSeconds); }},
+    {"drift_ppm", "-1000000..1000000", [](auto text, auto& spec) { return ParseNumber(text, -1000000, 1000000, spec.driftPpm); }},
+    {"channel_timeout_s", "1 or more seconds",
+     [](auto text, auto& spec) { return ParseNumber(text, 1, kMostSeconds, spec.channelTimeoutSeconds); }},
+    {"closed", "\"each\" or \"pause\"", ParseCloses},
+    {"busy", "0 or more", [](auto text, auto& spec) { return ParseNumber(text, 0, kMostSeconds, spec.busyEvery); }},
+    {"refuse", "0 or more", [](auto text, auto& spec) { return ParseNumber(text, 0, kMostSeconds, spec.refuseEvery); }},
+    {"unknown", "the first bytes of a request in hex", ParseUnknown},
+    {"silent", "0 or 1", [](auto text, auto& spec) { return ParseFlag(text, spec.silent); }},
+    {"log_events", "0..20", [](auto text, auto& spec) { return ParseNumber(text, 0, 20, spec.logEvents); }},
+    {"freeze", "0 or 1",
+     [](auto text, auto& spec) {
+       bool freeze = false;
+       if (!ParseFlag(text, freeze)) return false;
+       if (!freeze) spec.frozenAt.reset();
+       if (freeze && !spec.frozenAt) spec.frozenAt = kUsualFrozenTime;
+       return true;
+     }},
+    {"at", "a time such as 2026-11-22T10:00:00", ParseAt},
+    {"seed", "0 or more",
+     [](auto text, auto& spec) { return ParseNumber(text, 0, std::numeric_limits<std::int64_t>::max(), spec.seed); }},
+};
+
+/// Pieces between colons. A time holds colons of its own, so a piece without '=' after the type belongs to the one before.
+std::vector<std::string> SplitPieces(std::string_view text) {
+  std::vector<std::string> pieces;
+  for (std::size_t from = 0; from <= text.size();) {
+    const std::size_t colon = std::min(text.find(':', from), text.size());
+    const std::string_view piece = text.substr(from, colon - from);
+    if (pieces.size() > 2 && piece.find('=') == std::string_view::npos) {
+      pieces.back().append(":").append(piece);
+    } else {
+      pieces.emplace_back(piece);
+    }
+    from = colon + 1;
+  }
+  return pieces;
+}
+
+bool ParsePiece(std::string_view piece, MeterSpec& spec, std::string& error) {
+  const std::size_t equals = std::min(piece.find('='), piece.size());
+  const std::string_view key = piece.substr(0, equals);
+  const std::string_view value = equals < piece.size() ? piece.substr(equals + 1) : std::string_view();
+  const auto* row = std::ranges::find(kKeys, key, &KeyRow::key);
+  if (row == std::end(kKeys)) {
+    error = "unknown key \"" + std::string(key) + "\"";
+    return false;
+  }
+  if (equals == piece.size() || !row->parse(value, spec)) {
+    error = std::string(key) + ": \"" + std::string(value) + "\" is not " + std::string(row->values);
+    return false;
+  }
+  return true;
+}
+
+/// What no key by itself can tell.
+bool FitsTogether(const MeterSpec& spec, std::string& error) {
+  if (FindMeterType(spec.type)->singlePhase && (spec.ku != 1 || spec.ki != 1)) {
+    error = spec.ku != 1 ? "ku: a single-phase meter has no transformers" : "ki: a single-phase meter has no transformers";
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool ParseMeterSpec(std::string_view text, MeterSpec& spec, std::string& error) {
+  const std::vector<std::string> pieces = SplitPieces(text);
+  if (!ParseNumber(pieces[0], 1, 254, spec.address)) {
+    error = "address: \"" + pieces[0] + "\" is not 1..254";
+    return false;
+  }
+  if (pieces.size() < 2 || !ParseNumber(pieces[1], 0, 255, spec.type) || FindMeterType(spec.type) == nullptr) {
+    error = "type: \"" + (pieces.size() < 2 ? std::string() : pieces[1]) + "\" is not one of 0, 1, 2, 3, 6, 7, 8, 11, 12";
+    return false;
+  }
+  for (std::size_t i = 2; i < pieces.size(); ++i) {
+    if (!ParsePiece(pieces[i], spec, error)) return false;
+  }
+  return FitsTogether(spec, error);
+}
+
+}  // namespace ostrel::sim

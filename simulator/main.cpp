@@ -1,0 +1,100 @@
+// ostrel-meter: simulated meters on a pseudo-terminal, a TCP port or a serial device.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/clock.h"
+#include "platform/console.h"
+#include "simulator/Line.h"
+#include "simulator/MeterSpec.h"
+#include "simulator/program/FaultFile.h"
+#include "simulator/program/MeterPort.h"
+#include "simulator/program/MeterServer.h"
+
+namespace {
+
+using namespace ostrel::sim;
+
+constexpr int kDone = 0;
+constexpr int kWrongUsage = 2;
+constexpr int kNoLine = 4;
+
+struct Options {
+  std::string line;
+  std::uint32_t baud = 9600;
+  bool pace = false;
+  std::uint64_t seed = 1;
+  std::string faults;
+  std::vector<std::string> meters;
+};
+
+void Describe(CLI::App& app, Options& options) {
+  app.add_option("--line", options.line, "where to listen: pty:PATH, tcp:PORT (this computer only) or serial:DEVICE")->required();
+  app.add_option("--baud", options.baud, "speed of the line")->check(CLI::Range(50, 4000000))->capture_default_str();
+  app.add_flag("--pace", options.pace, "take as long as the line would at this speed");
+  app.add_option("--seed", options.seed, "what the meters show and how faults fall")->capture_default_str();
+  app.add_option("--faults", options.faults, "file of faults (TOML)");
+  app.add_option("METER", options.meters, "address:type[:key=value...]")->required();
+}
+
+int Fail(int code, const std::string& message) {
+  std::fprintf(stderr, "ostrel-meter: %s\n", message.c_str());
+  return code;
+}
+
+/// The registers of all days up to now are summed before the first request comes, so that it need not wait.
+void Prepare(Meter& meter) {
+  const MeterView view = meter.View(ostrel::platform::UtcMilliseconds());
+  static_cast<void>(view.model.Energy().At(0, view.now));
+}
+
+bool MakeMeters(const Options& options, std::vector<Meter>& meters, std::string& error) {
+  std::set<std::uint32_t> addresses;
+  for (const std::string& text : options.meters) {
+    MeterSpec spec;
+    if (!ParseMeterSpec(text, spec, error)) {
+      error = text + ": " + error;
+      return false;
+    }
+    if (!addresses.insert(spec.address).second) {
+      error = text + ": address: another meter has it";
+      return false;
+    }
+    meters.emplace_back(spec, options.seed);
+    Prepare(meters.back());
+  }
+  return true;
+}
+
+int Run(const Options& options) {
+  std::string error;
+  std::vector<Meter> meters;
+  if (!MakeMeters(options, meters, error)) return Fail(kWrongUsage, error);
+  FaultPlan plan{.seed = options.seed, .faults = {}};
+  if (!options.faults.empty() && !LoadFaultFile(options.faults, plan, error)) return Fail(kWrongUsage, error);
+  const auto port = MakePort(options.line, options.baud, error);
+  if (!port) return Fail(kWrongUsage, "--line: " + error);
+  if (!port->Open(error)) return Fail(kNoLine, error);
+  std::printf("ready %s\n", port->Name().c_str());
+  std::fflush(stdout);
+  Line line(std::move(meters), std::move(plan), {.baud = options.pace ? options.baud : 0});
+  MeterServer(line, *port).Run(ostrel::platform::Interrupted);
+  return kDone;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options options;
+  CLI::App app("Simulated electricity meters on a line.", "ostrel-meter");
+  Describe(app, options);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? kDone : kWrongUsage;
+  }
+  ostrel::platform::CatchInterrupt();
+  return Run(options);
+}

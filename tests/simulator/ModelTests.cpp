@@ -1,0 +1,101 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "simulator/Model.h"
+#include "tests/simulator/OneMeter.h"
+
+namespace ostrel::test {
+namespace {
+
+using sim::Energies;
+using sim::MeterTime;
+using sim::Model;
+using sim::PowerKind;
+
+constexpr MeterTime kMorning = 1795341600;  // 2026-11-22 10:00:00
+
+Energies Sum(const Energies& left, const Energies& right) {
+  return {left[0] + right[0], left[1] + right[1], left[2] + right[2], left[3] + right[3]};
+}
+
+TEST(Model, EverySumIsThatOfItsParts) {
+  for (const sim::MeterType& type : sim::AllMeterTypes()) {
+    const Model model(Spec("1:" + std::to_string(type.id)), 7);
+    Energies tariffs{};
+    for (int tariff = 1; tariff <= 8; ++tariff) tariffs = Sum(tariffs, model.Energy().At(tariff, kMorning));
+    EXPECT_EQ(model.Energy().At(0, kMorning), tariffs) << type.id;
+    Energies days{};
+    for (MeterTime day = sim::StartOfMonth(kMorning, -1); day < sim::StartOfMonth(kMorning); day += sim::kDay) {
+      days = Sum(days, model.Energy().Between(0, day, day + sim::kDay));
+    }
+    EXPECT_EQ(model.Energy().Between(0, sim::StartOfMonth(kMorning, -1), sim::StartOfMonth(kMorning)), days) << type.id;
+    for (const auto kind : {PowerKind::Active, PowerKind::Reactive, PowerKind::Apparent}) {
+      std::int64_t phases = 0;
+      for (int phase = 1; phase <= 3; ++phase) phases += model.PowerRegister(kind, phase, kMorning);
+      EXPECT_EQ(model.PowerRegister(kind, 0, kMorning), phases) << type.id;
+      EXPECT_NE(phases, 0);
+      EXPECT_LT(std::abs(phases), 1 << 22) << type.id;
+    }
+  }
+}
+
+/// Registers against power summed second by second: half an hour around noon that exports for six minutes.
+TEST(Model, EnergyIsTheIntegralOfPower) {
+  for (const char* spec : {"1:1", "2:8:constant=6250", "3:12", "4:11:constant=250"}) {
+    const Model model(Spec(spec), 3);
+    const double pulsesPerWattSecond = 2.0 * model.Variant().constant / 3.6e6;
+    double import = 0;
+    double outflow = 0;
+    double inductive = 0;
+    constexpr MeterTime kFrom = kMorning + 3 * 3600;
+    for (MeterTime time = kFrom; time < kFrom + 1800; ++time) {
+      const double active = model.Power(PowerKind::Active, 0, time);
+      (active < 0 ? outflow : import) += std::abs(active) * pulsesPerWattSecond;
+      inductive += model.Power(PowerKind::Reactive, 0, time) * pulsesPerWattSecond;
+    }
+    const Energies counted = model.Energy().Between(0, kFrom, kFrom + 1800);
+    const double slack = 3 + import * 0.001;
+    EXPECT_NEAR(counted[0], import, slack) << spec;
+    EXPECT_NEAR(counted[1], outflow, slack) << spec;
+    EXPECT_NEAR(counted[2], inductive, slack) << spec;
+    EXPECT_EQ(counted[3], 0U) << spec;
+    EXPECT_EQ(outflow == 0, model.Type().singlePhase) << spec;
+  }
+}
+
+TEST(Model, EveryRegisterInUseGrowsAndNoneFalls) {
+  for (const sim::MeterType& type : sim::AllMeterTypes()) {
+    const Model model(Spec("1:" + std::to_string(type.id)), 5);
+    for (int tariff = 1; tariff <= 8; ++tariff) {
+      Energies before = model.Energy().At(tariff, kMorning);
+      for (std::size_t kind = 0; kind < 4; ++kind) {
+        const bool used = tariff <= type.tariffs && (kind != 1 || type.exports);
+        EXPECT_EQ(before[kind] != 0, used) << type.id << " tariff " << tariff << " kind " << kind;
+      }
+      for (MeterTime time = kMorning; time < kMorning + sim::kDay; time += 977) {
+        const Energies now = model.Energy().At(tariff, time);
+        for (std::size_t kind = 0; kind < 4; ++kind) EXPECT_GE(now[kind], before[kind]) << type.id << " at " << time;
+        before = now;
+      }
+    }
+  }
+}
+
+TEST(Model, FollowsFromItsSeedAlone) {
+  const Model first(Spec("1:1"), 1);
+  const Model same(Spec("1:1"), 1);
+  const Model other(Spec("1:1"), 2);
+  const Model neighbour(Spec("2:1"), 1);
+  const auto reading = [](const Model& model) { return model.PowerRegister(PowerKind::Active, 0, kMorning); };
+  EXPECT_NE(same.Energy().At(0, kMorning + 100 * sim::kDay), same.Energy().At(0, kMorning));  // looking ahead changes nothing
+  EXPECT_EQ(reading(first), reading(same));
+  EXPECT_EQ(first.Energy().At(0, kMorning), same.Energy().At(0, kMorning));
+  EXPECT_NE(reading(first), reading(other));
+  EXPECT_NE(reading(first), reading(neighbour));
+  EXPECT_NE(first.Serial(), neighbour.Serial());
+  EXPECT_EQ(first.Energy().At(0, sim::kInstalled - 5), Energies{});
+}
+
+}  // namespace
+}  // namespace ostrel::test
