@@ -1,0 +1,28 @@
+// What a transport has to give: bytes in and out of one line. Everything that an answer protocol needs on top of it (when an
+// answer is over, stale input, echoes) is PortLine's and the same for all transports.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "host/ports/LineMode.h"
+
+namespace ostrel::host {
+
+class ByteStream {
+ public:
+  virtual ~ByteStream() = default;
+
+  /// False when the device cannot do it.
+  [[nodiscard]] virtual bool SetMode(const LineMode& mode) = 0;
+  /// Takes what is there, at most `size` bytes, and waits up to `waitMs` for the first one. 0 when none came or the line failed.
+  [[nodiscard]] virtual std::size_t Receive(std::uint8_t* buffer, std::size_t size, std::uint32_t waitMs) = 0;
+  /// Sends all bytes and returns when the last one has left, within a bounded time. False when they did not.
+  virtual bool Send(const std::uint8_t* bytes, std::size_t size) = 0;
+  /// The device has gone; nothing comes or goes until it is opened again.
+  [[nodiscard]] virtual bool Failed() const = 0;
+  /// ms of quiet inside one answer that this transport causes by itself.
+  [[nodiscard]] virtual std::uint32_t OwnGapMs() const = 0;
+};
+
+}  // namespace ostrel::host

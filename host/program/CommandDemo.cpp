@@ -1,0 +1,114 @@
+// ostrel-host demo: three simulated meters, polled and shown for a few seconds, with one write and a clock correction.
+#include <fmt/format.h>
+
+#include <optional>
+#include <vector>
+
+#include "host/program/ClientWrite.h"
+#include "host/program/Commands.h"
+#include "host/program/DemoLine.h"
+#include "host/program/LiveTable.h"
+#include "host/program/Output.h"
+#include "host/program/Session.h"
+#include "platform/clock.h"
+#include "platform/console.h"
+
+namespace ostrel::host {
+namespace {
+
+constexpr const char* kWrittenTag = "LimitPowerWeekDay";
+constexpr const char* kWrittenValue = "5000";
+constexpr std::uint32_t kStepMs = 50;
+/// A slow machine may take so much longer until the write is through.
+constexpr std::uint32_t kPatienceMs = 60000;
+
+/// Off a terminal: the last table, then what happened.
+class FinalTable final : public Output {
+ public:
+  ~FinalTable() override {
+    Print(table_);
+    for (const std::string& line : events_) Print(line + '\n');
+  }
+  void Pass(const std::string& channel, const PassReport& report) override { table_ = TableText(channel, report); }
+  void Log(const LogLine& line) override { events_.push_back(line.text); }
+  void Write(const WriteReport& report) override {
+    events_.push_back(fmt::format("{}: {}: before {}, sent {}, read back {}: {}", report.meter, report.tag.name, ValueText(report.before),
+                                  ValueText(report.sent), ValueText(report.after), OutcomeText(report.outcome)));
+  }
+
+ private:
+  std::string table_;
+  std::vector<std::string> events_;
+};
+
+std::unique_ptr<Output> MakeOutput(const DemoOptions& options) {
+  if (options.common.json) return MakeJsonOutput(false);
+  return platform::OutputIsTerminal() ? MakeLiveTable() : std::make_unique<FinalTable>();
+}
+
+class Demo {
+ public:
+  Demo(Session& session, Output& output) : session_(session), output_(output) {}
+
+  void AfterPass(Channel& channel, const PassReport& report) {
+    ShowEvents();
+    output_.Pass(channel.Config().port, report);
+    if (!write_) {
+      Meter& meter = channel.Meters().front();
+      write_.emplace(channel, meter, meter.FindTag(kWrittenTag), kWrittenValue);
+    } else if (!outcome_) {
+      const std::optional<WriteReport> over = write_->AfterPass();
+      if (!over) return;
+      outcome_ = over->outcome;
+      output_.Write(*over);
+    }
+  }
+
+  void ShowEvents() {
+    for (const LogLine& line : session_.Events().TakeNew()) output_.Log(line);
+  }
+
+  [[nodiscard]] std::optional<WriteOutcome> Outcome() {
+    std::optional<WriteOutcome> outcome;
+    session_.Exclusively([&] { outcome = outcome_; });
+    return outcome;
+  }
+
+ private:
+  Session& session_;
+  Output& output_;
+  std::optional<ClientWrite> write_;
+  std::optional<WriteOutcome> outcome_;
+};
+
+void WaitForEnd(Demo& demo, std::uint32_t seconds) {
+  const std::uint32_t start = platform::TickCount();
+  const std::uint32_t wantedMs = seconds * 1000;
+  while (!platform::Interrupted() && !OutputGone()) {
+    const std::uint32_t elapsedMs = platform::TickCount() - start;
+    if (elapsedMs >= wantedMs && (demo.Outcome() || elapsedMs - wantedMs >= kPatienceMs)) return;
+    platform::Sleep(kStepMs);
+  }
+}
+
+}  // namespace
+
+ExitCode CommandDemo(const DemoOptions& options) {
+  const Plugin plugin = Plugin::Load(options.common.module);
+  const DemoLine line;
+  const std::unique_ptr<Output> output = MakeOutput(options);
+  Session session(plugin, line.MakeConfig(), Session::Clocks::Keep);
+  Demo demo(session, *output);
+  session.Start(
+      [&demo](Channel& channel, const PassReport& report) {
+        demo.AfterPass(channel, report);
+        return false;
+      },
+      0);
+  WaitForEnd(demo, options.seconds);
+  session.Stop();
+  demo.ShowEvents();
+  return demo.Outcome() == WriteOutcome::Accepted ? kExitDone : kExitUnanswered;
+}
+
+}  // namespace ostrel::host

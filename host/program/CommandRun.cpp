@@ -1,0 +1,124 @@
+// ostrel-host run: polls until stopped, and takes writes from standard input meanwhile.
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <deque>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "host/program/ClientWrite.h"
+#include "host/program/Commands.h"
+#include "host/program/LiveTable.h"
+#include "host/program/Output.h"
+#include "host/program/Session.h"
+#include "host/program/WriteLine.h"
+#include "platform/clock.h"
+#include "platform/console.h"
+
+namespace ostrel::host {
+namespace {
+
+constexpr std::uint32_t kInputStepMs = 50;
+
+std::unique_ptr<Output> MakeOutput(const RunOptions& options) {
+  if (options.common.json) return MakeJsonOutput(options.everyPass);
+  return platform::OutputIsTerminal() ? MakeLiveTable() : MakeLineOutput(options.everyPass);
+}
+
+/// Writes that were asked for, one at a time per channel. Used while no pass is being handled.
+class WriteQueue {
+ public:
+  WriteQueue(Session& session, Output& output) : session_(session), output_(output) {}
+
+  void Add(const std::string& text) {
+    const std::optional<WriteLine> line = ParseWriteLine(text);
+    if (!line) throw Failure(kExitUsage, "a line must be: write METER TAG VALUE");
+    const MeterPlace place = session_.FindMeter(line->meter);
+    const std::size_t tag = place.meter->FindTag(line->tag);
+    // What is wrong with the value is said at once, not when its turn comes.
+    CheckWrite(place.meter->tags[tag].definition, line->value);
+    waiting_[place.channel].push_back({.meter = place.meter, .tag = tag, .value = line->value});
+    Begin(*place.channel);
+  }
+
+  void AfterPass(Channel& channel) {
+    const auto at = active_.find(&channel);
+    if (at == active_.end()) return;
+    const std::optional<WriteReport> report = at->second.AfterPass();
+    if (!report) return;
+    output_.Write(*report);
+    active_.erase(at);
+    Begin(channel);
+  }
+
+ private:
+  struct Waiting {
+    Meter* meter;
+    std::size_t tag;
+    std::string value;
+  };
+
+  void Begin(Channel& channel) {
+    std::deque<Waiting>& waiting = waiting_[&channel];
+    if (active_.contains(&channel) || waiting.empty()) return;
+    const Waiting next = waiting.front();
+    waiting.pop_front();
+    active_.try_emplace(&channel, channel, *next.meter, next.tag, next.value);
+  }
+
+  Session& session_;
+  Output& output_;
+  std::map<Channel*, std::deque<Waiting>> waiting_;
+  std::map<Channel*, ClientWrite> active_;
+};
+
+void ShowEvents(Session& session, Output& output) {
+  for (const LogLine& line : session.Events().TakeNew()) output.Log(line);
+}
+
+void TakeInput(Session& session, WriteQueue& writes, const std::string& line) {
+  if (line.empty()) return;
+  session.Exclusively([&] {
+    try {
+      writes.Add(line);
+    } catch (const Failure& failure) {
+      fmt::print(stderr, "{}\n", failure.what());
+    }
+  });
+}
+
+void WaitForEnd(Session& session, Output& output, WriteQueue& writes, std::uint32_t seconds) {
+  platform::LineInput input;
+  const std::uint32_t start = platform::TickCount();
+  while (!session.Done() && !platform::Interrupted() && !OutputGone()) {
+    if (seconds != 0 && platform::TickCount() - start >= seconds * 1000) return;
+    std::string line;
+    if (input.Take(line, kInputStepMs)) TakeInput(session, writes, line);
+    session.Exclusively([&] { ShowEvents(session, output); });
+  }
+}
+
+}  // namespace
+
+ExitCode CommandRun(const RunOptions& options) {
+  const Config config = ReadConfig(options.common.config);
+  const Plugin plugin = Plugin::Load(options.common.module);
+  const std::unique_ptr<Output> output = MakeOutput(options);
+  Session session(plugin, config, Session::Clocks::Keep);
+  WriteQueue writes(session, *output);
+  session.Start(
+      [&](Channel& channel, const PassReport& report) {
+        ShowEvents(session, *output);
+        output->Pass(channel.Config().port, report);
+        writes.AfterPass(channel);
+        return false;
+      },
+      options.passes);
+  WaitForEnd(session, *output, writes, options.seconds);
+  session.Stop();
+  ShowEvents(session, *output);
+  return kExitDone;
+}
+
+}  // namespace ostrel::host

@@ -1,0 +1,70 @@
+// ostrel-host types and tags: what the plug-in says of itself, without any meter.
+#include <fmt/format.h>
+
+#include <charconv>
+
+#include "host/program/Catalogue.h"
+#include "host/program/Commands.h"
+#include "host/program/JsonLines.h"
+#include "host/program/LiveTable.h"
+#include "host/program/Output.h"
+#include "host/program/Plugin.h"
+#include "platform/variant.h"
+
+namespace ostrel::host {
+namespace {
+
+constexpr std::size_t kNameWidth = 36;
+
+struct DataTypeName {
+  std::uint32_t type;
+  const char* name;
+};
+
+constexpr DataTypeName kDataTypeNames[] = {
+    {VT_R4, "float"}, {VT_R8, "double"}, {VT_BSTR, "text"}, {VT_BOOL, "truth"}, {VT_I1, "i8"}, {VT_UI1, "u8"},
+};
+
+std::string DataTypeText(std::uint32_t type) {
+  for (const DataTypeName& row : kDataTypeNames) {
+    if (row.type == type) return row.name;
+  }
+  return fmt::format("{}", type);
+}
+
+std::variant<std::uint32_t, std::string> TypeOf(const std::string& text) {
+  std::uint32_t id = 0;
+  const auto read = std::from_chars(text.data(), text.data() + text.size(), id);
+  if (read.ec == std::errc() && read.ptr == text.data() + text.size()) return id;
+  return text;
+}
+
+std::string TagLine(std::uint32_t branch, const TagDefinition& tag) {
+  const char* const access = branch == kBranchHda ? "" : tag.Writable() ? "rw" : tag.descriptor[kColumnAccess] != 0 ? "r " : "- ";
+  return fmt::format("{}  {} {:6} {} {}\n", tag.id, Padded(tag.name, kNameWidth), DataTypeText(tag.DataType()), access, tag.description);
+}
+
+}  // namespace
+
+ExitCode CommandTypes(const CommonOptions& options) {
+  const Plugin plugin = Plugin::Load(options.module);
+  const ComPointer<IProtocol> protocol = plugin.CreateProtocol();
+  for (const MeterType& type : ReadMeterTypes(*protocol)) {
+    Print(options.json ? TypeJson(type) + '\n' : fmt::format("{:2}  {} {}\n", type.id, Padded(type.name, 14), type.display));
+  }
+  return kExitDone;
+}
+
+ExitCode CommandTags(const TagsOptions& options) {
+  const Plugin plugin = Plugin::Load(options.common.module);
+  const ComPointer<IProtocol> protocol = plugin.CreateProtocol();
+  const std::uint32_t branch = options.branch == "hda" ? kBranchHda : kBranchDa;
+  const std::vector<MeterType> types = ReadMeterTypes(*protocol);
+  const MeterType& type = FindMeterType(types, TypeOf(options.type));
+  for (const TagDefinition& tag : ReadTagDefinitions(*protocol, type.id, branch)) {
+    Print(options.common.json ? TagDefinitionJson(branch, tag) + '\n' : TagLine(branch, tag));
+  }
+  return kExitDone;
+}
+
+}  // namespace ostrel::host

@@ -1,0 +1,66 @@
+// The commands of ostrel-host, a file each. They print results to standard output, give their exit code, and throw Failure for
+// what keeps them from beginning.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "host/program/Failure.h"
+
+namespace ostrel::host {
+
+/// What every command that talks to meters takes.
+struct CommonOptions {
+  std::string config;
+  std::string module;  // empty: beside the program
+  bool json = false;
+};
+
+struct RunOptions {
+  CommonOptions common;
+  std::uint32_t passes = 0;   // 0: no limit
+  std::uint32_t seconds = 0;  // 0: no limit
+  bool everyPass = false;
+};
+
+struct ReadOptions {
+  CommonOptions common;
+  std::string meter;
+  std::vector<std::string> tags;
+};
+
+struct WriteOptions {
+  CommonOptions common;
+  std::string meter;
+  std::string tag;
+  std::string value;
+};
+
+struct TagsOptions {
+  CommonOptions common;
+  std::string type;  // id or display name
+  std::string branch = "da";
+};
+
+struct ExchangeOptions {
+  CommonOptions common;
+  std::string channel;  // port name; may be empty when there is only one
+  std::vector<std::string> hex;
+};
+
+struct DemoOptions {
+  CommonOptions common;
+  std::uint32_t seconds = 6;
+};
+
+[[nodiscard]] ExitCode CommandRun(const RunOptions& options);
+[[nodiscard]] ExitCode CommandRead(const ReadOptions& options);
+[[nodiscard]] ExitCode CommandWrite(const WriteOptions& options);
+[[nodiscard]] ExitCode CommandTypes(const CommonOptions& options);
+[[nodiscard]] ExitCode CommandTags(const TagsOptions& options);
+[[nodiscard]] ExitCode CommandExchange(const ExchangeOptions& options);
+[[nodiscard]] ExitCode CommandCheck(const CommonOptions& options);
+[[nodiscard]] ExitCode CommandDemo(const DemoOptions& options);
+
+}  // namespace ostrel::host

@@ -1,0 +1,22 @@
+// The JSON lines that programs read, one object each, without a line end.
+#pragma once
+
+#include <string>
+
+#include "host/program/Channel.h"
+#include "host/program/ClientWrite.h"
+#include "host/program/EventLog.h"
+
+namespace ostrel::host {
+
+[[nodiscard]] std::string TagJson(const std::string& channel, const MeterConfig& meter, const TagDefinition& tag,
+                                  const TagReading& reading);
+[[nodiscard]] std::string PassJson(const std::string& channel, const PassReport& report);
+[[nodiscard]] std::string LogJson(const LogLine& line);
+[[nodiscard]] std::string WriteJson(const WriteReport& report);
+[[nodiscard]] std::string TypeJson(const MeterType& type);
+/// `branch` is kBranchDa or kBranchHda.
+[[nodiscard]] std::string TagDefinitionJson(std::uint32_t branch, const TagDefinition& tag);
+[[nodiscard]] std::string ExchangeJson(const std::string& channel, const std::string& request, const std::string& answer, bool checkRight);
+
+}  // namespace ostrel::host

@@ -1,0 +1,58 @@
+#include "host/server/HostServices.h"
+
+#include <optional>
+#include <utility>
+
+#include "Protocol/diagnostics/CLogFile.h"
+#include "Protocol/diagnostics/DebugTrace.h"
+#include "host/ports/Devices.h"
+#include "host/ports/SerialStream.h"
+#include "host/ports/SimulatedMeters.h"
+#include "host/server/ObjectProvider.h"
+#include "platform/text.h"
+
+namespace ostrel::host {
+
+struct HostServices::Parts {
+  std::shared_ptr<PortDirectory> directory = std::make_shared<PortDirectory>();
+  ObjectProvider provider{directory};
+  std::optional<CLogFile> log;
+  DebugTrace trace;
+  HostContext context;
+};
+
+std::string DeviceTextProblem(const std::string& device) { return CheckDeviceText(device); }
+
+std::string DefaultDevice(const std::string& port) { return DefaultSerialDevice(port); }
+
+HostServices::HostServices(const ServiceSettings& settings) : parts_(std::make_unique<Parts>()) {
+  if (!settings.logFile.empty()) parts_->log.emplace(settings.logFile.c_str(), settings.logLimitKb, true);
+  if (!settings.traceFile.empty()) {
+    parts_->trace.SetFile(platform::Utf8ToOle(settings.traceFile).c_str());
+    parts_->trace.ApplySettings(platform::Utf8ToOle(settings.traceSettings).c_str());
+  }
+  HostContext& context = parts_->context;
+  context.ClockCorrectionDays = settings.clockCorrectionDays;
+  context.ObjectProvider = &parts_->provider;
+  context.LogFile = parts_->log ? &*parts_->log : nullptr;
+  context.Trace = &parts_->trace;
+}
+
+HostServices::~HostServices() = default;
+
+void HostServices::AddPort(const PortDevice& device, ExchangeObserver observer) {
+  const bool simulated = device.device == kSimulatedDevice;
+  AddPort(device.port, {.open = simulated ? SimulatedOpener(MakeSimulatedLine(device.meters)) : DeviceOpener(device.device),
+                        .line = device.line,
+                        .observer = std::move(observer)});
+}
+
+void HostServices::AddPort(const std::string& port, PortEntry entry) { parts_->directory->Set(port, std::move(entry)); }
+
+HostContext* HostServices::Context() { return &parts_->context; }
+
+std::string HostServices::PortProblem(const std::string& port) const { return parts_->directory->Problem(port); }
+
+std::size_t HostServices::PortsOut() const { return parts_->provider.OutstandingCookies(); }
+
+}  // namespace ostrel::host
