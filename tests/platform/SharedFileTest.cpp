@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <string>
 
+#include "platform/shared_file.h"
 #include "platform/text.h"
 #include "tests/support/TemporaryFolder.h"
 
