@@ -21,8 +21,8 @@ std::uint32_t CheckEnergy(RecordTimes times, FILETIME& time) {
 
 // The records of a profile are known to a listing only, so the check denies every time of one; a period that cannot be
 // read leaves the question open, which hosts take as a yes.
-std::uint32_t STDMETHODCALLTYPE CProtocol::CheckHistoryTimestamp(std::uint32_t meterType, std::uint32_t tagId, std::uint32_t device,
-                                                                 FILETIME* time) {
+std::uint32_t STDMETHODCALLTYPE CProtocol::CheckHistoryTimestamp(std::uint32_t meterType, std::uint32_t tagId,
+                                                                 std::uint32_t device, FILETIME* time) {
   if (time == nullptr) return 0;
   DeviceEntry* const entry = Device(device);
   if (entry == nullptr || LoadFlag(entry->ExchangeOn) == 0) return 0;

@@ -64,8 +64,9 @@ std::uint32_t ListProfile(CProtocol& protocol, ProfileInterval interval, FILETIM
 
 }  // namespace
 
-std::uint32_t STDMETHODCALLTYPE CProtocol::GetHistoryTimestamps(std::uint32_t meterType, std::uint32_t tagId, std::uint32_t device,
-                                                                FILETIME* start, FILETIME* end, TimestampList* list) {
+std::uint32_t STDMETHODCALLTYPE CProtocol::GetHistoryTimestamps(std::uint32_t meterType, std::uint32_t tagId,
+                                                                std::uint32_t device, FILETIME* start, FILETIME* end,
+                                                                TimestampList* list) {
   if (start == nullptr || end == nullptr || list == nullptr) return 0;
   const std::uint32_t depth = GetHistoryDepth(meterType, tagId);
   DeviceEntry* const entry = Device(device);

@@ -81,7 +81,8 @@ void ServeFromCache(CProtocol& protocol, const HistoryItem& item, const FILETIME
   const ProfileCacheKey& key = protocol.ProfileCacheOwner;
   if (key.tagId != item.TagId || key.meter.device != item.DeviceIndex || FindMeter(protocol, key.meter) == nullptr) return;
   const auto& cache = protocol.ProfileCache;
-  const auto behind = std::ranges::upper_bound(cache, Ticks(time), {}, [](const ProfileRecord& record) { return Ticks(record.Time); });
+  const auto behind =
+      std::ranges::upper_bound(cache, Ticks(time), {}, [](const ProfileRecord& record) { return Ticks(record.Time); });
   if (behind == cache.begin()) return;
   const ProfileRecord& record = *std::prev(behind);
   if (Ticks(record.Time) != Ticks(time) || record.TagId != item.TagId) return;

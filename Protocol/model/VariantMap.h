@@ -13,6 +13,7 @@ struct VariantKey {
   std::uint32_t ExtraFlag;
   std::uint32_t CodeA;  // voltage
   std::uint32_t CodeB;  // current
+  // NOLINTNEXTLINE(modernize-use-nullptr): a false alarm on comparisons
   auto operator<=>(const VariantKey&) const = default;
 };
 

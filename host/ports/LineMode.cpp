@@ -11,7 +11,8 @@ struct ParityWord {
 };
 
 constexpr ParityWord kParityWords[] = {
-    {"N", Parity::None}, {"NONE", Parity::None}, {"E", Parity::Even}, {"O", Parity::Odd}, {"M", Parity::Mark}, {"S", Parity::Space},
+    {"N", Parity::None}, {"NONE", Parity::None}, {"E", Parity::Even},
+    {"O", Parity::Odd},  {"M", Parity::Mark},    {"S", Parity::Space},
 };
 
 constexpr std::uint32_t kBitsPerCharacter = 11;

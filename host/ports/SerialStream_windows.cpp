@@ -15,11 +15,16 @@ std::string LastError() { return "error " + std::to_string(GetLastError()); }
 
 BYTE ParityCode(Parity parity) {
   switch (parity) {
-    case Parity::Even: return EVENPARITY;
-    case Parity::Odd: return ODDPARITY;
-    case Parity::Mark: return MARKPARITY;
-    case Parity::Space: return SPACEPARITY;
-    case Parity::None: break;
+    case Parity::Even:
+      return EVENPARITY;
+    case Parity::Odd:
+      return ODDPARITY;
+    case Parity::Mark:
+      return MARKPARITY;
+    case Parity::Space:
+      return SPACEPARITY;
+    case Parity::None:
+      break;
   }
   return NOPARITY;
 }
@@ -123,7 +128,8 @@ bool SerialStream::Send(const std::uint8_t* bytes, std::size_t size) {
   const ULONGLONG deadline = GetTickCount64() + CharactersMs(static_cast<std::uint32_t>(size), baud_) + kSendSlackMs;
   DWORD sent = 0;
   if (failed_ || !SetReadTimeout(1)) return false;
-  if (WriteFile(handle_, bytes, static_cast<DWORD>(size), &sent, nullptr) == 0 || sent != size || !WaitUntilSent(deadline)) failed_ = true;
+  if (WriteFile(handle_, bytes, static_cast<DWORD>(size), &sent, nullptr) == 0 || sent != size || !WaitUntilSent(deadline))
+    failed_ = true;
   return !failed_;
 }
 

@@ -36,7 +36,7 @@ inline constexpr std::uint32_t kAccessReadWrite = 3;
 struct TagDefinition {
   std::uint32_t id = 0;
   std::string name;
-  std::string description;  // empty where there is none, as for all history tags
+  std::string description;                     // empty where there is none, as for all history tags
   std::array<std::uint32_t, 10> descriptor{};  // of a history tag the data type alone
 
   [[nodiscard]] std::uint32_t DataType() const { return descriptor[kColumnDataType]; }
@@ -48,6 +48,7 @@ struct TagDefinition {
 [[nodiscard]] std::vector<TagDefinition> ReadTagDefinitions(IProtocol& protocol, std::uint32_t meterType, std::uint32_t branch);
 
 /// By type id or display name. Throws Failure (usage) with the names there are.
-[[nodiscard]] const MeterType& FindMeterType(const std::vector<MeterType>& types, const std::variant<std::uint32_t, std::string>& wanted);
+[[nodiscard]] const MeterType& FindMeterType(const std::vector<MeterType>& types,
+                                             const std::variant<std::uint32_t, std::string>& wanted);
 
 }  // namespace ostrel::host

@@ -45,7 +45,10 @@ PortSettings MakePortSettings(const ChannelConfig& config) {
 }
 
 PortDevice MakePortDevice(const ChannelConfig& config, const std::vector<Meter>& meters) {
-  PortDevice device{.port = config.port, .device = config.device, .line = {.lateGuardMs = config.lateGuardMs, .echo = config.echo}, .meters = {}};
+  PortDevice device{.port = config.port,
+                    .device = config.device,
+                    .line = {.lateGuardMs = config.lateGuardMs, .echo = config.echo},
+                    .meters = {}};
   for (const Meter& meter : meters) {
     device.meters.push_back({.address = meter.config.address,
                              .type = meter.type.id,
@@ -61,6 +64,8 @@ std::vector<std::size_t> SelectedTags(const std::vector<TagDefinition>& definiti
     try {
       for (const std::size_t tag : SelectTags(definitions, wanted.text)) chosen[tag] = true;
     } catch (const Failure& failure) {
+      // A tag of the command line stands in no file.
+      if (wanted.place.file.empty()) throw;
       FailAt(wanted.place, failure.what());
     }
   }

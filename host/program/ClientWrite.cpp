@@ -37,9 +37,12 @@ bool SameValue(const Value& sent, const Value& after) {
 
 std::string RefusalText(std::uint8_t status) {
   switch (status) {
-    case kChannelClosed: return "the meter gives no access";
-    case kBusy: return "the meter stayed busy";
-    default: return fmt::format("the meter refused with status {}", status);
+    case kChannelClosed:
+      return "the meter gives no access";
+    case kBusy:
+      return "the meter stayed busy";
+    default:
+      return fmt::format("the meter refused with status {}", status);
   }
 }
 
@@ -47,10 +50,14 @@ std::string RefusalText(std::uint8_t status) {
 
 const char* OutcomeText(WriteOutcome outcome) {
   switch (outcome) {
-    case WriteOutcome::Accepted: return "accepted";
-    case WriteOutcome::Refused: return "refused";
-    case WriteOutcome::Unanswered: return "unanswered";
-    case WriteOutcome::Differs: break;
+    case WriteOutcome::Accepted:
+      return "accepted";
+    case WriteOutcome::Refused:
+      return "refused";
+    case WriteOutcome::Unanswered:
+      return "unanswered";
+    case WriteOutcome::Differs:
+      break;
   }
   return "differs";
 }
@@ -74,8 +81,11 @@ ClientWrite::ClientWrite(Channel& channel, Meter& meter, std::size_t tag, const 
 
 std::optional<WriteReport> ClientWrite::AfterPass() {
   const PollGuard guard(channel_.Protocol());
-  if (LoadFlag(meter_.tags[tag_].tag->WritePending) != 0) return std::nullopt;
-  return Judge(true);
+  PolledTag& polled = meter_.tags[tag_];
+  if (LoadFlag(polled.tag->WritePending) == 0) return Judge(true);
+  // It waits for the tag to become good: what this pass has read is what stands before the write.
+  before_ = ReadTag(polled).value;
+  return std::nullopt;
 }
 
 WriteReport ClientWrite::GiveUp() {
@@ -91,8 +101,13 @@ WriteReport ClientWrite::Judge(bool carriedOut) {
   PolledTag& polled = meter_.tags[tag_];
   const TagDefinition& tag = polled.definition;
   const TagReading after = ReadTag(polled);
-  WriteReport report{.meter = meter_.config.name, .tag = tag, .before = before_, .sent = ValueOf(value_), .after = after.value,
-                     .outcome = WriteOutcome::Unanswered, .reason = {}};
+  WriteReport report{.meter = meter_.config.name,
+                     .tag = tag,
+                     .before = before_,
+                     .sent = ValueOf(value_),
+                     .after = after.value,
+                     .outcome = WriteOutcome::Unanswered,
+                     .reason = {}};
   const bool byFrame = tag.id != kFirstDaId + kTagExchange;
   const WriteAnswer answer = channel_.Frames().Outcome(static_cast<std::uint8_t>(meter_.config.address),
                                                        static_cast<std::uint8_t>(tag.descriptor[kColumnWriteParam]));

@@ -36,7 +36,9 @@ class CheckReport {
 
   void Add(const std::string& port, const PassReport& pass) {
     for (const MeterReadings& meter : pass.meters) {
-      const auto good = [](const TagReading& reading) { return reading.quality == kQualityGood && reading.value != Value(false); };
+      const auto good = [](const TagReading& reading) {
+        return reading.quality == kQualityGood && reading.value != Value(false);
+      };
       const bool answers = std::all_of(meter.readings.begin(), meter.readings.end(), good);
       allAnswer_ = allAnswer_ && answers;
       if (json_) {

@@ -32,8 +32,9 @@ class FinalTable final : public Output {
   void Pass(const std::string& channel, const PassReport& report) override { table_ = TableText(channel, report); }
   void Log(const LogLine& line) override { events_.push_back(line.text); }
   void Write(const WriteReport& report) override {
-    events_.push_back(fmt::format("{}: {}: before {}, sent {}, read back {}: {}", report.meter, report.tag.name, ValueText(report.before),
-                                  ValueText(report.sent), ValueText(report.after), OutcomeText(report.outcome)));
+    events_.push_back(fmt::format("{}: {}: before {}, sent {}, read back {}: {}", report.meter, report.tag.name,
+                                  ValueText(report.before), ValueText(report.sent), ValueText(report.after),
+                                  OutcomeText(report.outcome)));
   }
 
  private:

@@ -48,7 +48,8 @@ std::vector<std::uint8_t> Exchange(IProtocol& protocol, const std::vector<std::u
   std::uint32_t received = 0;
   while (received < answer.size()) {
     std::uint32_t count = static_cast<std::uint32_t>(answer.size()) - received;
-    if (protocol.TransmitAndRecieve(frame.data(), static_cast<std::uint32_t>(frame.size()), answer.data(), &count, received) == 0) break;
+    if (protocol.TransmitAndRecieve(frame.data(), static_cast<std::uint32_t>(frame.size()), answer.data(), &count, received) == 0)
+      break;
     received += count;
     if (HasRightCheck({answer.data(), received})) break;
   }

@@ -42,7 +42,8 @@ ExitCode CommandRead(const ReadOptions& options) {
         const MeterReadings& meter = report.meters.front();
         for (std::size_t i = 0; i < meter.tags.size(); ++i) {
           allGood = allGood && meter.readings[i].quality == kQualityGood;
-          PrintReading(options, channel.Config().port, *meter.meter, meter.meter->tags[meter.tags[i]].definition, meter.readings[i]);
+          PrintReading(options, channel.Config().port, *meter.meter, meter.meter->tags[meter.tags[i]].definition,
+                       meter.readings[i]);
         }
         return true;
       },

@@ -41,7 +41,8 @@ std::variant<std::uint32_t, std::string> TypeOf(const std::string& text) {
 
 std::string TagLine(std::uint32_t branch, const TagDefinition& tag) {
   const char* const access = branch == kBranchHda ? "" : tag.Writable() ? "rw" : tag.descriptor[kColumnAccess] != 0 ? "r " : "- ";
-  return fmt::format("{}  {} {:6} {} {}\n", tag.id, Padded(tag.name, kNameWidth), DataTypeText(tag.DataType()), access, tag.description);
+  return fmt::format("{}  {} {:6} {} {}\n", tag.id, Padded(tag.name, kNameWidth), DataTypeText(tag.DataType()), access,
+                     tag.description);
 }
 
 }  // namespace

@@ -33,7 +33,8 @@ std::uint32_t Unsigned(std::int64_t value) { return static_cast<std::uint32_t>(v
 
 std::string Password(TableReader& reader, const char* key) {
   std::string password = reader.Text(key, "");
-  if (platform::Utf8ToCp1251(password).size() > kPasswordBytes) reader.Fail(key, fmt::format("is longer than {} characters", kPasswordBytes));
+  if (platform::Utf8ToCp1251(password).size() > kPasswordBytes)
+    reader.Fail(key, fmt::format("is longer than {} characters", kPasswordBytes));
   return password;
 }
 
@@ -121,7 +122,8 @@ ChannelConfig ReadChannel(TableReader reader, const std::string& file) {
     const MeterConfig& meter = channel.meters.back();
     for (const MeterConfig& other : channel.meters) {
       if (&other == &meter || other.address != meter.address) continue;
-      TableReader(*table, file, "channel.meter.").Fail("address", fmt::format("{} is already the address of \"{}\"", meter.address, other.name));
+      TableReader(*table, file, "channel.meter.")
+          .Fail("address", fmt::format("{} is already the address of \"{}\"", meter.address, other.name));
     }
   }
   reader.RejectOthers();
@@ -177,7 +179,8 @@ Config ParseConfig(const std::string& text, const std::string& name) {
   TableReader root(parsed.table(), name, "");
   ReadDiagnostics(root, config);
   config.clockCorrectionDays = Unsigned(root.Integer("clock_correction_days", 0, {0, 3650}));
-  for (const toml::table* const table : root.Tables("channel")) config.channels.push_back(ReadChannel({*table, name, "channel."}, name));
+  for (const toml::table* const table : root.Tables("channel"))
+    config.channels.push_back(ReadChannel({*table, name, "channel."}, name));
   root.RejectOthers();
   if (config.channels.empty()) throw Failure(kExitUsage, name + ":1: channel: is missing");
   RejectTwins(parsed.table(), name);

@@ -28,11 +28,22 @@ struct DemoMeter {
 // The first one's clock is a minute and a half ahead, so that it is corrected before our eyes.
 const std::vector<DemoMeter>& DemoMeters() {
   static const std::vector<DemoMeter> meters = {
-      {"feeder-1", 12, 1, ":offset_s=90:password2=222222",
-       {"Meter Type", "Serial Number", "A+ Tariff Sum", "R+ Tariff Sum", "Power P Sum", "Voltage Phase ?", "Current Phase ?", "Frequency",
-        "Transition Inhibit", "LimitPowerWeekDay", "ConnectionState"}},
-      {"feeder-2", 13, 8, "", {"Meter Type", "Serial Number", "Release Date", "A+ Tariff *", "Power P Sum", "Temperature", "ConnectionState"}},
-      {"house", 14, 12, "", {"Meter Type", "Serial Number", "Location", "A+ Tariff Sum", "Power P Phase 1", "Voltage Phase 1", "ConnectionState"}},
+      {"feeder-1",
+       12,
+       1,
+       ":offset_s=90:password2=222222",
+       {"Meter Type", "Serial Number", "A+ Tariff Sum", "R+ Tariff Sum", "Power P Sum", "Voltage Phase ?", "Current Phase ?",
+        "Frequency", "Transition Inhibit", "LimitPowerWeekDay", "ConnectionState"}},
+      {"feeder-2",
+       13,
+       8,
+       "",
+       {"Meter Type", "Serial Number", "Release Date", "A+ Tariff *", "Power P Sum", "Temperature", "ConnectionState"}},
+      {"house",
+       14,
+       12,
+       "",
+       {"Meter Type", "Serial Number", "Location", "A+ Tariff Sum", "Power P Phase 1", "Voltage Phase 1", "ConnectionState"}},
   };
   return meters;
 }
@@ -52,7 +63,8 @@ MeterConfig MakeMeter(const DemoMeter& meter) {
 
 DemoLine::DemoLine() {
   std::error_code failed;
-  const std::filesystem::path folder = std::filesystem::temp_directory_path(failed) / fmt::format("ostrel-demo-{}", platform::CurrentProcessId());
+  const std::filesystem::path folder =
+      std::filesystem::temp_directory_path(failed) / fmt::format("ostrel-demo-{}", platform::CurrentProcessId());
   std::filesystem::create_directories(folder, failed);
   if (failed) throw Failure(kExitPort, folder.string() + ": " + failed.message());
   folder_ = folder.string();

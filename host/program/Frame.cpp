@@ -32,7 +32,8 @@ std::vector<std::uint8_t> ParseHex(const std::vector<std::string>& texts) {
     }
     if (high >= 0) throw Failure(kExitUsage, fmt::format("\"{}\" ends within a byte", text));
   }
-  if (bytes.empty() || bytes.size() > kLongestRequest) throw Failure(kExitUsage, fmt::format("a frame has 1 to {} bytes", kLongestRequest));
+  if (bytes.empty() || bytes.size() > kLongestRequest)
+    throw Failure(kExitUsage, fmt::format("a frame has 1 to {} bytes", kLongestRequest));
   return bytes;
 }
 

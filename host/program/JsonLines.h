@@ -17,6 +17,7 @@ namespace ostrel::host {
 [[nodiscard]] std::string TypeJson(const MeterType& type);
 /// `branch` is kBranchDa or kBranchHda.
 [[nodiscard]] std::string TagDefinitionJson(std::uint32_t branch, const TagDefinition& tag);
-[[nodiscard]] std::string ExchangeJson(const std::string& channel, const std::string& request, const std::string& answer, bool checkRight);
+[[nodiscard]] std::string ExchangeJson(const std::string& channel, const std::string& request, const std::string& answer,
+                                       bool checkRight);
 
 }  // namespace ostrel::host

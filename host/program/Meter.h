@@ -16,7 +16,7 @@ struct PolledTag {
   TagDefinition definition;
   CDeviceTag* tag = nullptr;  // the plug-in's from AddTag on
   FILETIME born{};
-  bool wasGood = false;       // had quality 192 at some time
+  bool wasGood = false;  // had quality 192 at some time
 };
 
 struct Meter {

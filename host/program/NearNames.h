@@ -11,7 +11,8 @@ namespace ostrel::host {
 [[nodiscard]] std::size_t EditDistance(std::string_view left, std::string_view right);
 
 /// At most `limit` names, the nearest first; none that has nothing to do with `name`.
-[[nodiscard]] std::vector<std::string> NearNames(std::string_view name, const std::vector<std::string>& known, std::size_t limit = 3);
+[[nodiscard]] std::vector<std::string> NearNames(std::string_view name, const std::vector<std::string>& known,
+                                                 std::size_t limit = 3);
 
 /// "; did you mean A, B or C?", or nothing when no name is near.
 [[nodiscard]] std::string DidYouMean(std::string_view name, const std::vector<std::string>& known);

@@ -52,8 +52,8 @@ class LineOutput final : public Output {
   void Log(const LogLine& line) override { Print(line.text + '\n'); }
   void Write(const WriteReport& report) override {
     Print(fmt::format("{}: {}: before {}, sent {}, after {}: {}{}{}\n", report.meter, report.tag.name, ValueText(report.before),
-                      ValueText(report.sent), ValueText(report.after), OutcomeText(report.outcome), report.reason.empty() ? "" : ", ",
-                      report.reason));
+                      ValueText(report.sent), ValueText(report.after), OutcomeText(report.outcome),
+                      report.reason.empty() ? "" : ", ", report.reason));
   }
 
  private:

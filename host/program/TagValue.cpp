@@ -31,14 +31,19 @@ bool ParseTruth(const std::string& text) {
 
 Value ValueOf(VARIANT variant) {
   switch (variant.vt) {
-    case VT_R4: return variant.fltVal;
-    case VT_BOOL: return variant.boolVal != 0;
-    case VT_UI1: return std::int32_t{variant.bVal};
-    case VT_I1: return std::int32_t{static_cast<std::int8_t>(variant.bVal)};
+    case VT_R4:
+      return variant.fltVal;
+    case VT_BOOL:
+      return variant.boolVal != 0;
+    case VT_UI1:
+      return std::int32_t{variant.bVal};
+    case VT_I1:
+      return std::int32_t{static_cast<std::int8_t>(variant.bVal)};
     case VT_BSTR:
       if (variant.bstrVal == nullptr) return {};
       return platform::OleToUtf8({variant.bstrVal, platform::StringLength(variant.bstrVal)});
-    default: return {};
+    default:
+      return {};
   }
 }
 
@@ -52,30 +57,44 @@ std::string ValueText(const Value& value) {
 
 std::string QualityText(std::uint16_t quality) {
   switch (quality) {
-    case kQualityGood: return "good";
-    case kQualityUncertain: return "uncertain";
-    case kQualityDeviceFailure: return "failure";
-    case kQualityBad: return "bad";
-    default: return fmt::format("{}", quality);
+    case kQualityGood:
+      return "good";
+    case kQualityUncertain:
+      return "uncertain";
+    case kQualityDeviceFailure:
+      return "failure";
+    case kQualityBad:
+      return "bad";
+    default:
+      return fmt::format("{}", quality);
   }
 }
 
 std::string TimestampText(const FILETIME& time) {
   SYSTEMTIME fields = {};
   if (!platform::FileTimeToFields(time, fields)) return {};
-  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:03}Z", fields.wYear, fields.wMonth, fields.wDay, fields.wHour, fields.wMinute,
-                     fields.wSecond, fields.wMilliseconds);
+  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:03}Z", fields.wYear, fields.wMonth, fields.wDay, fields.wHour,
+                     fields.wMinute, fields.wSecond, fields.wMilliseconds);
 }
 
 VARIANT ParseWriteValue(const std::string& text, std::uint32_t dataType) {
   VARIANT value = {};
   value.vt = static_cast<VARTYPE>(dataType);
   switch (dataType) {
-    case VT_R4: value.fltVal = ParseNumber<float>(text, "number"); break;
-    case VT_BOOL: value.boolVal = ParseTruth(text) ? 1 : 0; break;
-    case VT_UI1: value.bVal = ParseNumber<std::uint8_t>(text, "number from 0 to 255"); break;
-    case VT_I1: value.bVal = static_cast<BYTE>(ParseNumber<std::int8_t>(text, "number from -128 to 127")); break;
-    default: throw Failure(kExitUsage, "a tag of this type cannot be written");
+    case VT_R4:
+      value.fltVal = ParseNumber<float>(text, "number");
+      break;
+    case VT_BOOL:
+      value.boolVal = ParseTruth(text) ? 1 : 0;
+      break;
+    case VT_UI1:
+      value.bVal = ParseNumber<std::uint8_t>(text, "number from 0 to 255");
+      break;
+    case VT_I1:
+      value.bVal = static_cast<BYTE>(ParseNumber<std::int8_t>(text, "number from -128 to 127"));
+      break;
+    default:
+      throw Failure(kExitUsage, "a tag of this type cannot be written");
   }
   return value;
 }

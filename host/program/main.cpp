@@ -60,7 +60,8 @@ void CommandLine::AddConfig(CLI::App* app, CommonOptions& common) {
 }
 
 void CommandLine::AddPolling() {
-  CLI::App* const run = Add("run", "poll until stopped; takes lines 'write METER TAG VALUE'", run_.common, [this] { return CommandRun(run_); });
+  CLI::App* const run =
+      Add("run", "poll until stopped; takes lines 'write METER TAG VALUE'", run_.common, [this] { return CommandRun(run_); });
   AddConfig(run, run_.common);
   run->add_option("--passes", run_.passes, "end after so many passes of each channel");
   run->add_option("--seconds", run_.seconds, "end after so long")->check(kSeconds);
@@ -82,7 +83,8 @@ void CommandLine::AddQuestions() {
   write->add_option("TAG", write_.tag, "name or id")->required();
   write->add_option("VALUE", write_.value, "number, true or false")->required();
 
-  CLI::App* const exchange = Add("exchange", "send one raw frame", exchange_.common, [this] { return CommandExchange(exchange_); });
+  CLI::App* const exchange =
+      Add("exchange", "send one raw frame", exchange_.common, [this] { return CommandExchange(exchange_); });
   AddConfig(exchange, exchange_.common);
   exchange->add_option("--channel", exchange_.channel, "port name, when there are several");
   exchange->add_option("HEX", exchange_.hex, "bytes from the address on, without the check")->required();
@@ -94,7 +96,9 @@ void CommandLine::AddBrowsing() {
   Add("types", "meter types that the plug-in serves", types_, [this] { return CommandTypes(types_); });
   CLI::App* const tags = Add("tags", "tags of a meter type", tags_.common, [this] { return CommandTags(tags_); });
   tags->add_option("--type", tags_.type, "type id or display name")->required();
-  tags->add_option("--branch", tags_.branch, "current data or history")->check(CLI::IsMember({"da", "hda"}))->capture_default_str();
+  tags->add_option("--branch", tags_.branch, "current data or history")
+      ->check(CLI::IsMember({"da", "hda"}))
+      ->capture_default_str();
 }
 
 int CommandLine::Run(int count, char** arguments) {

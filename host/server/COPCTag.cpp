@@ -21,7 +21,7 @@ COPCTag::~COPCTag() {
 }
 
 void COPCTag::Destroy(std::uint32_t flags) {
-  this->~COPCTag();
+  this->COPCTag::~COPCTag();
   if ((flags & 1U) != 0) ::operator delete(this);
 }
 

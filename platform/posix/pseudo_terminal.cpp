@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <stdlib.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -76,6 +77,9 @@ void PseudoTerminal::Close() {
 }
 
 std::size_t PseudoTerminal::Read(std::span<std::uint8_t> buffer, int timeoutMilliseconds) {
+  // Someone who took the terminal for himself alone may have gone without giving it free, which his closing does not do
+  // while this side holds it open.
+  ioctl(terminal_, TIOCNXCL);
   pollfd waiting{.fd = controller_, .events = POLLIN, .revents = 0};
   if (poll(&waiting, 1, timeoutMilliseconds) <= 0) return 0;
   const ssize_t count = read(controller_, buffer.data(), buffer.size());

@@ -4,9 +4,10 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <condition_variable>
 #include <memory>
+#include <mutex>
 #include <new>
-#include <semaphore>
 
 namespace ostrel::platform {
 namespace {
@@ -16,16 +17,20 @@ struct Thread {
   ThreadProcedure procedure;
   void* argument;
   pthread_t native{};
-  std::uint32_t id = 0;
-  std::binary_semaphore started{0};
+  std::mutex guard{};
+  std::condition_variable started{};
+  std::uint32_t id = 0;  // 0 until the thread runs
 };
 
 void* Run(void* argument) {
   Thread& thread = *static_cast<Thread*>(argument);
   const ThreadProcedure procedure = thread.procedure;
   void* const forProcedure = thread.argument;
-  thread.id = CurrentThreadId();
-  thread.started.release();
+  {
+    const std::lock_guard lock(thread.guard);
+    thread.id = CurrentThreadId();
+    thread.started.notify_one();
+  }
   procedure(forProcedure);
   return nullptr;
 }
@@ -35,8 +40,11 @@ void* Run(void* argument) {
 ThreadHandle StartThread(ThreadProcedure procedure, void* argument, std::uint32_t& id) {
   std::unique_ptr<Thread> thread(new (std::nothrow) Thread{.procedure = procedure, .argument = argument});
   if (!thread || pthread_create(&thread->native, nullptr, Run, thread.get()) != 0) return nullptr;
-  thread->started.acquire();
-  id = thread->id;
+  {
+    std::unique_lock lock(thread->guard);
+    thread->started.wait(lock, [&] { return thread->id != 0; });
+    id = thread->id;
+  }
   return thread.release();
 }
 

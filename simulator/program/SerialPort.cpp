@@ -33,9 +33,7 @@ class SerialPort final : public IMeterPort {
   void Close() override {
     asio::error_code ignored;
     port_.close(ignored);
-    context_.restart();
-    context_.poll();
-    reader_.Reset();
+    reader_.Reset(context_);
   }
 
   [[nodiscard]] std::string Name() const override { return device_; }

@@ -12,7 +12,7 @@
 
 namespace ostrel::sim {
 
-/// The stream is closed, and its context polled, before its reader is destroyed or reset.
+/// The stream is closed and its reader reset before the two are destroyed.
 class StreamReader {
  public:
   /// Bytes that came within the time. `failed` is set when the stream has ended.
@@ -28,7 +28,10 @@ class StreamReader {
     return count;
   }
 
-  void Reset() {
+  /// Ends the read under way, after the stream was closed, and forgets what it brought.
+  void Reset(asio::io_context& context) {
+    context.restart();
+    while (reading_ && context.run_one() != 0) continue;
     from_ = to_ = 0;
     failed_ = false;
   }

@@ -75,9 +75,7 @@ class TcpPort final : public IMeterPort {
   void HangUp() {
     asio::error_code ignored;
     socket_.close(ignored);
-    context_.restart();
-    context_.poll();
-    reader_.Reset();
+    reader_.Reset(context_);
   }
 
   asio::io_context context_;

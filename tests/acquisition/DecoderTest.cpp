@@ -7,58 +7,15 @@
 #include <set>
 
 #include "Protocol/acquisition/Decoder.h"
-#include "Protocol/acquisition/TagReader.h"
 #include "Protocol/model/TagCatalogue.h"
-#include "platform/text.h"
-#include "tests/support/TestChannel.h"
+#include "tests/acquisition/DecoderFixture.h"
 
 namespace ostrel::test {
 namespace {
 
-struct Scale {
-  std::uint32_t constant = 5000;
-  float voltage = 1;
-  float current = 1;
-  float power = 1;
-};
-
-class DecoderTest : public testing::Test {
- protected:
-  DeviceEntry& Entry() { return channel_.Entry(meter_); }
-
-  void SetScale(const Scale& scale) {
-    Entry().MeterConstant = scale.constant;
-    Entry().VoltageFactor = scale.voltage;
-    Entry().CurrentFactor = scale.current;
-    Entry().PowerScale = scale.power;
-  }
-
-  /// The tag read from a meter that answers this, whatever it is asked.
-  CDeviceTag& Read(std::uint32_t number, const std::string& answer, std::uint32_t result = 1) {
-    CDeviceTag& tag = *channel_.AddTag(meter_, number);
-    return ReadAgain(tag, answer, result);
-  }
-
-  CDeviceTag& ReadAgain(CDeviceTag& tag, const std::string& answer, std::uint32_t result = 1) {
-    channel_.Line().OnRequest([answer](auto) { return Hex(answer); });
-    EXPECT_EQ(result, ReadTag(channel_.Protocol(), &tag, Send::Request, meter_)) << tag.TagNumber << ": " << answer;
-    return tag;
-  }
-
-  static std::string Text(const CDeviceTag& tag) {
-    EXPECT_EQ(VT_BSTR, tag.Value.vt);
-    return platform::OleToUtf8({tag.Value.bstrVal, platform::StringLength(tag.Value.bstrVal)});
-  }
-
-  TestChannel channel_;
-  const std::uint32_t meter_ = channel_.AddMeter(1, 1);
-};
-
 constexpr char kEnergies[] = "01 00 00 0F A0 00 00 27 10 FF FF FF FF 00 00 00 01 52 EE";
 constexpr char kCoefficients[] = "01 00 64 00 0A 00 00 00 00 00 00 32 DA";
 constexpr char kVariant[] = "01 01 40 13 20 15";
-constexpr char kLogRecord[] = "01 30 15 08 03 19 11 24 59 59 23 07 31 12 25 E2 4B";
-constexpr char kStatus1[] = "01 01 C1 E0";
 
 TEST_F(DecoderTest, Numbers) {
   const struct {
@@ -229,48 +186,6 @@ TEST_F(DecoderTest, EdgesOfNumbers) {
   const float zero = Read(49, ToHex(Frame("01 80 00 00"))).Value.fltVal;
   EXPECT_EQ(0.0F, zero);
   EXPECT_TRUE(std::signbit(zero));
-}
-
-TEST_F(DecoderTest, LogRecords) {
-  constexpr char kOneStamp[] = "01 30 15 08 03 19 11 24 8F 08";
-  const struct {
-    std::uint8_t log;
-    const char* answer;
-    const char* texts[4];  // P 1 date and time, P 2 date and time
-    std::uint16_t qualities[2];
-  } rows[] = {
-      {1, kLogRecord, {"19.11.24 ", "08:15:30", "31.12.25 ", "23:59:59"}, {192, 192}},
-      {2, kLogRecord, {"19.11.24 ", "08:15:30", "31.12.25 ", "23:59:59"}, {192, 192}},
-      {3, kLogRecord, {"19.11.24 ", "08:15:30", "", ""}, {192, 0}},
-      {6, kLogRecord, {"19.11.24 ", "08:15:30", "", ""}, {192, 0}},
-      {7, kLogRecord, {"19.11.24 ", "08:15:30", "31.12.25 ", "23:59:59"}, {192, 192}},
-      {26, kLogRecord, {"19.11.24 ", "08:15:30", "31.12.25 ", "23:59:59"}, {192, 192}},
-      {27, kLogRecord, {"", "", "", ""}, {12, 12}},
-      {255, kLogRecord, {"", "", "", ""}, {12, 12}},
-      {1, kOneStamp, {"19.11.24 ", "08:15:30", "00.00.00 ", "00:08:8f"}, {192, 192}},
-      {1, kStatus1, {"", "", "", ""}, {0, 0}},
-      {4, kStatus1, {"", "", "", ""}, {0, 0}},
-      {27, kStatus1, {"", "", "", ""}, {12, 12}},
-  };
-  for (const auto& row : rows) {
-    Entry().LogRequest = row.log;
-    for (std::uint32_t i = 0; i < 4; ++i) {
-      SCOPED_TRACE(std::to_string(row.log) + " " + row.answer + " tag " + std::to_string(i));
-      const CDeviceTag& tag = Read(107 + i, row.answer);
-      EXPECT_EQ(row.texts[i], Text(tag));
-      EXPECT_EQ(row.qualities[i / 2], tag.Quality);
-      EXPECT_EQ(1U, tag.Updated);
-    }
-  }
-}
-
-TEST_F(DecoderTest, NoLogAskedForIsAnEmptyGoodText) {
-  Entry().LogCacheLength = 17;
-  CDeviceTag& tag = *channel_.AddTag(meter_, 182);
-  EXPECT_EQ(1U, ReadTag(channel_.Protocol(), &tag, Send::Request, meter_));
-  EXPECT_EQ("", Text(tag));
-  EXPECT_EQ(kQualityGood, tag.Quality);
-  EXPECT_EQ(0U, channel_.Line().RequestCount());
 }
 
 TEST_F(DecoderTest, AnAnswerTooShortForAValueIsBad) {

@@ -8,25 +8,22 @@
 #include "Protocol/diagnostics/CLogFile.h"
 #include "platform/virtual_clock.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TimeZone.h"
 
 namespace ostrel::test {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::MatchesRegex;
 
 TEST(LogFile, StampsItsLines) {
+  const TimeZone zone("MSK-3");
   platform::VirtualClock clock(1709647629042);  // 2024-03-05 14:07:09.042 UTC
   platform::ReplaceClock(&clock);
-  const SYSTEMTIME local = platform::LocalTime();
   const TemporaryFolder folder;
   CLogFile log(folder.File("e.log").c_str(), 1024, true);
   log.WriteEvent("COM3 text");
   platform::ReplaceClock(nullptr);
-  char hour[8];
-  std::snprintf(hour, sizeof hour, "%02u", static_cast<unsigned>(local.wHour));
-  const std::string day = local.wDay == 5 ? "05" : "06";  // east of +10
-  EXPECT_EQ("[ " + day + "/03/2024 " + hour + ":07:09.042 ] COM3 text\r\n", ReadBytes(folder.File("e.log")));
+  EXPECT_EQ("[ 05/03/2024 17:07:09.042 ] COM3 text\r\n", ReadBytes(folder.File("e.log")));
 }
 
 TEST(LogFile, CutsALineThatIsTooLong) {

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "tests/history/HistoryMeter.h"
+#include "tests/support/TimeZone.h"
 
 namespace ostrel::test {
 namespace {
@@ -40,7 +41,8 @@ TEST_P(ArchiveMonths, AreAddressedByTheMonthThatEnded) {
   HistoryChannel history(row.type);
   history.meter.clock = row.clock;
   const auto expect = [&](std::uint32_t tag, const std::string& frame) {
-    EXPECT_EQ(ToHex(Frame(frame)), ArchiveRequest(history, tag, row.time)) << row.time << " clock " << row.clock << " type " << row.type;
+    EXPECT_EQ(ToHex(Frame(frame)), ArchiveRequest(history, tag, row.time))
+        << row.time << " clock " << row.clock << " type " << row.type;
   };
   expect(40036, std::string("01 05 ") + row.interval + " 01");
   expect(40156, std::string("01 0A 83 ") + row.cumulative + " 01 0F 00");
@@ -74,13 +76,14 @@ TEST(ArchiveEnergy, TheDayArchiveIsAddressedByTheDayThatEnded) {
     const char* time;
     const char* day;
   } rows[] = {
-      {"Europe/Berlin", "2012-03-01 17:30", "1D"}, {"Europe/Berlin", "2026-01-01", "1F"}, {"Europe/Berlin", "2026-03-01", "1C"},
-      {"Europe/Berlin", "2026-03-29", "1C"},       {"Europe/Berlin", "2026-03-30", "1C"},  // a day of 23 hours lies between
-      {"Europe/Berlin", "2026-03-31", "1E"},       {"Europe/Berlin", "2026-10-25", "18"}, {"Europe/Berlin", "2026-10-26", "19"},
-      {"UTC", "2026-03-30", "1D"},
+      {"Europe/Berlin", "2012-03-01 17:30", "1D"}, {"Europe/Berlin", "2026-01-01", "1F"},
+      {"Europe/Berlin", "2026-03-01", "1C"},       {"Europe/Berlin", "2026-03-29", "1C"},
+      {"Europe/Berlin", "2026-03-30", "1C"},  // a day of 23 hours lies between
+      {"Europe/Berlin", "2026-03-31", "1E"},       {"Europe/Berlin", "2026-10-25", "18"},
+      {"Europe/Berlin", "2026-10-26", "19"},       {"UTC", "2026-03-30", "1D"},
   };
   for (const auto& row : rows) {
-    const ZoneForTest zone(row.zone);
+    const TimeZone zone(row.zone);
     for (const std::uint32_t type : {1U, 8U}) {
       HistoryChannel history(type);
       const std::string frame = std::string("01 0A 06 ") + row.day + " 05 0F 00";
@@ -107,10 +110,14 @@ TEST(ArchiveEnergy, CumulativeDaysAndYearsFollowTheMetersClock) {
     const char* time;
     const char* frame;  // empty: nothing is asked
   } rows[] = {
-      {40120, "2026-11-22 23:59", "01 0A 84 00 01 0F 00"}, {40120, "2026-11-21", "01 0A 85 00 01 0F 00"},
-      {40120, "2026-11-20", "01 0A 85 00 01 0F 00"},       {40120, "2025-11-22", "01 0A 85 00 01 0F 00"},
-      {40192, "2026-06-01", "01 0A 81 00 01 0F 00"},       {40192, "2025-01-01", "01 0A 82 00 01 0F 00"},
-      {40192, "2024-01-01", ""},                           {40192, "2027-01-01", ""},
+      {40120, "2026-11-22 23:59", "01 0A 84 00 01 0F 00"},
+      {40120, "2026-11-21", "01 0A 85 00 01 0F 00"},
+      {40120, "2026-11-20", "01 0A 85 00 01 0F 00"},
+      {40120, "2025-11-22", "01 0A 85 00 01 0F 00"},
+      {40192, "2026-06-01", "01 0A 81 00 01 0F 00"},
+      {40192, "2025-01-01", "01 0A 82 00 01 0F 00"},
+      {40192, "2024-01-01", ""},
+      {40192, "2027-01-01", ""},
   };
   for (const auto& row : rows) {
     const std::string expected = row.frame[0] != 0 ? ToHex(Frame(row.frame)) : "";

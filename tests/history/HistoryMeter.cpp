@@ -1,8 +1,6 @@
 #include "tests/history/HistoryMeter.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <time.h>
 
 #include <cstdio>
 #include <cstring>
@@ -52,27 +50,14 @@ std::string TimeText(const FILETIME& time) {
   return whole;
 }
 
-ZoneForTest::ZoneForTest(const char* zone) : hadZone_(getenv("TZ") != nullptr) {
-  if (hadZone_) before_ = getenv("TZ");
-  setenv("TZ", zone, 1);
-  tzset();
-}
-
-ZoneForTest::~ZoneForTest() {
-  if (hadZone_) {
-    setenv("TZ", before_.c_str(), 1);
-  } else {
-    unsetenv("TZ");
-  }
-  tzset();
-}
-
 // --- HistoryMeter
 
 void HistoryMeter::AddHour(std::string_view hour, std::uint16_t header) { hours_[HourKey(FieldsAt(hour))] = header; }
 
 void HistoryMeter::AddHours(std::string_view first, std::string_view last) {
-  const auto ticks = [](const FILETIME& time) { return static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime; };
+  const auto ticks = [](const FILETIME& time) {
+    return static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
+  };
   constexpr std::uint64_t kHour = 36'000'000'000;
   const auto block = static_cast<std::uint16_t>(8 + 60 / periods[0] * 8);
   std::uint16_t header = 0;
@@ -170,7 +155,8 @@ HistoryChannel::Listing HistoryChannel::List(std::uint32_t tagId, std::string_vi
 }
 
 HistoryChannel::Reading HistoryChannel::Read(std::uint32_t tagId, std::string_view time, std::uint8_t tariff) {
-  const HistoryItem item{.hostWord0_ = 0, .DeviceIndex = device, .hostWord8_ = 0, .MeterType = type, .TagId = tagId, .Tariff = tariff};
+  const HistoryItem item{
+      .hostWord0_ = 0, .DeviceIndex = device, .hostWord8_ = 0, .MeterType = type, .TagId = tagId, .Tariff = tariff};
   Reading reading;
   std::memset(static_cast<void*>(&reading.value), kUntouched, sizeof reading.value);
   reading.result = Protocol().ReadHistoryValue(type, &item, TimeAt(time), &reading.value);

@@ -21,19 +21,6 @@ namespace ostrel::test {
 /// "2026-11-22 10:07:30.250", the milliseconds only when there are some.
 [[nodiscard]] std::string TimeText(const FILETIME& time);
 
-/// The computer's time zone for the length of a test.
-class ZoneForTest {
- public:
-  explicit ZoneForTest(const char* zone);
-  ~ZoneForTest();
-  ZoneForTest(const ZoneForTest&) = delete;
-  ZoneForTest& operator=(const ZoneForTest&) = delete;
-
- private:
-  std::string before_;
-  bool hadZone_;
-};
-
 class HistoryMeter {
  public:
   explicit HistoryMeter(std::uint8_t meterAddress = 1) : address(meterAddress) {}

@@ -1,7 +1,6 @@
-#include "Protocol/history/ProfileStoreIndex.h"
-
 #include <gtest/gtest.h>
 
+#include "Protocol/history/ProfileStoreIndex.h"
 #include "tests/history/HistoryMeter.h"
 
 namespace ostrel::test {

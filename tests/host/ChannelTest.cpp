@@ -64,7 +64,8 @@ class ChannelTest : public testing::Test {
 };
 
 TEST_F(ChannelTest, ReadsSelectedTagsWithGoodQuality) {
-  Channel channel(plugin, services, MakeChannel({MakeMeter("a", 12, 1, {"A+ Tariff Sum", "Voltage Phase ?", "ConnectionState", "Meter Type"})}));
+  Channel channel(plugin, services,
+                  MakeChannel({MakeMeter("a", 12, 1, {"A+ Tariff Sum", "Voltage Phase ?", "ConnectionState", "Meter Type"})}));
   ASSERT_EQ(6U, channel.Meters().front().selected.size());
   channel.Start();
   const std::vector<PassReport> reports = TakePasses(channel, 1);
@@ -75,8 +76,12 @@ TEST_F(ChannelTest, ReadsSelectedTagsWithGoodQuality) {
   for (std::size_t i = 0; i < readings.readings.size(); ++i) {
     const std::string& name = readings.meter->tags[readings.tags[i]].definition.name;
     EXPECT_EQ(192U, readings.readings[i].quality) << name;
-    if (name == "ConnectionState") EXPECT_EQ(Value(true), readings.readings[i].value);
-    if (name == "Meter Type") EXPECT_EQ(Value(std::string("СЭТ-4ТМ.03")), readings.readings[i].value);
+    if (name == "ConnectionState") {
+      EXPECT_EQ(Value(true), readings.readings[i].value);
+    }
+    if (name == "Meter Type") {
+      EXPECT_EQ(Value(std::string("СЭТ-4ТМ.03")), readings.readings[i].value);
+    }
   }
   EXPECT_EQ("", services.PortProblem("COM3"));
   EXPECT_EQ(0U, services.PortsOut()) << "stopping closes the port";
@@ -92,7 +97,8 @@ TEST_F(ChannelTest, PassesAreSeenWhenNothingIsOnTheLine) {
   off.exchange = false;
   ChannelConfig closed = MakeChannel({MakeMeter("unreachable", 1, 1, {"A+ Tariff Sum"})});
   closed.device = "/nowhere/at/all";
-  const QuietCase cases[] = {{"no meters", MakeChannel({})}, {"exchange off", MakeChannel({off})}, {"port cannot be opened", closed}};
+  const QuietCase cases[] = {
+      {"no meters", MakeChannel({})}, {"exchange off", MakeChannel({off})}, {"port cannot be opened", closed}};
   for (const QuietCase& row : cases) {
     SCOPED_TRACE(row.name);
     Channel channel(plugin, services, row.config);
@@ -140,11 +146,12 @@ TEST_F(ChannelTest, ConfigurationMistakesThatOnlyThePlugInKnows) {
       return failure.what();
     }
   };
-  EXPECT_EQ("f:3: tags: the meter has no tag \"Frequencyy\"; did you mean \"Frequency\" or \"Frequency Averaged Value\"?",
+  EXPECT_EQ("f:3: tags: the meter has no tag \"Frequencyy\"; did you mean \"Frequency\"?",
             message(MakeMeter("a", 1, 1, {"Frequency", "Frequencyy"})));
   // The type has one phase only.
   EXPECT_EQ("f:3: tags: no tag fits \"Voltage Phase 2*\"", message(MakeMeter("a", 1, 12, {"Voltage Phase 2*"})));
-  EXPECT_NE(std::string::npos, message(MakeMeter("a", 1, 4, {})).find("there is no meter type 4; there are 0, 1, 2, 3, 6, 7, 8, 11, 12"));
+  EXPECT_NE(std::string::npos,
+            message(MakeMeter("a", 1, 4, {})).find("there is no meter type 4; there are 0, 1, 2, 3, 6, 7, 8, 11, 12"));
   MeterConfig named = MakeMeter("a", 1, 1, {});
   named.type = "СЭТ-4ТМ.3";
   EXPECT_NE(std::string::npos, message(named).find("did you mean \"СЭТ-4ТМ.03\""));
@@ -181,7 +188,9 @@ TEST_F(ChannelTest, WritesAreJudgedByTheMeterAndTheValueReadBack) {
     channel.Stop();
     ASSERT_TRUE(report);
     EXPECT_EQ(row.outcome, report->outcome) << OutcomeText(report->outcome) << ' ' << report->reason;
-    if (row.after != Value{}) EXPECT_EQ(row.after, report->after);
+    if (row.after != Value{}) {
+      EXPECT_EQ(row.after, report->after);
+    }
     EXPECT_EQ(row.outcome == WriteOutcome::Accepted, report->reason.empty());
   }
 }

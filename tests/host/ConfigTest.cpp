@@ -81,7 +81,7 @@ TEST(Config, EveryKeyArrives) {
   ASSERT_EQ(3U, meter.tags.size());
   EXPECT_EQ("Power P *", meter.tags[1].text);
   EXPECT_EQ("20210", meter.tags[2].text);
-  EXPECT_EQ(27U, meter.tags[2].place.line);
+  EXPECT_EQ(28U, meter.tags[2].place.line);
 }
 
 TEST(Config, WhatIsLeftOutHasItsDefault) {
@@ -114,25 +114,30 @@ TEST(Config, MistakesNameFileLineAndKey) {
       {"baud = 1200", "baud = 14400",
        "site.toml:8: channel.baud: must be one of 300, 600, 1200, 2400, 4800, 9600, 19200, 38400, 57600, 115200, not 14400"},
       {"baud = 1200", "bauds = 1200", "site.toml:8: channel.bauds: unknown key; did you mean \"baud\"?"},
-      {"parity = \"odd\"", "parity = \"Odd\"", "site.toml:9: channel.parity: must be one of none, even, odd, mark, space, not \"Odd\""},
+      {"parity = \"odd\"", "parity = \"Odd\"",
+       "site.toml:9: channel.parity: must be one of none, even, odd, mark, space, not \"Odd\""},
       {"retries = 4", "retries = 65536", "site.toml:10: channel.retries: must be from 0 to 65535, not 65536"},
       {"retries = 4", "retries = -1", "site.toml:10: channel.retries: must be from 0 to 65535, not -1"},
-      {"poll_period_s = 6", "poll_period_s = 4294968", "site.toml:11: channel.poll_period_s: must be from 0 to 4294967, not 4294968"},
+      {"poll_period_s = 6", "poll_period_s = 4294968",
+       "site.toml:11: channel.poll_period_s: must be from 0 to 4294967, not 4294968"},
       {"timeout_ms = 700", "timeout_ms = 0.5", "site.toml:12: channel.timeout_ms: must be a whole number"},
       {"echo = true", "echo = 1", "site.toml:15: channel.echo: must be true or false"},
       {"port = \"COM1\"", "port = \"COM1234567\"", "site.toml:6: channel.port: is longer than 9 characters"},
       {"port = \"COM1\"", "port = \"\"", "site.toml:6: channel.port: must not be empty"},
-      {"port = \"COM2\"", "port = \"COM1\"", "site.toml:30: channel.port: \"COM1\" is already the name of another channel"},
+      {"port = \"COM2\"", "port = \"COM1\"", "site.toml:31: channel.port: \"COM1\" is already the name of another channel"},
       {"device = \"/dev/ttyUSB0\"", "", "site.toml:5: channel.device: is missing"},
       {"device = \"tcp:gateway:4001\"", "device = \"tcp:gateway\"",
-       "site.toml:31: channel.device: must be tcp:HOST:PORT with a port number from 1 to 65535"},
-      {"  name = \"feeder-2\"", "  name = \"feeder-1\"", "site.toml:33: channel.meter.name: \"feeder-1\" is already the name of another meter"},
-      {"  name = \"feeder-2\"", "", "site.toml:32: channel.meter.name: is missing"},
-      {"  address = 12\n  type = 1", "  address = 256\n  type = 1", "site.toml:19: channel.meter.address: must be from 0 to 255, not 256"},
+       "site.toml:32: channel.device: must be tcp:HOST:PORT with a port number from 1 to 65535"},
+      {"  name = \"feeder-2\"", "  name = \"feeder-1\"",
+       "site.toml:34: channel.meter.name: \"feeder-1\" is already the name of another meter"},
+      {"  name = \"feeder-2\"", "", "site.toml:33: channel.meter.name: is missing"},
+      {"  address = 12\n  type = 1", "  address = 256\n  type = 1",
+       "site.toml:19: channel.meter.address: must be from 0 to 255, not 256"},
       {"  type = 1\n", "  type = 1.5\n", "site.toml:20: channel.meter.type: must be a type id or a display name in quotes"},
       {"  level1_password = \"000000\"", "  level1_password = \"1234567890123\"",
        "site.toml:21: channel.meter.level1_password: is longer than 12 characters"},
-      {"  level1_password = \"000000\"", "  level1_password = 0", "site.toml:21: channel.meter.level1_password: must be a text in quotes"},
+      {"  level1_password = \"000000\"", "  level1_password = 0",
+       "site.toml:21: channel.meter.level1_password: must be a text in quotes"},
       {"  event_log = 3", "  event_log = 256", "site.toml:25: channel.meter.event_log: must be from 0 to 255, not 256"},
       {"  event_log = 3", "  even_log = 3", "site.toml:25: channel.meter.even_log: unknown key; did you mean \"event_log\"?"},
       {"\"Power P *\", 20210]", "true]", "site.toml:28: channel.meter.tags: must be a name, an id or a wildcard"},

@@ -50,9 +50,11 @@ TEST(JsonLines, TagWithEveryKindOfValue) {
   };
   for (const ValueCase& row : cases) {
     const TagReading reading{.value = row.value, .quality = 192, .timestamp = SomeTime()};
-    EXPECT_EQ(std::string(R"({"event":"tag","channel":"COM1","meter":"feeder-1","address":12,"id":20017,"tag":"A+ Tariff Sum","value":)") +
-                  row.json + R"(,"quality":192,"timestamp":"2026-11-22T20:00:00.123Z"})",
-              TagJson("COM1", SomeMeter(), SomeTag(), reading));
+    EXPECT_EQ(
+        std::string(
+            R"({"event":"tag","channel":"COM1","meter":"feeder-1","address":12,"id":20017,"tag":"A+ Tariff Sum","value":)") +
+            row.json + R"(,"quality":192,"timestamp":"2026-11-22T20:00:00.123Z"})",
+        TagJson("COM1", SomeMeter(), SomeTag(), reading));
   }
 }
 
@@ -61,17 +63,24 @@ TEST(JsonLines, OtherEvents) {
             PassJson("COM1", {.pass = 1, .seconds = 1.204, .meters = {}}));
   EXPECT_EQ(R"({"event":"log","channel":"COM1","text":"[ 22/11/2026 20:00:01.204 ] COM1 ПРИБОР:12 Нет ответа от устройства"})",
             LogJson({.channel = "COM1", .text = "[ 22/11/2026 20:00:01.204 ] COM1 ПРИБОР:12 Нет ответа от устройства"}));
-  WriteReport report{.meter = "feeder-1", .tag = SomeTag(), .before = 10.0F, .sent = 5000.0F, .after = 5000.0F,
-                     .outcome = WriteOutcome::Accepted, .reason = {}};
+  WriteReport report{.meter = "feeder-1",
+                     .tag = SomeTag(),
+                     .before = 10.0F,
+                     .sent = 5000.0F,
+                     .after = 5000.0F,
+                     .outcome = WriteOutcome::Accepted,
+                     .reason = {}};
   report.tag.id = 20219;
   report.tag.name = "LimitPowerWeekDay";
-  EXPECT_EQ(R"({"event":"write","meter":"feeder-1","id":20219,"tag":"LimitPowerWeekDay","before":10.0,"sent":5000.0,"after":5000.0,)"
-            R"("outcome":"accepted"})",
-            WriteJson(report));
+  EXPECT_EQ(
+      R"({"event":"write","meter":"feeder-1","id":20219,"tag":"LimitPowerWeekDay","before":10.0,"sent":5000.0,"after":5000.0,)"
+      R"("outcome":"accepted"})",
+      WriteJson(report));
   EXPECT_EQ(R"({"event":"type","type":1,"name":"SET4TM03","display":"СЭТ-4ТМ.03"})",
             TypeJson({.id = 1, .name = "SET4TM03", .display = "СЭТ-4ТМ.03"}));
-  EXPECT_EQ(R"({"event":"tagdef","branch":"da","id":20017,"name":"A+ Tariff Sum","description":"Сумма","descriptor":[4,5,9,0,6,1,0,0,1,19]})",
-            TagDefinitionJson(kBranchDa, SomeTag()));
+  EXPECT_EQ(
+      R"({"event":"tagdef","branch":"da","id":20017,"name":"A+ Tariff Sum","description":"Сумма","descriptor":[4,5,9,0,6,1,0,0,1,19]})",
+      TagDefinitionJson(kBranchDa, SomeTag()));
   EXPECT_EQ(R"({"event":"tagdef","branch":"hda","id":40108,"name":"P+ Profile Power","data_type":4})",
             TagDefinitionJson(kBranchHda, {.id = 40108, .name = "P+ Profile Power", .description = {}, .descriptor = {4}}));
 }
@@ -100,10 +109,19 @@ struct WriteValueCase {
 
 TEST(TagValue, WrittenTextsBecomeTheTagsType) {
   const WriteValueCase cases[] = {
-      {"10.5", VT_R4, 10.5F},        {"-1e3", VT_R4, -1000.0F}, {"10,5", VT_R4, {}, false}, {"", VT_R4, {}, false},
-      {"true", VT_BOOL, true},       {"0", VT_BOOL, false},     {"2", VT_BOOL, {}, false},  {"255", VT_UI1, std::int32_t{255}},
-      {"256", VT_UI1, {}, false},    {"-1", VT_UI1, {}, false}, {"-128", VT_I1, std::int32_t{-128}},
-      {"128", VT_I1, {}, false},     {"text", VT_BSTR, {}, false},
+      {"10.5", VT_R4, 10.5F},
+      {"-1e3", VT_R4, -1000.0F},
+      {"10,5", VT_R4, {}, false},
+      {"", VT_R4, {}, false},
+      {"true", VT_BOOL, true},
+      {"0", VT_BOOL, false},
+      {"2", VT_BOOL, {}, false},
+      {"255", VT_UI1, std::int32_t{255}},
+      {"256", VT_UI1, {}, false},
+      {"-1", VT_UI1, {}, false},
+      {"-128", VT_I1, std::int32_t{-128}},
+      {"128", VT_I1, {}, false},
+      {"text", VT_BSTR, {}, false},
   };
   for (const WriteValueCase& row : cases) {
     SCOPED_TRACE(row.text);

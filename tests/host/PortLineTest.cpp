@@ -133,8 +133,8 @@ TEST(PortLine, WithoutTheGuardLateAnswersAreMistaken) {
 // Each row leaves the line in some state; then a purge at the given moment takes so long.
 struct PurgeCase {
   const char* name;
-  std::size_t wanted;                 // of the read before it
-  std::vector<std::int64_t> arrivals; // ms after the request, four bytes each
+  std::size_t wanted;                  // of the read before it
+  std::vector<std::int64_t> arrivals;  // ms after the request, four bytes each
   std::int64_t tookMs;
 };
 

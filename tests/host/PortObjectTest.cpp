@@ -21,9 +21,11 @@ class PortObjectTest : public testing::Test {
                               return std::make_unique<FakeStream>(line);
                             },
                             .line = {.lateGuardMs = 0},
-                            .observer = [this](auto request, auto answer) {
-                              observed.emplace_back(Bytes(request.begin(), request.end()), Bytes(answer.begin(), answer.end()));
-                            }});
+                            .observer =
+                                [this](auto request, auto answer) {
+                                  observed.emplace_back(Bytes(request.begin(), request.end()),
+                                                        Bytes(answer.begin(), answer.end()));
+                                }});
   }
 
   ComPointer<IPortObject> Create(std::uint32_t& cookie) {

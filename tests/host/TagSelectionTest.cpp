@@ -22,12 +22,23 @@ struct WildcardCase {
 
 TEST(Wildcard, StarsAndQuestionMarks) {
   const WildcardCase cases[] = {
-      {"Power P *", "Power P Sum", true},    {"Power P *", "Power Q Sum", false}, {"Voltage Phase ?", "Voltage Phase 1", true},
-      {"Voltage Phase ?", "Voltage Phase", false}, {"Voltage Phase ?", "Voltage Phase 12", false},
-      {"*", "", true},                       {"?", "", false},                     {"", "", true},
-      {"", "x", false},                      {"*Sum", "A+ Tariff Sum", true},      {"*a*b*", "xxaxxbaxx", true},
-      {"*ab", "aab", true},                  {"a*?c", "abc", true},                {"a*?c", "ac", false},
-      {"A+*", "A+ Tariff 1", true},          {"A+*", "AA Tariff 1", false},        {"a**", "a", true},
+      {"Power P *", "Power P Sum", true},
+      {"Power P *", "Power Q Sum", false},
+      {"Voltage Phase ?", "Voltage Phase 1", true},
+      {"Voltage Phase ?", "Voltage Phase", false},
+      {"Voltage Phase ?", "Voltage Phase 12", false},
+      {"*", "", true},
+      {"?", "", false},
+      {"", "", true},
+      {"", "x", false},
+      {"*Sum", "A+ Tariff Sum", true},
+      {"*a*b*", "xxaxxbaxx", true},
+      {"*ab", "aab", true},
+      {"a*?c", "abc", true},
+      {"a*?c", "ac", false},
+      {"A+*", "A+ Tariff 1", true},
+      {"A+*", "AA Tariff 1", false},
+      {"a**", "a", true},
   };
   for (const WildcardCase& row : cases) {
     EXPECT_EQ(row.matches, WildcardMatches(row.pattern, row.text)) << row.pattern << " / " << row.text;
@@ -76,7 +87,8 @@ struct DistanceCase {
 };
 
 TEST(NearNames, EditDistance) {
-  const DistanceCase cases[] = {{"", "", 0}, {"abc", "", 3}, {"baud", "bauds", 1}, {"Tariff", "tarif", 1}, {"kitten", "sitting", 3}};
+  const DistanceCase cases[] = {
+      {"", "", 0}, {"abc", "", 3}, {"baud", "bauds", 1}, {"Tariff", "tarif", 1}, {"kitten", "sitting", 3}};
   for (const DistanceCase& row : cases) {
     EXPECT_EQ(row.distance, EditDistance(row.left, row.right)) << row.left;
     EXPECT_EQ(row.distance, EditDistance(row.right, row.left)) << row.left;
@@ -94,7 +106,8 @@ TEST(WriteLine, WordsMayBeQuotedAndTagsNeedNotBe) {
   ASSERT_TRUE(quoted);
   EXPECT_EQ("feeder 1", quoted->meter);
   EXPECT_EQ("A+ Limit Tariff 1", quoted->tag);
-  for (const char* const text : {"", "write", "write a b", "read a b 1", "writes a b 1"}) EXPECT_FALSE(ParseWriteLine(text)) << text;
+  for (const char* const text : {"", "write", "write a b", "read a b 1", "writes a b 1"})
+    EXPECT_FALSE(ParseWriteLine(text)) << text;
 }
 
 TEST(Frame, HexAndCheck) {

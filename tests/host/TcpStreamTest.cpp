@@ -3,6 +3,7 @@
 
 #include <array>
 #include <asio/ip/tcp.hpp>
+#include <asio/read.hpp>
 #include <asio/write.hpp>
 #include <memory>
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <termios.h>
@@ -123,6 +124,22 @@ TEST(MeterProgram, AnswersOverAPseudoTerminalThatUsersOpenAndClose) {
   }
   EXPECT_EQ(program.Stop(SIGTERM), 0);
   EXPECT_FALSE(fs::exists(fs::symlink_status(path)));
+}
+
+TEST(MeterProgram, GivesATerminalFreeThatItsUserHadToHimselfAlone) {
+  const TemporaryFolder folder;
+  const std::string path = folder.File("line");
+  Program program({"--line", "pty:" + path, "12:1"});
+  ASSERT_EQ(program.FirstLine(), "ready " + path);
+  const int terminal = open(path.c_str(), O_RDWR | O_NOCTTY);
+  ASSERT_EQ(ioctl(terminal, TIOCEXCL), 0);
+  int exclusive = 1;
+  for (int i = 0; i < 1000 && exclusive != 0; ++i) {
+    usleep(10000);
+    ASSERT_EQ(ioctl(terminal, TIOCGEXCL, &exclusive), 0);
+  }
+  close(terminal);
+  EXPECT_EQ(exclusive, 0);
 }
 
 TEST(MeterProgram, ComesBackAfterAFailureOfItsPort) {

@@ -6,13 +6,13 @@
 //   line.Expect("0C 08 12").Silence();                                       // costs the first time-out
 //   line.OnRequest([&](auto request) { return meter.Answer(request); });     // for every other request; {} is silence
 //
-// Expectations are met in their order. A request that does not fit, and an expectation that is left, fail the test.
+// Expectations are met in their order. A request that does not fit, and an expectation that is left, fail the test. Write the
+// script before another thread uses the line; everything else may be called at any time.
 #pragma once
 
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <initializer_list>
 #include <mutex>
 #include <span>
 #include <string>
@@ -20,38 +20,10 @@
 #include <vector>
 
 #include "Protocol/link/PortInterfaces.h"
+#include "tests/support/Expectation.h"
 #include "tests/support/Hex.h"
 
 namespace ostrel::test {
-
-/// One expected request and what comes back.
-class Expectation {
- public:
-  explicit Expectation(Bytes request) : request_(std::move(request)) {}
-
-  Expectation& Answer(std::string_view hex) { return Deliver({Frame(hex)}); }
-  Expectation& AnswerRaw(std::string_view hex) { return Deliver({Hex(hex)}); }
-  /// The pieces make one frame; its check goes to the end of the last piece.
-  Expectation& AnswerInPieces(std::initializer_list<std::string_view> pieces);
-  Expectation& AnswerInRawPieces(std::initializer_list<std::string_view> pieces);
-  Expectation& Silence() { return Deliver({}); }
-  /// The Read after the request fails with this result.
-  Expectation& ReadFails(HRESULT result = E_FAIL);
-  /// The line is in this state from the request on.
-  Expectation& StateBecomes(std::uint32_t state);
-  Expectation& Times(int count);
-
- private:
-  friend class ScriptedLine;
-  Expectation& Deliver(std::deque<Bytes> pieces);
-
-  Bytes request_;
-  std::deque<Bytes> pieces_;
-  HRESULT readResult_ = S_OK;
-  bool changesState_ = false;
-  std::uint32_t state_ = 0;
-  int left_ = 1;
-};
 
 struct SentRequest {
   Bytes bytes;

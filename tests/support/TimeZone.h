@@ -6,29 +6,29 @@
 #include <cstdlib>
 #include <string>
 
+#include "tests/support/Environment.h"
+
 namespace ostrel::test {
 
 class TimeZone {
  public:
-  explicit TimeZone(const char* zone) : hadZone_(std::getenv("TZ") != nullptr), zone_(hadZone_ ? std::getenv("TZ") : "") {
-    Use(zone);
-  }
+  explicit TimeZone(const std::string& zone) { Use(zone); }
   TimeZone(const TimeZone&) = delete;
   TimeZone& operator=(const TimeZone&) = delete;
-  ~TimeZone() { Use(hadZone_ ? zone_.c_str() : nullptr); }
+  ~TimeZone() { Use(before_); }
 
  private:
-  static void Use(const char* zone) {
-    if (zone == nullptr) {
-      unsetenv("TZ");
-    } else {
-      setenv("TZ", zone, 1);
-    }
+  static void Use(const std::string& zone) {
+    SetVariable("TZ", zone);
     tzset();
   }
 
-  const bool hadZone_;
-  const std::string zone_;
+  static std::string Current() {
+    const char* const zone = std::getenv("TZ");
+    return zone == nullptr ? "" : zone;
+  }
+
+  const std::string before_ = Current();
 };
 
 }  // namespace ostrel::test

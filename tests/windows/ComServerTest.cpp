@@ -1,0 +1,94 @@
+// The module as the system knows it: registered by the system's program and created by the system.
+#include <olectl.h>
+
+#include <cstdlib>
+#include <thread>
+
+#include "host/server/PlugInList.h"
+#include "platform/text.h"
+#include "tests/module/BuiltModule.h"
+#include "tests/module/RegisteredKeys.h"
+
+namespace ostrel::test {
+namespace {
+
+int Regsvr32(const std::string& options) {
+  return std::system(("regsvr32 /s " + options + " \"" + BuiltModulePath() + "\"").c_str());
+}
+
+class ComServer : public testing::Test {
+ protected:
+  ComServer() { EXPECT_EQ(0, Regsvr32("")); }
+  ~ComServer() override { EXPECT_EQ(0, Regsvr32("/u")); }
+
+  [[nodiscard]] static HRESULT Create(const GUID& classId, const GUID& iid, void** object) {
+    return ::CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, iid, object);
+  }
+
+  platform::ComThread apartment_;
+};
+
+TEST_F(ComServer, TheSystemsProgramRegistersEveryKey) { ExpectRegistered(BuiltModulePath()); }
+
+TEST_F(ComServer, TheSystemsProgramRemovesThemAndTwiceIsNoError) {
+  EXPECT_EQ(0, Regsvr32("/u"));
+  ExpectUnregistered();
+  EXPECT_EQ(0, Regsvr32("/u"));
+  void* object = this;
+  EXPECT_EQ(REGDB_E_CLASSNOTREG, Create(CLSID_Protocol, IID_IProtocol, &object));
+  EXPECT_EQ(nullptr, object);
+}
+
+TEST_F(ComServer, IsCreatedByClassId) {
+  void* protocol = nullptr;
+  ASSERT_EQ(S_OK, Create(CLSID_Protocol, IID_IProtocol, &protocol));
+  EXPECT_EQ(2u, CallSlot<ULONG>(protocol, 1));
+  EXPECT_EQ(1u, CallSlot<ULONG>(protocol, 2));
+  EXPECT_EQ(1u, CallSlot<std::uint32_t>(protocol, 16));
+  EXPECT_EQ(1u, CallSlot<std::uint32_t>(protocol, 17));
+  EXPECT_EQ(0u, CallSlot<ULONG>(protocol, 2));
+}
+
+TEST_F(ComServer, IsCreatedByProgId) {
+  GUID classId = {};
+  ASSERT_EQ(S_OK, ::CLSIDFromProgID(L"Tavrin.Ostrel.OPCServer.Protocol.1", &classId));
+  EXPECT_TRUE(platform::SameGuid(CLSID_Protocol, classId));
+  void* types = nullptr;
+  ASSERT_EQ(S_OK, Create(classId, IID_IEnumTypes, &types));
+  std::uint32_t count = 0;
+  EXPECT_EQ(S_OK, (CallSlot<HRESULT, std::uint32_t*>(types, 3, &count)));
+  EXPECT_EQ(9u, count);
+  EXPECT_EQ(0u, CallSlot<ULONG>(types, 2));
+}
+
+TEST_F(ComServer, RefusesAnInterfaceThatItHasNot) {
+  void* object = this;
+  EXPECT_EQ(E_NOINTERFACE, Create(CLSID_Protocol, IID_IDispatch, &object));
+  EXPECT_EQ(nullptr, object);
+}
+
+// The class wants an apartment of its own and its interfaces cannot be carried over into another one.
+TEST_F(ComServer, IsNotCreatedFromTheSharedApartment) {
+  HRESULT result = S_OK;
+  std::thread([&result] {
+    ASSERT_EQ(S_OK, ::CoInitializeEx(nullptr, COINIT_MULTITHREADED));
+    void* object = nullptr;
+    result = Create(CLSID_Protocol, IID_IProtocol, &object);
+    ::CoUninitialize();
+  }).join();
+  EXPECT_TRUE(FAILED(result));
+}
+
+TEST(ComServerRegistration, FailsByOneResultWhereObjectsCannotBeCreated) {
+  std::string error;
+  const auto module = platform::LoadedModule::Load(BuiltModulePath(), error);
+  ASSERT_TRUE(module) << error;
+  // This thread has not entered any apartment, so that there is no registrar.
+  using Entry = HRESULT(STDMETHODCALLTYPE*)();
+  EXPECT_EQ(SELFREG_E_CLASS, reinterpret_cast<Entry>(module.Symbol("DllRegisterServer"))());
+  EXPECT_TRUE(FindPlugIn(CLSID_Protocol) == std::nullopt) << "listed, but without its class";
+  EXPECT_EQ(SELFREG_E_CLASS, reinterpret_cast<Entry>(module.Symbol("DllUnregisterServer"))());
+}
+
+}  // namespace
+}  // namespace ostrel::test
