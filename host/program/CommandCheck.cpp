@@ -46,7 +46,7 @@ class CheckReport {
       } else {
         const MeterConfig& config = meter.meter->config;
         Print(fmt::format("{} {} address {} {}: {}\n", port, config.name, config.address, meter.meter->type.display,
-                          answers ? ValueText(meter.readings.front().value) : "no answer"));
+                          answers ? ValueText(meter.readings.front().value) : "no answer, or no access with this password"));
       }
     }
   }

@@ -73,7 +73,7 @@ MeterConfig ReadMeter(TableReader reader) {
   meter.name = reader.RequiredText("name");
   meter.address = Unsigned(reader.RequiredInteger("address", kByte));
   ReadType(reader, meter);
-  meter.level1Password = Password(reader, "level1_password");
+  if (reader.Node("level1_password") != nullptr) meter.level1Password = Password(reader, "level1_password");
   meter.level2Password = Password(reader, "level2_password");
   meter.voltageCoefficient = Unsigned(reader.Integer("voltage_coefficient", 1, kCoefficients));
   meter.currentCoefficient = Unsigned(reader.Integer("current_coefficient", 1, kCoefficients));

@@ -26,7 +26,7 @@ struct MeterConfig {
   std::uint32_t address = 0;
   std::variant<std::uint32_t, std::string> type;  // type id or display name
   Place typePlace;
-  std::string level1Password;  // at most 12 bytes of code page 1251
+  std::string level1Password = "000000";  // at most 12 bytes of code page 1251; meters leave the factory with this one
   std::string level2Password;
   std::uint32_t voltageCoefficient = 1;
   std::uint32_t currentCoefficient = 1;

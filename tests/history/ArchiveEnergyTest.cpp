@@ -12,9 +12,6 @@ namespace {
 
 using ::testing::ElementsAre;
 
-constexpr std::uint32_t kGood = 0x000400C0;
-constexpr std::uint32_t kBad = 0x00040000;
-
 /// The archive request of a read, with its check; empty when there was none.
 std::string ArchiveRequest(HistoryChannel& history, std::uint32_t tagId, std::string_view time, std::uint8_t tariff = 1) {
   history.channel.Line().ClearRecords();

@@ -10,7 +10,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using Texts = std::vector<std::string>;
 
 constexpr const char* kEarly = "2000-01-01";
 constexpr const char* kLate = "2100-01-01";

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -168,10 +169,24 @@ std::uint32_t HistoryChannel::Check(std::uint32_t tagId, std::string_view time) 
   return Protocol().CheckHistoryTimestamp(type, tagId, device, &asked);
 }
 
-std::vector<std::string> HistoryChannel::TakeRequests() {
-  std::vector<std::string> texts = channel.Line().RequestTexts();
+Texts HistoryChannel::TakeRequests() {
+  Texts texts = channel.Line().RequestTexts();
   channel.Line().ClearRecords();
   return texts;
+}
+
+// --- lists of texts
+
+Texts Clocks(const HistoryChannel::Listing& listing) {
+  Texts clocks;
+  for (auto time = listing.times.rbegin(); time != listing.times.rend(); ++time) clocks.push_back(time->substr(11, 5));
+  return clocks;
+}
+
+Texts Only(const Texts& requests, std::string_view start) {
+  Texts found;
+  std::ranges::copy_if(requests, std::back_inserter(found), [&](const std::string& text) { return text.starts_with(start); });
+  return found;
 }
 
 }  // namespace ostrel::test

@@ -8,12 +8,15 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/variant.h"
 #include "tests/support/Hex.h"
 #include "tests/support/TestChannel.h"
 
 namespace ostrel::test {
+
+using Texts = std::vector<std::string>;
 
 /// "2026-11-22 10:07:30.250"; minutes, seconds and milliseconds may be left out.
 [[nodiscard]] SYSTEMTIME FieldsAt(std::string_view text);
@@ -66,7 +69,7 @@ class HistoryChannel {
     std::uint32_t period = 0;
     std::string start;  // as written back
     std::string end;
-    std::vector<std::string> times;
+    Texts times;
   };
   [[nodiscard]] Listing List(std::uint32_t tagId, std::string_view start, std::string_view end);
 
@@ -81,7 +84,7 @@ class HistoryChannel {
   [[nodiscard]] CProtocol& Protocol() { return channel.Protocol(); }
   [[nodiscard]] DeviceEntry& Entry() { return channel.Entry(device); }
   /// The requests since the last call, as text without checks.
-  std::vector<std::string> TakeRequests();
+  Texts TakeRequests();
 
   HistoryMeter meter;
   TestChannel channel;
@@ -89,6 +92,15 @@ class HistoryChannel {
   std::uint32_t device;
 };
 
+/// The times of a listing as "10:30", oldest first.
+[[nodiscard]] Texts Clocks(const HistoryChannel::Listing& listing);
+/// Requests that begin so; hour searches and record reads among them.
+[[nodiscard]] Texts Only(const Texts& requests, std::string_view start);
+[[nodiscard]] inline Texts Searches(const Texts& requests) { return Only(requests, "01 03"); }
+[[nodiscard]] inline Texts Records(const Texts& requests) { return Only(requests, "01 06"); }
+
+inline constexpr std::uint32_t kGood = 0x000400C0;
+inline constexpr std::uint32_t kBad = 0x00040000;
 inline constexpr std::uint8_t kUntouched = 0xA5;
 inline constexpr std::uint32_t kUntouchedWord = 0xA5A5A5A5;
 

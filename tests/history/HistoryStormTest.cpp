@@ -17,7 +17,6 @@ namespace {
 
 constexpr int kThreads = 4;
 constexpr int kRounds = 30;
-constexpr std::uint32_t kGood = 0x000400C0;
 constexpr std::uint32_t kUntouchedQuality = 7;
 
 /// Watches slot 22 for two things: a request while another thread's answer is still awaited, and a piece of an answer that
