@@ -5,6 +5,7 @@
 // over the store for each record would make it 4.
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <vector>
@@ -19,7 +20,7 @@ namespace {
 constexpr std::uint32_t kSmall = 4096;
 constexpr std::uint32_t kLarge = 8192;
 constexpr double kBound = 2.0;
-constexpr double kProcessorBound = 3.0;
+constexpr double kProcessorBound = 2.5;
 constexpr int kRuns = 41;
 constexpr std::uint32_t kTag = 40108;
 constexpr std::uint8_t kPeriod = 15;  // minutes
@@ -28,7 +29,7 @@ constexpr double kByteMs = 10 * 1000.0 / 9600;  // ten bits
 
 FILETIME ToTime(std::uint64_t ticks) { return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)}; }
 
-/// A time from which 85 days, the larger store, pass without a change of the clocks in nearly every time zone.
+/// 2026-11-05 00:30
 std::uint64_t FirstTicks() {
   FILETIME time{};
   const SYSTEMTIME fields = {2026, 11, 0, 5, 0, 30, 0, 0};
@@ -101,11 +102,8 @@ class StoredMeter {
     return result == 1 && list.Count == records_ && protocol_->Asked == 3;
   }
 
-  [[nodiscard]] double ProcessorMs() const {
-    std::vector<double> sorted = processorMs_;
-    std::ranges::sort(sorted);
-    return sorted[sorted.size() / 2];
-  }
+  /// Of the run that was disturbed least.
+  [[nodiscard]] double ProcessorMs() const { return *std::ranges::min_element(processorMs_); }
   [[nodiscard]] double LineMs() const { return protocol_->LineBytes * kByteMs; }
 
  private:
@@ -153,6 +151,7 @@ int Run() {
 }  // namespace ostrel
 
 int main() {
+  setenv("TZ", "UTC", 1);  // no change of the clocks shortens the listing
   ostrel::platform::VirtualClock clock(1'795'377'600'000);
   ostrel::platform::ReplaceClock(&clock);
   return ostrel::Run();

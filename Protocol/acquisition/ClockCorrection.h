@@ -22,7 +22,8 @@ struct ClockSetting {
 };
 
 /// 1 when a correction is due, with the time to send.
-std::uint32_t CompareClock(CProtocol& protocol, DeviceEntry& entry, const std::uint8_t (&answer)[kClockAnswer], ClockSetting& setting);
+std::uint32_t CompareClock(CProtocol& protocol, DeviceEntry& entry, const std::uint8_t (&answer)[kClockAnswer],
+                           ClockSetting& setting);
 
 /// Sends the correction; always 1, a failure is reported and does not end the cycle.
 std::uint32_t CorrectMeterClock(CProtocol& protocol, std::uint32_t device, const ClockSetting& setting);

@@ -20,7 +20,8 @@ enum class Profile : std::uint32_t { Main = 0, Additional = 1, Third = 2 };
 /// The meter's wall clock, digits unchecked; 1 read, 0 failed with the fields untouched.
 std::uint32_t ReadMeterTime(CProtocol& protocol, std::uint32_t device, SYSTEMTIME& fields);
 /// Types 2 and 12 have none: both are 1 without a request.
-std::uint32_t ReadTransformCoefficients(CProtocol& protocol, std::uint32_t device, std::uint32_t meterType, TransformCoefficients& coefficients);
+std::uint32_t ReadTransformCoefficients(CProtocol& protocol, std::uint32_t device, std::uint32_t meterType,
+                                        TransformCoefficients& coefficients);
 /// Minutes; 0 when the exchange failed or the profile is none of the three.
 std::uint32_t ReadProfilePeriod(CProtocol& protocol, std::uint32_t device, Profile profile);
 

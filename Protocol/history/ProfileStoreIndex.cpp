@@ -16,43 +16,42 @@ ProfileStoreIndex::ProfileStoreIndex(const HostVector<ProfileRecord>& store, std
     : known_(store.Size()), tagId_(tagId) {
   byTime_.reserve(known_ / kPowers);
   for (std::uint32_t position = 0; position < known_; ++position) {
-    if (store[position].TagId == tagId) byTime_.emplace(Ticks(store[position].Time), position);
+    if (store[position].TagId == tagId) byTime_.push_back({.key = Ticks(store[position].Time), .position = position});
   }
+  std::ranges::sort(byTime_);
 }
 
-std::optional<std::uint32_t> ProfileStoreIndex::FindTime(const FILETIME& time) const {
-  std::optional<std::uint32_t> first;
-  for (auto [at, end] = byTime_.equal_range(Ticks(time)); at != end; ++at) {
-    first = std::min(first.value_or(at->second), at->second);
-  }
-  return first;
+std::optional<std::uint32_t> ProfileStoreIndex::FindFirst(const Places& places, std::uint64_t key) {
+  const auto found = std::ranges::lower_bound(places, key, {}, &Place::key);
+  if (found == places.end() || found->key != key) return std::nullopt;
+  return found->position;
 }
+
+std::optional<std::uint32_t> ProfileStoreIndex::FindTime(const FILETIME& time) const { return FindFirst(byTime_, Ticks(time)); }
 
 std::optional<std::uint32_t> ProfileStoreIndex::FindAddress(const HostVector<ProfileRecord>& store, std::uint16_t address,
                                                             std::uint32_t tagId) {
   if (!addressesKnown_) LearnAddresses(store);
-  const auto found = byAddress_.find(AddressKey(address, tagId));
-  if (found == byAddress_.end()) return std::nullopt;
-  return found->second;
+  return FindFirst(byAddress_, AddressKey(address, tagId));
 }
 
 void ProfileStoreIndex::LearnAddresses(const HostVector<ProfileRecord>& store) {
   byAddress_.reserve(known_);
   for (std::uint32_t position = 0; position < known_; ++position) {
-    byAddress_.emplace(AddressKey(store[position].Address, store[position].TagId), position);
+    byAddress_.push_back({.key = AddressKey(store[position].Address, store[position].TagId), .position = position});
   }
+  std::ranges::sort(byAddress_);
   addressesKnown_ = true;
 }
 
+// Only a record that was read anew gets here, and reading it took the line longer than moving the places in memory does.
 void ProfileStoreIndex::MoveTime(std::uint32_t position, std::uint32_t tagId, const FILETIME& from, const FILETIME& to) {
-  if (tagId != tagId_ || Ticks(from) == Ticks(to)) return;
-  for (auto [at, end] = byTime_.equal_range(Ticks(from)); at != end; ++at) {
-    if (at->second != position) continue;
-    auto node = byTime_.extract(at);
-    node.key() = Ticks(to);
-    byTime_.insert(std::move(node));
-    return;
-  }
+  if (tagId != tagId_) return;
+  const auto old = std::ranges::lower_bound(byTime_, Place{.key = Ticks(from), .position = position});
+  if (old == byTime_.end() || old->position != position) return;
+  byTime_.erase(old);
+  const Place moved{.key = Ticks(to), .position = position};
+  byTime_.insert(std::ranges::lower_bound(byTime_, moved), moved);
 }
 
 }  // namespace ostrel

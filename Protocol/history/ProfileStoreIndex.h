@@ -3,9 +3,10 @@
 // over the store and saves one for every record of the walk.
 #pragma once
 
+#include <compare>
 #include <cstdint>
 #include <optional>
-#include <unordered_map>
+#include <vector>
 
 #include "Protocol/model/HostVector.h"
 #include "Protocol/model/ProfileRecord.h"
@@ -27,12 +28,20 @@ class ProfileStoreIndex {
   void MoveTime(std::uint32_t position, std::uint32_t tagId, const FILETIME& from, const FILETIME& to);
 
  private:
+  struct Place {
+    std::uint64_t key;
+    std::uint32_t position;
+    auto operator<=>(const Place&) const = default;
+  };
+  using Places = std::vector<Place>;  // ascending
+
+  static std::optional<std::uint32_t> FindFirst(const Places& places, std::uint64_t key);
   void LearnAddresses(const HostVector<ProfileRecord>& store);
 
   std::uint32_t known_;
   std::uint32_t tagId_;
-  std::unordered_multimap<std::uint64_t, std::uint32_t> byTime_;
-  std::unordered_map<std::uint64_t, std::uint32_t> byAddress_;
+  Places byTime_;
+  Places byAddress_;
   bool addressesKnown_ = false;
 };
 

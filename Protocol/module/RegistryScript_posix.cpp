@@ -1,8 +1,7 @@
-#include "Protocol/module/RegistryScript.h"
-
 #include <ranges>
 #include <utility>
 
+#include "Protocol/module/RegistryScript.h"
 #include "platform/registry.h"
 
 namespace ostrel {
@@ -126,8 +125,8 @@ bool Write(const ScriptKey& key, const RegistryScript::Replacements& replacement
 }
 
 bool Remove(const ScriptKey& key) {
-  const bool keep = key.removal == KeyRemoval::Never ||
-                    (key.removal == KeyRemoval::WhenEmpty && !platform::RegistrySubkeys(key.path).empty());
+  const bool keep =
+      key.removal == KeyRemoval::Never || (key.removal == KeyRemoval::WhenEmpty && !platform::RegistrySubkeys(key.path).empty());
   return keep || platform::DeleteRegistryTree(key.path);
 }
 

@@ -13,7 +13,9 @@ namespace {
 /// A tag may stand in several lists and several times in one; it is ended once.
 void CollectTags(const DeviceEntry& entry, std::set<CDeviceTag*>& tags) { tags.insert(entry.Tags.begin(), entry.Tags.end()); }
 
-void CollectAux(const DeviceEntry& entry, std::set<AuxRecord*>& records) { records.insert(entry.AuxList.begin(), entry.AuxList.end()); }
+void CollectAux(const DeviceEntry& entry, std::set<AuxRecord*>& records) {
+  records.insert(entry.AuxList.begin(), entry.AuxList.end());
+}
 
 void DestroyTags(CProtocol& protocol) {
   std::set<CDeviceTag*> tags(protocol.RetiredTags.begin(), protocol.RetiredTags.end());

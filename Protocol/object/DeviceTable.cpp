@@ -6,9 +6,7 @@
 
 namespace ostrel {
 
-DeviceEntry* CProtocol::Device(std::uint32_t index) {
-  return index < Channel.Devices.Size() ? &Channel.Devices[index] : nullptr;
-}
+DeviceEntry* CProtocol::Device(std::uint32_t index) { return index < Channel.Devices.Size() ? &Channel.Devices[index] : nullptr; }
 
 std::int32_t STDMETHODCALLTYPE CProtocol::AddDevice(const DeviceEntry* config) {
   if (config == nullptr || !Channel.Devices.Append(*config)) return -1;

@@ -32,8 +32,9 @@ using DeleteKeyEx = LSTATUS(WINAPI*)(HKEY, LPCSTR, REGSAM, DWORD);
 /// Newer systems delete a key by its view; older ones lack the call.
 DeleteKeyEx FindDeleteKeyEx() {
   const HMODULE library = ::GetModuleHandleA("Advapi32.dll");
-  return library == nullptr ? nullptr
-                            : reinterpret_cast<DeleteKeyEx>(reinterpret_cast<void*>(::GetProcAddress(library, "RegDeleteKeyExA")));
+  return library == nullptr
+             ? nullptr
+             : reinterpret_cast<DeleteKeyEx>(reinterpret_cast<void*>(::GetProcAddress(library, "RegDeleteKeyExA")));
 }
 
 LSTATUS DeleteEmptyKey(HKEY parent, const char* name) {

@@ -125,6 +125,7 @@ TEST_F(ClockCorrectionTest, AnImpossibleClockChangesNothing) {
 // within it may step once by two minutes, which the next one takes back.
 TEST_F(ClockCorrectionTest, TheComputersChangeOfTimeIsNoDrift) {
   const TimeZone berlin("Europe/Berlin");
+  if (!berlin.Applies()) GTEST_SKIP() << kInAnotherZone;
   const struct {
     std::int64_t now;
     const char* clock;

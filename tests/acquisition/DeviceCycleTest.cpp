@@ -1,6 +1,4 @@
 // What one meter's turn asks of it: request counts, shared answers, pauses, and the order of writes and reads.
-#include "Protocol/acquisition/DeviceCycle.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "Protocol/acquisition/DeviceCycle.h"
 #include "Protocol/model/TagCatalogue.h"
 #include "tests/acquisition/PlainMeter.h"
 #include "tests/support/TestChannel.h"
@@ -228,7 +227,7 @@ TEST(DeviceCycle, CarriesOutWritesBeforeReadsAndHoldsThemBackFromBadTags) {
     bool writtenAtOnce;
   } rows[] = {
       {219, 192, true}, {219, 12, false}, {219, 64, false}, {97, 12, true}, {99, 12, true}, {99, 64, true},
-      {98, 192, true},  {98, 12, false},  {100, 12, false}, {6, 12, false},  {6, 192, true},
+      {98, 192, true},  {98, 12, false},  {100, 12, false}, {6, 12, false}, {6, 192, true},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE("tag " + std::to_string(row.number) + " quality " + std::to_string(row.quality));
@@ -241,7 +240,8 @@ TEST(DeviceCycle, CarriesOutWritesBeforeReadsAndHoldsThemBackFromBadTags) {
       fresh.channel.Line().ClearRecords();
       EXPECT_EQ(1U, fresh.Run());
       const auto requests = fresh.channel.Line().RequestTexts();
-      const auto writes = std::count_if(requests.begin(), requests.end(), [](const auto& text) { return text.starts_with("01 03 "); });
+      const auto writes =
+          std::count_if(requests.begin(), requests.end(), [](const auto& text) { return text.starts_with("01 03 "); });
       EXPECT_EQ((pass == 0) == row.writtenAtOnce ? 1 : 0, writes) << "pass " << pass;
       if (writes != 0) {
         EXPECT_TRUE(requests.front().starts_with("01 03 "));

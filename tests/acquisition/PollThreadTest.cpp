@@ -95,7 +95,8 @@ TEST(PollThread, MarksALostMeterAndTellsOfItsReturn) {
 
   poll.meters[1].silent = true;
   poll.RunTo(9000);
-  for (const std::uint32_t number : {9U, 95U, 183U, 211U}) EXPECT_EQ(kQualityDeviceFailure, poll.Tag(lost, number).Quality) << number;
+  for (const std::uint32_t number : {9U, 95U, 183U, 211U})
+    EXPECT_EQ(kQualityDeviceFailure, poll.Tag(lost, number).Quality) << number;
   EXPECT_EQ(0.0F, float{poll.Tag(lost, 9).Value.fltVal});
   EXPECT_EQ(kQualityGood, poll.Tag(lost, 210).Quality);
   EXPECT_EQ(0, poll.Tag(lost, 210).Value.boolVal);
@@ -108,7 +109,8 @@ TEST(PollThread, MarksALostMeterAndTellsOfItsReturn) {
   poll.channel.Line().ClearRecords();
   poll.RunTo(16000);
   EXPECT_EQ(kQualityGood, poll.Tag(lost, 9).Quality);
-  EXPECT_THAT(poll.channel.LogLines(), ElementsAre("COM3 ПРИБОР:1 Нет ответа от устройства", "COM3 ПРИБОР:1 Восстановление связи"));
+  EXPECT_THAT(poll.channel.LogLines(),
+              ElementsAre("COM3 ПРИБОР:1 Нет ответа от устройства", "COM3 ПРИБОР:1 Восстановление связи"));
 }
 
 TEST(PollThread, ReadsOnceAgainAfterEachReturn) {
@@ -130,7 +132,8 @@ TEST(PollThread, ShowsAMeterAsUncertainWhileItsExchangeIsOff) {
   Poll poll;
   const auto device = poll.AddMeter(1, kTags, {.exchangeOn = 0});
   poll.RunTo(3000);
-  for (const std::uint32_t number : {9U, 95U, 183U, 210U}) EXPECT_EQ(kQualityUncertain, poll.Tag(device, number).Quality) << number;
+  for (const std::uint32_t number : {9U, 95U, 183U, 210U})
+    EXPECT_EQ(kQualityUncertain, poll.Tag(device, number).Quality) << number;
   EXPECT_EQ(kQualityGood, poll.Tag(device, 211).Quality);
   EXPECT_EQ(0, poll.Tag(device, 211).Value.boolVal);
   EXPECT_EQ(0U, poll.channel.Line().RequestCount());
@@ -157,7 +160,8 @@ TEST(PollThread, CallsAHeldMeterRestoredWhileItsTagsStayBad) {
   EXPECT_EQ(asked, poll.channel.Line().RequestCount());
   EXPECT_EQ(kLinked, poll.channel.Entry(device).LinkState);
   EXPECT_EQ(kQualityDeviceFailure, poll.Tag(device, 9).Quality);
-  EXPECT_THAT(poll.channel.LogLines(), ElementsAre("COM3 ПРИБОР:1 Нет ответа от устройства", "COM3 ПРИБОР:1 Восстановление связи"));
+  EXPECT_THAT(poll.channel.LogLines(),
+              ElementsAre("COM3 ПРИБОР:1 Нет ответа от устройства", "COM3 ПРИБОР:1 Восстановление связи"));
 }
 
 TEST(PollThread, CopiesTheAskedLogNumberWhenItMarksTags) {
@@ -196,8 +200,8 @@ TEST(PollThread, CountsItsRequestsExactlyOverThirtyDaysAndAWrapOfTheTickCount) {
   for (std::uint32_t number = 0; number < kDaTagCount; ++number) poll.channel.AddTag(device, number);
   poll.channel.Line().KeepRecords(false);
   poll.RunTo(kThirtyDaysMs);
-  // A pass: 10 ms, the cycle with 5 + 200 ms of pauses, 10 ms, then steps of 100 ms until 300 s have passed: 300,025 ms. In thirty
-  // days 8640 passes begin. The first asks 126 times and every later one 123 times.
+  // A pass: 10 ms, the cycle with 5 + 200 ms of pauses, 10 ms, then steps of 100 ms until 300 s have passed: 300,025 ms. In
+  // thirty days 8640 passes begin. The first asks 126 times and every later one 123 times.
   EXPECT_EQ(126U + 8639U * 123U, poll.channel.Line().RequestCount());
   EXPECT_EQ(kQualityGood, poll.Tag(device, 9).Quality);
   EXPECT_TRUE(poll.channel.LogLines().empty());

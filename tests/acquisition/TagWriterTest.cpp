@@ -117,6 +117,7 @@ TEST_F(TagWriterTest, ClockCommands) {
 
 TEST_F(TagWriterTest, ClockCommandsCarryTheComputersZone) {
   const TimeZone zone("Europe/Berlin");
+  if (!zone.Applies()) GTEST_SKIP() << kInAnotherZone;
   channel_.Clock().SetUtcMilliseconds(UtcMs(2026, 7, 31, 22, 30, 0));
   EXPECT_EQ(ToHex(Frame("01 03 0C 00 30 00 06 01 08 26 01")), Written(98, 1));
 }

@@ -21,6 +21,7 @@ std::string Text(const CalendarTime& time) {
 
 TEST(CalendarTime, ChecksEachFieldBeforeTheWhole) {
   const TimeZone zone("UTC");
+  if (!zone.Applies()) GTEST_SKIP() << kInAnotherZone;
   const struct {
     int fields[6];
     HRESULT failure;  // S_OK for an instant
@@ -61,6 +62,7 @@ TEST(CalendarTime, FailuresAreTheHostsNumbers) {
 
 TEST(CalendarTime, ReadsBackInTheComputersZone) {
   const TimeZone zone("Europe/Berlin");
+  if (!zone.Applies()) GTEST_SKIP() << kInAnotherZone;
   const CalendarTime time(1785537045);  // 2026-07-31 22:30:45 UTC
   EXPECT_EQ("2026-08-01 00:30:45.000/6", Text(time));
   EXPECT_EQ(2026, time.GetYear());
@@ -96,6 +98,7 @@ TEST(CalendarTime, SaysWhatCannotBeReadBack) {
 
 TEST(CalendarTime, ADayIsAlways86400Seconds) {
   const TimeZone zone("Europe/Berlin");
+  if (!zone.Applies()) GTEST_SKIP() << kInAnotherZone;
   // Midnights going back across the changes of 2026-10-25 and 2026-03-29.
   auto autumn = CalendarTime::Make(2026, 10, 26, 0, 0, 0).value();
   autumn -= TimeSpan(1, 0, 0, 0);

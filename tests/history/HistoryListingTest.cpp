@@ -56,6 +56,7 @@ TEST(HistoryListing, SeriesOfEachStep) {
   };
   for (const auto& row : rows) {
     const TimeZone zone(row.zone);
+    if (!zone.Applies()) continue;
     HistoryChannel history(row.type);
     history.meter.clock = row.clock;
     const auto listing = history.List(row.tag, row.start, kLate);
@@ -77,6 +78,7 @@ TEST(HistoryListing, ListsAsManyAsTheMeterKeeps) {
       {0, 40036, 11, "2026-01-01 00:00:00"}, {7, 40156, 13, "2025-11-01 00:00:00"}, {2, 40192, 2, "2025-01-01 00:00:00"},
   };
   const TimeZone zone("UTC");
+  if (!zone.Applies()) GTEST_SKIP() << kInAnotherZone;
   for (const auto& row : rows) {
     HistoryChannel history(row.type);
     const auto listing = history.List(row.tag, kEarly, kLate);
@@ -207,6 +209,7 @@ TEST(HistoryCheck, FindsExactlyTheRecordsOfTheSeries) {
       {0, 40112, "2026-11-22 10:30", 0},    {1, 40228, "2026-11-22", 0},
   };
   const TimeZone zone("UTC");
+  if (!zone.Applies()) GTEST_SKIP() << kInAnotherZone;
   for (const auto& row : rows) {
     HistoryChannel history(row.type);
     EXPECT_EQ(row.result, history.Check(row.tag, row.time)) << row.type << " " << row.tag << " " << row.time;

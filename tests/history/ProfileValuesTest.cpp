@@ -169,5 +169,22 @@ TEST(ProfileValues, AMeterThatIsExchangedDuringTheWalkFailsIt) {
   }
 }
 
+TEST(ProfileValues, AMeterThatWasAddedAnewStartsWithItsOwnStore) {
+  HistoryChannel history(1);
+  history.meter.AddHours("2026-11-22 10", "2026-11-22 14");
+  EXPECT_EQ(3U, history.List(kMain, "2026-11-22 10:30", "2026-11-22 12:00").count);
+  bool exchanged = false;
+  history.channel.Line().OnRequest([&](auto request) {
+    if (request[1] == 0x03 && !exchanged) {
+      exchanged = true;
+      history.Protocol().RemoveDevice(0);
+      history.channel.AddMeter(1, 1);  // same place, same address
+    }
+    return history.meter.Answer(request);
+  });
+  EXPECT_EQ(0U, history.List(kMain, "2026-11-22 10:30", "2026-11-22 14:00").result);
+  EXPECT_EQ(0U, history.Entry().ProfileStore1.Size());
+}
+
 }  // namespace
 }  // namespace ostrel::test

@@ -131,6 +131,7 @@ TEST(ProfileWalk, TheFirstRecordOfADayLiesInTheLastHourOfTheDayBefore) {
 
 TEST(ProfileWalk, BothChangesOfTheClocksInBerlin) {
   const TimeZone zone("Europe/Berlin");
+  if (!zone.Applies()) GTEST_SKIP() << kInAnotherZone;
   const struct {
     const char* day;
     Texts clocks;
@@ -168,6 +169,7 @@ TEST(ProfileWalk, BothChangesOfTheClocksInBerlin) {
 
 TEST(ProfileWalk, AStartInsideTheSkippedHourListsNoWrongRecord) {
   const TimeZone zone("Europe/Berlin");
+  if (!zone.Applies()) GTEST_SKIP() << kInAnotherZone;
   HistoryChannel history(1);
   for (int hour = 0; hour < 5; ++hour)
     history.meter.AddHour("2026-03-29 0" + std::to_string(hour), static_cast<std::uint16_t>(hour * 0x100));

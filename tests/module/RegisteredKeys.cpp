@@ -44,7 +44,8 @@ void ExpectRegistered(const std::string& path) {
   for (const Row& row : rows) EXPECT_EQ(row.text, RegistryText(row.key, row.name)) << row.key << " " << row.name;
   using Names = std::vector<std::string>;
   EXPECT_THAT(RegistrySubkeys(kProgId), UnorderedElementsAreArray(Names{"CLSID", "CurVer"}));
-  EXPECT_THAT(RegistrySubkeys(kClassKey), UnorderedElementsAreArray(Names{"InprocServer32", "ProgID", "VersionIndependentProgID"}));
+  EXPECT_THAT(RegistrySubkeys(kClassKey),
+              UnorderedElementsAreArray(Names{"InprocServer32", "ProgID", "VersionIndependentProgID"}));
   EXPECT_THAT(RegistrySubkeys("CLSID"), Contains(kClassInScript));
   EXPECT_THAT(RegistrySubkeys(kPlugIns), Contains(kClassInScript));
 }

@@ -1,9 +1,8 @@
 // The reader of registry scripts, for systems without a registrar of their own.
-#include "Protocol/module/RegistryScript.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "Protocol/module/RegistryScript.h"
 #include "platform/registry.h"
 #include "tests/module/RegistryForTest.h"
 
@@ -17,7 +16,8 @@ std::vector<std::string> PathsOf(const RegistryScript& script) {
 }
 
 TEST(RegistryScript, ReadsKeysValuesAndQuotes) {
-  const auto script = RegistryScript::Parse("HKCR\n{ A = s 'it''s %X%' { val V = s 'v' B }\r\n\tNoRemove C { ForceRemove {D} } }");
+  const auto script =
+      RegistryScript::Parse("HKCR\n{ A = s 'it''s %X%' { val V = s 'v' B }\r\n\tNoRemove C { ForceRemove {D} } }");
   ASSERT_TRUE(script);
   EXPECT_THAT(PathsOf(*script), testing::ElementsAre("A", "A\\B", "C", "C\\{D}"));
   EXPECT_EQ("it's %X%", script->Keys()[0].texts.at(""));
@@ -27,8 +27,9 @@ TEST(RegistryScript, ReadsKeysValuesAndQuotes) {
 }
 
 TEST(RegistryScript, RefusesWhatItDoesNotUnderstand) {
-  for (const char* text : {"", "HKCR", "HKCR {", "HKCR { A = s 'open }", "HKCR { A = d '1' }", "HKCR { A = 'text' }", "HKLM { A }",
-                           "HKCR { val V = s 'v' }", "HKCR { A { }", "HKCR { A } more", "HKCR { = s 'x' }", "HKCR { A = s text }"}) {
+  for (const char* text :
+       {"", "HKCR", "HKCR {", "HKCR { A = s 'open }", "HKCR { A = d '1' }", "HKCR { A = 'text' }", "HKLM { A }",
+        "HKCR { val V = s 'v' }", "HKCR { A { }", "HKCR { A } more", "HKCR { = s 'x' }", "HKCR { A = s text }"}) {
     EXPECT_FALSE(RegistryScript::Parse(text)) << text;
   }
 }

@@ -77,8 +77,8 @@ TEST_F(Slots, HistoryOfUnknownTags) {
   EXPECT_EQ((std::array<std::uint8_t, 64>{}), answer);
   EXPECT_EQ(-1, (CallSlot<I32, U32, U32, U32*>(protocol_, 8, kNoTag, 0, &minutes)));
   EXPECT_EQ(0u, (CallSlot<U32, U32, U32>(protocol_, 9, 1, kNoTag)));
-  EXPECT_EQ(0u, (CallSlot<U32, U32, U32, U32, FILETIME*, FILETIME*, void*>(protocol_, 10, 1, kNoTag, 0, &time, &time,
-                                                                          answer.data())));
+  EXPECT_EQ(
+      0u, (CallSlot<U32, U32, U32, U32, FILETIME*, FILETIME*, void*>(protocol_, 10, 1, kNoTag, 0, &time, &time, answer.data())));
   EXPECT_EQ(0u, (CallSlot<U32, U32, U32, U32, FILETIME*>(protocol_, 11, 1, kNoTag, 0, &time)));
 }
 

@@ -1,10 +1,10 @@
 // The object as its host sees it: faces, lifetime, device table, locks.
-#include "Protocol/object/CProtocol.h"
-
 #include <gtest/gtest.h>
 
 #include <thread>
 #include <vector>
+
+#include "Protocol/object/CProtocol.h"
 
 namespace ostrel {
 namespace {
@@ -145,7 +145,8 @@ TEST(CProtocol, CopiesTheHostsRecordWithItsContainers) {
   IProtocol* const protocol = NewProtocol();
   DeviceConfig config = Config(7);
   config.ExchangeOn = 1;
-  config.ProfileStore2.Append(ProfileRecord{.Time = {}, .Address = 0x1234, .padding_ = {}, .Value = {}, .Quality = 0, .TagId = 40112});
+  config.ProfileStore2.Append(
+      ProfileRecord{.Time = {}, .Address = 0x1234, .padding_ = {}, .Value = {}, .Quality = 0, .TagId = 40112});
   protocol->AddDevice(&config);
   const DeviceEntry& entry = protocol->GetChannel()->Devices[0];
   EXPECT_EQ(1U, entry.ExchangeOn);
@@ -204,13 +205,18 @@ TEST(CProtocol, KnowsTheDepthOfEveryArchive) {
     std::uint32_t type;
     std::uint32_t depth[9];
   } rows[] = {
-      {0, {1, 11, 1, 8192, 0, 0, 0, 0, 0}},          {1, {30, 11, 1, 8192, 8192, 0, 31, 12, 2}},
-      {2, {1, 11, 1, 4096, 4096, 0, 2, 12, 2}},      {7, {1, 12, 1, 8192, 8192, 0, 2, 13, 2}},
-      {8, {30, 12, 1, 8192, 8192, 8192, 0, 0, 0}},   {12, {1, 11, 1, 8192, 0, 0, 2, 12, 2}},
-      {4, {}},                                       {13, {}},
+      {0, {1, 11, 1, 8192, 0, 0, 0, 0, 0}},
+      {1, {30, 11, 1, 8192, 8192, 0, 31, 12, 2}},
+      {2, {1, 11, 1, 4096, 4096, 0, 2, 12, 2}},
+      {7, {1, 12, 1, 8192, 8192, 0, 2, 13, 2}},
+      {8, {30, 12, 1, 8192, 8192, 8192, 0, 0, 0}},
+      {12, {1, 11, 1, 8192, 0, 0, 2, 12, 2}},
+      {4, {}},
+      {13, {}},
   };
   for (const auto& row : rows) {
-    for (int i = 0; i < 9; ++i) EXPECT_EQ(row.depth[i], protocol->GetHistoryDepth(row.type, kFirstIds[i])) << row.type << " " << i;
+    for (int i = 0; i < 9; ++i)
+      EXPECT_EQ(row.depth[i], protocol->GetHistoryDepth(row.type, kFirstIds[i])) << row.type << " " << i;
   }
   for (const std::uint32_t id : {0U, 39999U, 40228U}) {
     EXPECT_EQ(0U, protocol->GetHistoryDepth(1, id));

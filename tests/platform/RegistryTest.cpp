@@ -1,9 +1,8 @@
-#include "platform/registry.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "platform/guid_text.h"
+#include "platform/registry.h"
 #include "tests/module/RegistryForTest.h"
 
 namespace ostrel::platform {

@@ -3,9 +3,12 @@
 #include <set>
 
 #include "platform/text.h"
+#include "tests/support/OleText.h"
 
 namespace ostrel::platform {
 namespace {
+
+using test::Ole;
 
 struct Row {
   std::string bytes;
@@ -14,14 +17,14 @@ struct Row {
 };
 
 const Row kRows[] = {
-    {"A~\r\n", u"A~\r\n", "A~\r\n"},
-    {"\xC0\xC1\xDF\xE0\xE1\xFF", u"АБЯабя", "АБЯабя"},
-    {"\xA8\xB8", u"Ёё", "Ёё"},
-    {"\xB9\xAB\xBB\x97\x96\x85", u"№«»—–…", "№«»—–…"},
-    {"\x88", u"€", "€"},
-    {"\xAF\xBF\xB2\xB3\xAA\xBA\xA5\xB4", u"ЇїІіЄєҐґ", "ЇїІіЄєҐґ"},
-    {"\x80\x90\x8F\x9F\xA1\xA2", u"ЂђЏџЎў", "ЂђЏџЎў"},
-    {"\xA0\xA4\xB0\xB1\xB5\x99", u"\u00A0¤°±µ™", "\u00A0¤°±µ™"},
+    {"A~\r\n", Ole(u"A~\r\n"), "A~\r\n"},
+    {"\xC0\xC1\xDF\xE0\xE1\xFF", Ole(u"АБЯабя"), "АБЯабя"},
+    {"\xA8\xB8", Ole(u"Ёё"), "Ёё"},
+    {"\xB9\xAB\xBB\x97\x96\x85", Ole(u"№«»—–…"), "№«»—–…"},
+    {"\x88", Ole(u"€"), "€"},
+    {"\xAF\xBF\xB2\xB3\xAA\xBA\xA5\xB4", Ole(u"ЇїІіЄєҐґ"), "ЇїІіЄєҐґ"},
+    {"\x80\x90\x8F\x9F\xA1\xA2", Ole(u"ЂђЏџЎў"), "ЂђЏџЎў"},
+    {"\xA0\xA4\xB0\xB1\xB5\x99", Ole(u"\u00A0¤°±µ™"), "\u00A0¤°±µ™"},
 };
 
 TEST(Text, KnownRowsConvertInEveryDirection) {
@@ -42,7 +45,7 @@ TEST(Text, EveryByteButOneHasItsOwnCharacterAndComesBack) {
     const std::string byte(1, static_cast<char>(value));
     SCOPED_TRACE(value);
     if (value == 0x98) {
-      EXPECT_EQ(Cp1251ToOle(byte), u"?");
+      EXPECT_EQ(Cp1251ToOle(byte), Ole(u"?"));
       continue;
     }
     characters.insert(Cp1251ToOle(byte).at(0));
@@ -54,10 +57,10 @@ TEST(Text, EveryByteButOneHasItsOwnCharacterAndComesBack) {
 
 TEST(Text, CharactersWithoutAPlaceBecomeQuestionMarks) {
   EXPECT_EQ(Utf8ToCp1251("a日é😀b"), "a???b");
-  EXPECT_EQ(OleToCp1251(u"a😀b"), "a?b");
-  EXPECT_EQ(OleToCp1251(u"\u0098"), "?");
-  EXPECT_EQ(Utf8ToOle("😀"), u"\xD83D\xDE00");
-  EXPECT_EQ(OleToUtf8(u"😀"), "😀");
+  EXPECT_EQ(OleToCp1251(Ole(u"a😀b")), "a?b");
+  EXPECT_EQ(OleToCp1251(Ole(u"\u0098")), "?");
+  EXPECT_EQ(Utf8ToOle("😀"), Ole(u"\xD83D\xDE00"));
+  EXPECT_EQ(OleToUtf8(Ole(u"😀")), "😀");
 }
 
 TEST(Text, DamagedInputNeverRunsPastItsEnd) {
@@ -67,8 +70,9 @@ TEST(Text, DamagedInputNeverRunsPastItsEnd) {
   EXPECT_EQ(OleToUtf8({loneLow, 2}), "?b");
 
   const std::pair<std::string, OleString> kDamaged[] = {
-      {"\xD0", u"?"},         {"\xD0z", u"?z"},       {"\xE2\x82", u"?"},         {"\x80z", u"?z"}, {"\xC0\xAF", u"??"},
-      {"\xE0\x80\xAF", u"?"}, {"\xED\xA0\x80", u"?"}, {"\xF4\x90\x80\x80", u"?"}, {"\xF8z", u"?z"},
+      {"\xD0", Ole(u"?")},         {"\xD0z", Ole(u"?z")},           {"\xE2\x82", Ole(u"?")},
+      {"\x80z", Ole(u"?z")},       {"\xC0\xAF", Ole(u"??")},        {"\xE0\x80\xAF", Ole(u"?")},
+      {"\xED\xA0\x80", Ole(u"?")}, {"\xF4\x90\x80\x80", Ole(u"?")}, {"\xF8z", Ole(u"?z")},
   };
   for (const auto& [bytes, expected] : kDamaged) EXPECT_EQ(Utf8ToOle(bytes), expected) << testing::PrintToString(bytes);
 }

@@ -8,6 +8,7 @@
 #include "platform/resources.h"
 #include "platform/text.h"
 #include "platform/variant.h"
+#include "tests/support/OleText.h"
 
 namespace ostrel::platform {
 
@@ -75,7 +76,7 @@ TEST(FileTime, RefusesTimesPastYear30827) {
 }
 
 TEST(Bstr, CarriesItsLengthInBytesBeforeTheText) {
-  const OleString text(u"a\0Ж", 3);
+  const OleString text = test::Ole({u"a\0Ж", 3});
   const BSTR string = AllocString(text.data(), text.size());
   ASSERT_NE(string, nullptr);
   std::uint32_t bytes = 0;

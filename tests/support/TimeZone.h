@@ -1,34 +1,26 @@
-// The computer's time zone for the life of a test.
+// The computer's time zone for the life of a test. A Windows process cannot choose its own: there the programs are run
+// once in each zone that tests ask for (tests/windows/all_tests.sh), and a test is left to the run in its zone.
 #pragma once
 
-#include <time.h>
-
-#include <cstdlib>
 #include <string>
-
-#include "tests/support/Environment.h"
 
 namespace ostrel::test {
 
 class TimeZone {
  public:
-  explicit TimeZone(const std::string& zone) { Use(zone); }
+  explicit TimeZone(const std::string& zone);
   TimeZone(const TimeZone&) = delete;
   TimeZone& operator=(const TimeZone&) = delete;
-  ~TimeZone() { Use(before_); }
+  ~TimeZone();
+
+  /// Whether the process runs in that zone now.
+  [[nodiscard]] bool Applies() const { return applies_; }
 
  private:
-  static void Use(const std::string& zone) {
-    SetVariable("TZ", zone);
-    tzset();
-  }
-
-  static std::string Current() {
-    const char* const zone = std::getenv("TZ");
-    return zone == nullptr ? "" : zone;
-  }
-
-  const std::string before_ = Current();
+  const std::string before_;
+  const bool applies_;
 };
+
+inline constexpr const char* kInAnotherZone = "tested by the run in that time zone";
 
 }  // namespace ostrel::test

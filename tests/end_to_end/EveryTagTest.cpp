@@ -1,0 +1,86 @@
+// Every tag of every meter type, from the meter's model through a real pseudo-terminal and the plug-in to a host's output.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "Protocol/model/TagCatalogue.h"
+#include "simulator/Expectation.h"
+#include "tests/end_to_end/Programs.h"
+
+namespace ostrel::test {
+namespace {
+
+constexpr std::uint32_t kTypes[] = {0, 1, 2, 3, 6, 7, 8, 11, 12};
+constexpr std::uint8_t kEventLog = 1;
+
+std::string MeterText(std::uint32_t type) {
+  const std::string text = std::to_string(20 + type) + ":" + std::to_string(type) + ":at=2026-11-20T10:30:00";
+  return type == 2 || type == 12 ? text : text + ":ku=100:ki=20";
+}
+
+std::string MeterTable(std::uint32_t type) {
+  return "[[channel.meter]]\nname = \"type-" + std::to_string(type) + "\"\naddress = " + std::to_string(20 + type) +
+         "\ntype = " + std::to_string(type) + "\nlevel1_password = \"000000\"\nevent_log = " + std::to_string(kEventLog) + "\n";
+}
+
+void Compare(const sim::Expected& expected, const nlohmann::json& shown) {
+  if (const auto* text = std::get_if<std::string>(&expected)) {
+    EXPECT_EQ(*text, shown);
+    return;
+  }
+  const double number = std::get<double>(expected);
+  const double value = shown.is_boolean()  ? static_cast<double>(shown.get<bool>())
+                       : shown.is_number() ? shown.get<double>()
+                                           : NAN;
+  // A float has 24 bits, and is printed with as many digits as it needs.
+  EXPECT_NEAR(number, value, std::fabs(number) * 1e-6 + 1e-9);
+}
+
+/// How many tags were compared.
+int CompareMeter(std::uint32_t type, const HostRun& run) {
+  sim::MeterSpec spec;
+  std::string error;
+  EXPECT_TRUE(sim::ParseMeterSpec(MeterText(type), spec, error)) << error;
+  sim::Meter meter(spec, 1);
+  int compared = 0;
+  for (std::uint32_t number = 0; number < kDaTagCount; ++number) {
+    const auto expected = sim::ExpectedTag(meter.View(0), number, kEventLog);
+    if (!expected) continue;
+    ++compared;
+    SCOPED_TRACE("type " + std::to_string(type) + " tag " + std::to_string(number));
+    const auto shown = run.tags.find({"type-" + std::to_string(type), static_cast<int>(kFirstDaId + number)});
+    if (shown == run.tags.end()) {
+      ADD_FAILURE() << "not shown";
+      continue;
+    }
+    EXPECT_EQ(192, shown->second.quality);
+    Compare(*expected, shown->second.value);
+  }
+  return compared;
+}
+
+/// Tags that come from the meter, by type: those the type has, without commands, log number, exchange switch and reserved ones.
+constexpr int kReadTags[] = {230, 230, 124, 145, 145, 145, 230, 178, 131};
+
+void CompareAllTypes(const std::string& faults, const std::string& extraKeys, const std::string& meterSuffix = {}) {
+  Bench bench;
+  std::vector<std::string> meters;
+  std::string tables;
+  for (const std::uint32_t type : kTypes) {
+    meters.push_back(MeterText(type) + meterSuffix);
+    tables += MeterTable(type);
+  }
+  bench.StartMeters(meters, faults);
+  bench.Configure("poll_period_s = 1\n" + extraKeys, tables);
+  const HostRun run = bench.Run({"run", "--passes", "2", "--json"});
+  EXPECT_EQ(0, run.exitCode) << run.errors;
+  for (std::size_t i = 0; i < std::size(kTypes); ++i) EXPECT_EQ(kReadTags[i], CompareMeter(kTypes[i], run)) << kTypes[i];
+  EXPECT_TRUE(run.log.empty()) << run.log.front();
+}
+
+TEST(EveryTag, ShowsTheMetersModel) { CompareAllTypes({}, {}); }
+
+TEST(EveryTag, SurvivesAnswersInPiecesOfOneByte) { CompareAllTypes("[[fault]]\nkind = \"pieces\"\nbytes = 1\nms = 1\n", {}); }
+
+}  // namespace
+}  // namespace ostrel::test

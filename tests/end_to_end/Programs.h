@@ -1,0 +1,81 @@
+// The real programs, started as their users start them: ostrel-meter on a pseudo-terminal and ostrel-host on its other end.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/support/TemporaryFolder.h"
+
+namespace ostrel::test {
+
+/// A program in the background, its standard output and error in files. Ended with its owner.
+class Background {
+ public:
+  Background(const std::string& program, const std::vector<std::string>& arguments, const std::string& outputFile);
+  ~Background();
+  Background(const Background&) = delete;
+  Background& operator=(const Background&) = delete;
+
+  /// Waits until the output holds the text; false when the program ends before or nothing comes for long.
+  [[nodiscard]] bool WaitFor(const std::string& text);
+  /// Exit code; -1 when a signal ended it or it does not end within the time.
+  [[nodiscard]] int Wait(int seconds);
+  void Signal(int signal);
+  [[nodiscard]] std::string Output() const;
+  [[nodiscard]] std::string Errors() const;
+
+ private:
+  [[nodiscard]] bool Ended(int& exitCode);
+
+  std::string output_;
+  pid_t process_;
+  bool ended_ = false;
+  int exit_code_ = -1;
+};
+
+/// What a tag showed last.
+struct Shown {
+  nlohmann::json value;
+  int quality = -1;
+};
+
+struct HostRun {
+  int exitCode = -1;
+  std::string errors;
+  std::map<std::pair<std::string, int>, Shown> tags;  // by meter and id
+  std::vector<std::string> log;                       // without time stamps
+  std::vector<nlohmann::json> events;
+};
+
+/// A folder with a line of simulated meters and a configuration for it.
+class Bench {
+ public:
+  Bench() = default;
+
+  /// Meters as ostrel-meter takes them; `faults` is the text of a plan.
+  void StartMeters(const std::vector<std::string>& meters, const std::string& faults = {});
+  void StopMeters();
+  /// A configuration with one channel on that line. `meters` are the [[channel.meter]] tables.
+  void Configure(const std::string& channelKeys, const std::string& meters, const std::string& topKeys = {});
+  [[nodiscard]] HostRun Run(const std::vector<std::string>& arguments, int seconds = 120);
+  [[nodiscard]] std::unique_ptr<Background> StartHost(const std::vector<std::string>& arguments);
+  [[nodiscard]] std::string File(const std::string& name) const { return folder_.File(name); }
+  [[nodiscard]] static HostRun Read(int exitCode, const std::string& output, const std::string& errors);
+
+ private:
+  [[nodiscard]] std::vector<std::string> WithConfig(std::vector<std::string> arguments) const;
+
+  TemporaryFolder folder_;
+  std::unique_ptr<Background> meters_;
+};
+
+/// The whole of a file, empty when it is not there.
+[[nodiscard]] std::string FileText(const std::string& path);
+
+}  // namespace ostrel::test
