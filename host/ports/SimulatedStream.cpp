@@ -23,6 +23,9 @@ bool SimulatedStream::Send(const std::uint8_t* bytes, std::size_t size) {
   for (sim::Delivery& delivery : line_->Transact(std::span(bytes, size), now)) {
     arrivals_.push_back({tick + static_cast<std::uint32_t>(delivery.atMs - now), std::move(delivery.bytes)});
   }
+  // A late answer to an earlier request comes after what is answered meanwhile.
+  std::stable_sort(arrivals_.begin(), arrivals_.end(),
+                   [](const Arrival& left, const Arrival& right) { return TicksUntil(left.tick) < TicksUntil(right.tick); });
   failed_ = failed_ || line_->IsDown(now);
   return !failed_;
 }

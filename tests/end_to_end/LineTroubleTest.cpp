@@ -34,7 +34,7 @@ TEST(LineTrouble, OneSilentMeterLeavesTheOthersCurrent) {
       EXPECT_EQ(!silent, shown.value) << key.first;
     }
   }
-  EXPECT_EQ(244U + 244U + 169U, run.tags.size());
+  EXPECT_EQ(244U + 244U + 152U, run.tags.size());
   EXPECT_THAT(run.log, Contains("COM1 ПРИБОР:13 Нет ответа от устройства"));
   EXPECT_THAT(run.log, Not(Contains(HasSubstr("ПРИБОР:12"))));
   EXPECT_THAT(run.log, Not(Contains(HasSubstr("ПРИБОР:14"))));

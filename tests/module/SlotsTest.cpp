@@ -27,6 +27,7 @@ class Slots : public BuiltModule {
   /// An empty record of the host's.
   [[nodiscard]] static std::vector<std::uint8_t> Record() { return std::vector<std::uint8_t>(708); }
 
+  HostContext context_;  // of the host, so it outlives the object
   void* protocol_;
 };
 
@@ -95,11 +96,10 @@ TEST_F(Slots, Locks) {
 }
 
 TEST_F(Slots, SettingsThreadAndRawExchange) {
-  HostContext context;
   PortSettings settings = {};
   std::strcpy(settings.PortName, "COM1");
   settings.BaudRate = 9600;
-  EXPECT_EQ(1u, (CallSlot<U32, HostContext*, const PortSettings*>(protocol_, 15, &context, &settings)));
+  EXPECT_EQ(1u, (CallSlot<U32, HostContext*, const PortSettings*>(protocol_, 15, &context_, &settings)));
   const auto* const channel = CallSlot<const char*>(protocol_, 3);
   EXPECT_STREQ("COM1", channel);
   U32 exchangeEnabled = 0;

@@ -17,6 +17,12 @@ namespace {
 
 constexpr std::uint32_t kTimeoutMs = 500;
 
+/// Every answer comes after some thinking, and every tenth one 80 ms after its request was given up.
+std::vector<sim::Fault> LateAnswers() {
+  return {{.kind = sim::FaultKind::Late, .every = 1, .ms = 30},
+          {.kind = sim::FaultKind::Late, .every = 10, .ms = kTimeoutMs + 80}};
+}
+
 sim::Meter MakeMeter() {
   sim::MeterSpec spec;
   std::string error;
@@ -27,7 +33,7 @@ sim::Meter MakeMeter() {
 struct LateLine {
   LateLine(std::vector<sim::Fault> faults, std::uint32_t lateGuardMs)
       : line(std::make_shared<sim::Line>(std::vector<sim::Meter>{MakeMeter()},
-                                         sim::FaultPlan{.seed = 1, .faults = std::move(faults)})) {
+                                         sim::FaultPlan{.seed = 1, .faults = std::move(faults)}, sim::Pace{9600})) {
     services.AddPort("COM3", {.open = [this](std::string&) { return std::make_unique<host::SimulatedStream>(line); },
                               .line = {.lateGuardMs = lateGuardMs, .echo = false},
                               .observer = [this](auto, auto) { ++requests; }});
@@ -71,12 +77,12 @@ int WrongValuesOverAThousandRequests(LateLine& late) {
 }
 
 TEST(LateAnswers, NeverPassForAnother) {
-  LateLine late({{.kind = sim::FaultKind::Late, .every = 10, .ms = kTimeoutMs + 80}}, 100);
+  LateLine late(LateAnswers(), 100);
   EXPECT_EQ(0, WrongValuesOverAThousandRequests(late));
 }
 
 TEST(LateAnswers, WouldPassForAnotherWithoutTheGuard) {
-  LateLine late({{.kind = sim::FaultKind::Late, .every = 10, .ms = kTimeoutMs + 80}}, 0);
+  LateLine late(LateAnswers(), 0);
   EXPECT_NE(0, WrongValuesOverAThousandRequests(late)) << "the test above shows nothing";
 }
 
