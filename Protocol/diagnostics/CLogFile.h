@@ -13,7 +13,7 @@
 namespace ostrel {
 
 /// One virtual entry stands in the place of the destructor, as in tags. 300 bytes in the 32-bit build.
-class CLogFile {
+class CLogFile final {
  public:
   /// Of the path (the system's own bytes) 259 characters are kept. A file found larger than `maxKilobytes` is deleted before
   /// the next line, so that 0 keeps the last line only.

@@ -1,4 +1,4 @@
-#include <ranges>
+#include <algorithm>
 #include <utility>
 
 #include "Protocol/module/RegistryScript.h"
@@ -145,7 +145,7 @@ bool RegistryScript::Register(const Replacements& replacements) const {
 
 bool RegistryScript::Unregister() const {
   bool done = true;
-  for (const ScriptKey& key : keys_ | std::views::reverse) done = Remove(key) && done;
+  std::for_each(keys_.rbegin(), keys_.rend(), [&done](const ScriptKey& key) { done = Remove(key) && done; });
   return done;
 }
 
