@@ -1,6 +1,9 @@
 #include "platform/com_server.h"
 
+#include <mutex>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "platform/guid_text.h"
 #include "platform/module.h"
@@ -13,6 +16,14 @@ constexpr auto kClassNotRegistered = static_cast<HRESULT>(0x80040154);
 
 using GetClassObject = HRESULT(STDMETHODCALLTYPE*)(REFCLSID classId, REFIID iid, void** object);
 
+/// A module that serves objects is never unloaded: nobody here knows when the last one has gone.
+void KeepForEver(LoadedModule module) {
+  static std::mutex mutex;
+  static auto& kept = *new std::vector<LoadedModule>;
+  const std::lock_guard<std::mutex> guard(mutex);
+  kept.push_back(std::move(module));
+}
+
 }  // namespace
 
 ComThread::ComThread() = default;
@@ -24,12 +35,11 @@ HRESULT ClassFactoryOf(const GUID& classId, IClassFactory** factory) {
   const auto path = RegistryText("CLSID\\" + GuidToText(classId) + "\\InprocServer32", "");
   if (!path) return kClassNotRegistered;
   std::string error;
-  auto* const module = new LoadedModule(LoadedModule::Load(*path, error));
-  const auto entry = reinterpret_cast<GetClassObject>(module->Symbol("DllGetClassObject"));
+  LoadedModule module = LoadedModule::Load(*path, error);
+  const auto entry = reinterpret_cast<GetClassObject>(module.Symbol("DllGetClassObject"));
   void* object = nullptr;
   const HRESULT result = entry != nullptr ? entry(classId, IID_IClassFactory, &object) : kClassNotRegistered;
-  // A module that serves objects is never unloaded: nobody here knows when the last one has gone.
-  if (FAILED(result)) delete module;
+  if (SUCCEEDED(result)) KeepForEver(std::move(module));
   *factory = static_cast<IClassFactory*>(object);
   return result;
 }
