@@ -4,6 +4,7 @@
 #include "Protocol/acquisition/ClockCorrection.h"
 #include "Protocol/acquisition/TagMarking.h"
 #include "Protocol/acquisition/TagReader.h"
+#include "Protocol/acquisition/TagSet.h"
 #include "Protocol/acquisition/TagWriter.h"
 #include "Protocol/model/TagCatalogue.h"
 #include "Protocol/object/CProtocol.h"
@@ -39,8 +40,6 @@ bool SharesNoAnswer(std::uint32_t number) { return number >= kTagFirstLimit && n
 
 bool IsFirstLogRecord(std::uint32_t number) { return number >= kTagFirstLog && number <= kTagLastFirstLogRecord; }
 
-bool IsLog(std::uint32_t number) { return number >= kTagFirstLog && number <= kTagLastLog; }
-
 bool AskTheSame(const CDeviceTag& left, const CDeviceTag& right) {
   return left.TagNumber == right.TagNumber || (left.Code == right.Code && left.Param == right.Param &&
                                                left.SubParam == right.SubParam && left.RequestLength == right.RequestLength);
@@ -69,7 +68,7 @@ struct ServedAnswer {
 
 /// The answer still stands there: nothing else was asked since (a history read on a host thread may have).
 bool StillStands(const CProtocol& protocol, const ServedAnswer& answer, const CDeviceTag& tag) {
-  if (answer.source == AnswerSource::LogCache) return IsLog(tag.TagNumber);
+  if (answer.source == AnswerSource::LogCache) return kLogTags.Has(tag.TagNumber);
   return answer.source == AnswerSource::Request && protocol.AnswerSerial == answer.serial;
 }
 
@@ -80,14 +79,16 @@ bool ReadOne(CProtocol& protocol, CDeviceTag& tag, std::uint32_t device, ServedA
   if (ReadTag(protocol, &tag, Send::Request, device) == 0) return false;
   if (protocol.AnswerSerial != before) {
     answer = {AnswerSource::Request, protocol.AnswerSerial};
-  } else if (IsLog(tag.TagNumber)) {
+  } else if (kLogTags.Has(tag.TagNumber)) {
     answer = {AnswerSource::LogCache, 0};
   }
   return true;
 }
 
 /// A log answer goes to log tags only: tag 87 carries the request fields of the first log record by accident.
-bool SameFamily(const CDeviceTag& left, const CDeviceTag& right) { return IsLog(left.TagNumber) == IsLog(right.TagNumber); }
+bool SameFamily(const CDeviceTag& left, const CDeviceTag& right) {
+  return kLogTags.Has(left.TagNumber) == kLogTags.Has(right.TagNumber);
+}
 
 void ShareAnswer(CProtocol& protocol, std::uint32_t device, std::uint32_t position, const ServedAnswer& answer) {
   if (answer.source == AnswerSource::None) return;
