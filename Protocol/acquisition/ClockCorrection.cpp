@@ -15,6 +15,7 @@ namespace {
 constexpr std::uint32_t kPauseAfterRejectedMs = 200;
 constexpr TimeSpan kLargestStep(0, 0, 2, 0);
 constexpr TimeSpan kOneDay(1, 0, 0, 0);
+constexpr TimeSpan kOneHour(3600);
 
 constexpr ExchangePolicy kReadPolicy{
     .room = kClockAnswer,
@@ -88,6 +89,12 @@ std::uint32_t CompareClock(CProtocol& protocol, DeviceEntry& entry, const std::u
   setting = TimeOfDay(step.target);
   entry.NextClockCheck = (now + step.rest).Seconds();
   return 1;
+}
+
+bool ShowsRepeatedHour(const std::uint8_t (&answer)[kClockAnswer]) {
+  const std::optional<CalendarTime> meter = MeterTime(answer);
+  if (!meter) return false;
+  return meter->GetHour() == (*meter - kOneHour).GetHour() || meter->GetHour() == (*meter + kOneHour).GetHour();
 }
 
 std::uint32_t CorrectMeterClock(CProtocol& protocol, std::uint32_t device, const ClockSetting& setting) {

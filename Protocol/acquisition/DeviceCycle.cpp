@@ -178,8 +178,11 @@ bool CheckClock(CProtocol& protocol, std::uint32_t device) {
   if (LoadFlag(protocol.Device(device)->ExchangeOn) == 0) return true;
   std::uint8_t answer[kClockAnswer] = {};
   if (ReadMeterClock(protocol, device, answer) == 0) return false;
+  DeviceEntry& entry = *protocol.Device(device);
+  // A check that is not forced can wait until the clock is unambiguous again; it stays due.
+  if (entry.ForceClockCheck == 0 && ShowsRepeatedHour(answer)) return true;
   ClockSetting setting{};
-  if (CompareClock(protocol, *protocol.Device(device), answer, setting) != 0) CorrectMeterClock(protocol, device, setting);
+  if (CompareClock(protocol, entry, answer, setting) != 0) CorrectMeterClock(protocol, device, setting);
   return true;
 }
 

@@ -121,8 +121,8 @@ TEST_F(ClockCorrectionTest, AnImpossibleClockChangesNothing) {
   }
 }
 
-// The meter keeps the computer's wall clock. Where an hour occurs twice the meter's is taken as standard time, so a check
-// within it may step once by two minutes, which the next one takes back.
+// The meter keeps the computer's wall clock. Where an hour occurs twice the meter's is taken as standard time; only a forced
+// check is made there.
 TEST_F(ClockCorrectionTest, TheComputersChangeOfTimeIsNoDrift) {
   const TimeZone berlin("Europe/Berlin");
   if (!berlin.Applies()) GTEST_SKIP() << kInAnotherZone;

@@ -130,6 +130,12 @@ HostRun Bench::Run(const std::vector<std::string>& arguments, int seconds) {
   return Read(code, host->Output(), host->Errors());
 }
 
+HostRun Bench::RunPlain(const std::vector<std::string>& arguments, int seconds) {
+  Background host("ostrel-host", arguments, File("host.out"));
+  const int code = host.Wait(seconds);
+  return Read(code, host.Output(), host.Errors());
+}
+
 HostRun Bench::Read(int exitCode, const std::string& output, const std::string& errors) {
   HostRun run{.exitCode = exitCode, .errors = errors, .tags = {}, .log = {}, .events = {}};
   std::istringstream lines(output);

@@ -64,6 +64,8 @@ class Bench {
   /// A configuration with one channel on that line. `meters` are the [[channel.meter]] tables.
   void Configure(const std::string& channelKeys, const std::string& meters, const std::string& topKeys = {});
   [[nodiscard]] HostRun Run(const std::vector<std::string>& arguments, int seconds = 120);
+  /// A command that needs no meters and takes no configuration.
+  [[nodiscard]] HostRun RunPlain(const std::vector<std::string>& arguments, int seconds = 120);
   [[nodiscard]] std::unique_ptr<Background> StartHost(const std::vector<std::string>& arguments);
   [[nodiscard]] std::string File(const std::string& name) const { return folder_.File(name); }
   [[nodiscard]] static HostRun Read(int exitCode, const std::string& output, const std::string& errors);

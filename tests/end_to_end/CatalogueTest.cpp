@@ -1,0 +1,76 @@
+// What ostrel-host tells of the plug-in's tags, against the tables made from the meters' documents.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+
+#include "tests/end_to_end/Programs.h"
+#include "tests/model/TableFile.h"
+
+namespace ostrel::test {
+namespace {
+
+using Ids = std::set<std::uint32_t>;
+
+/// The ids of a row of ranges that have a name: none lies before the branch.
+Ids Expected(const std::string& ranges, std::uint32_t first) {
+  Ids ids;
+  for (const std::string& range : Split(ranges, ' ')) {
+    const auto ends = Numbers(range, '-');
+    for (std::uint32_t id = std::max(ends.front(), first); id <= ends.back(); ++id) ids.insert(id);
+  }
+  return ids;
+}
+
+TEST(Catalogue, ListsTheTagsOfEachTypeInJson) {
+  const auto rows = ReadTable("expected_support.tsv", 3);
+  ASSERT_EQ(18U, rows.size());
+  std::map<std::string, TableRow> catalogue;
+  for (const TableRow& row : ReadTable("expected_catalogue.tsv", 4)) catalogue[row[0]] = row;
+  Bench bench;
+  for (const TableRow& row : rows) {
+    SCOPED_TRACE(row[0] + " of type " + row[1]);
+    const HostRun run = bench.RunPlain({"tags", "--type", row[1], "--branch", row[0], "--json"});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    Ids listed;
+    for (const auto& event : run.events) {
+      const std::uint32_t id = event["id"];
+      const TableRow& tag = catalogue.at(std::to_string(id));
+      EXPECT_TRUE(listed.insert(id).second) << id << " twice";
+      EXPECT_EQ("tagdef", event["event"]);
+      EXPECT_EQ(row[0], event["branch"]);
+      EXPECT_EQ(tag[1], event["name"]);
+      if (row[0] == "da") {
+        EXPECT_EQ(tag[2], event["description"]) << id;
+        EXPECT_EQ(Numbers(tag[3]), event["descriptor"].get<std::vector<std::uint32_t>>()) << id;
+      } else {
+        EXPECT_EQ(Numbers(tag[3]).front(), event["data_type"]) << id;
+      }
+    }
+    EXPECT_EQ(Expected(row[2], row[0] == "da" ? 20000 : 40000), listed);
+  }
+}
+
+TEST(Catalogue, ListsTheTypesInTheHostsOrder) {
+  Bench bench;
+  const HostRun run = bench.RunPlain({"types", "--json"});
+  ASSERT_EQ(9U, run.events.size()) << run.errors;
+  std::vector<int> ids;
+  for (const auto& event : run.events) ids.push_back(event["type"]);
+  EXPECT_EQ((std::vector<int>{0, 1, 2, 3, 6, 7, 8, 11, 12}), ids);
+  EXPECT_EQ("СЭТ-4ТМ.02М,03М", run.events[6]["display"]);
+  EXPECT_EQ("SET4TMM02M03", run.events[6]["name"]);
+}
+
+TEST(Catalogue, SaysWhatIsWrongWithATypeOrABranch) {
+  Bench bench;
+  for (const std::vector<std::string>& wrong :
+       {std::vector<std::string>{"tags", "--type", "4"}, {"tags", "--type", "1", "--branch", "ae"}}) {
+    const HostRun run = bench.RunPlain(wrong);
+    EXPECT_EQ(2, run.exitCode) << wrong.back();
+    EXPECT_NE(std::string::npos, run.errors.find(wrong.back())) << run.errors;
+  }
+}
+
+}  // namespace
+}  // namespace ostrel::test
