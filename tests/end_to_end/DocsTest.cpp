@@ -1,0 +1,86 @@
+// The pages for users and maintainers against what is built: files, commands, options, messages, keys.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <regex>
+#include <set>
+
+#include "tests/end_to_end/Programs.h"
+
+namespace ostrel::test {
+namespace {
+
+using ::testing::HasSubstr;
+
+const std::filesystem::path kRoot = std::filesystem::path(__FILE__).parent_path().parent_path().parent_path();
+
+std::string Page(const std::string& name) {
+  const std::string text = FileText(kRoot / name);
+  EXPECT_FALSE(text.empty()) << name;
+  return text;
+}
+
+/// First groups of all matches, each once.
+std::set<std::string> Found(const std::string& text, const std::string& pattern) {
+  const std::regex regex(pattern);
+  std::set<std::string> found;
+  for (std::sregex_iterator at(text.begin(), text.end(), regex), end; at != end; ++at) found.insert((*at)[1]);
+  return found;
+}
+
+TEST(Docs, NameFilesThatExist) {
+  for (const char* page : {"README.md", "docs/tour.md", "docs/tags.md", "docs/events.md", "docs/commands.md"}) {
+    const std::string text = Page(page);
+    for (const std::string& name : Found(text, "`((?:Protocol|platform|host|simulator|tests|docs|bench)/[A-Za-z0-9_./]*)`")) {
+      EXPECT_TRUE(std::filesystem::exists(kRoot / name)) << page << " names " << name;
+    }
+    for (const std::string& name : Found(text, "\\]\\(([a-zA-Z0-9_./]+)\\)")) {
+      EXPECT_TRUE(std::filesystem::exists((kRoot / page).parent_path() / name)) << page << " links to " << name;
+    }
+  }
+  EXPECT_LE(20U, Found(Page("docs/tour.md"), "`(Protocol/[A-Za-z0-9_./]*)`").size());
+}
+
+std::string Help(const std::string& program, const std::vector<std::string>& arguments) {
+  TemporaryFolder folder;
+  Background run(program, arguments, folder.File("help"));
+  EXPECT_EQ(0, run.Wait(30));
+  return run.Output();
+}
+
+TEST(Docs, DescribeEveryCommandAndOption) {
+  const std::string page = Page("docs/commands.md");
+  const std::string help = Help("ostrel-host", {"--help"});
+  const auto commands = Found(help.substr(help.find("Subcommands:")), "\n  ([a-z]+) ");
+  EXPECT_LE(8U, commands.size());
+  for (const std::string& command : commands) {
+    EXPECT_THAT(page, HasSubstr("| `" + command)) << command;
+    for (const std::string& option : Found(Help("ostrel-host", {command, "--help"}), "\n  (--[a-z-]+)")) {
+      EXPECT_THAT(page, HasSubstr(option)) << command;
+    }
+  }
+  for (const std::string& option : Found(Help("ostrel-meter", {"--help"}), "\n  (--[a-z-]+)"))
+    EXPECT_THAT(page, HasSubstr(option));
+}
+
+TEST(Docs, ExplainEveryMessage) {
+  const std::string page = Page("docs/events.md");
+  const auto messages = Found(Page("Protocol/resources/strings.rc"), "\n    61[0-9]{3}, \"%s (?:ПРИБОР:%d )?([^\"]+)\"");
+  EXPECT_EQ(8U, messages.size());
+  for (const std::string& message : messages) EXPECT_THAT(page, HasSubstr("| " + message + " |"));
+}
+
+TEST(Docs, ExplainEveryConfigurationKeyOfTheExample) {
+  const std::string page = Page("docs/configuration.md");
+  const std::size_t begin = page.find("```toml");
+  const std::size_t end = page.find("```", begin + 1);
+  const auto keys = Found(page.substr(begin, end - begin), "\n *([a-z_0-9]+) = ");
+  EXPECT_LE(22U, keys.size());
+  for (const std::string& key : keys) {
+    EXPECT_TRUE(std::regex_search(page.substr(end), std::regex("\\| [^|]*`" + key + "[`.]"))) << key;
+  }
+}
+
+}  // namespace
+}  // namespace ostrel::test
