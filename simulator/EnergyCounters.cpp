@@ -6,11 +6,13 @@
 
 namespace ostrel::sim {
 
-EnergyCounters::EnergyCounters(const MeterType& type, SmoothCurve active, SmoothCurve reactive, std::uint32_t pulsesPerKwh)
+EnergyCounters::EnergyCounters(const MeterType& type, SmoothCurve active, SmoothCurve reactive, std::uint32_t pulsesPerKwh,
+                               std::vector<Period> outages)
     : type_(type),
       active_(std::move(active)),
       reactive_(std::move(reactive)),
       pulses_per_watt_second_(pulsesPerKwh / 3.6e6),
+      outages_(std::move(outages)),
       days_(1) {}
 
 Energies EnergyCounters::At(int tariff, MeterTime time) const {
@@ -34,21 +36,28 @@ Energies EnergyCounters::Between(int tariff, MeterTime from, MeterTime to) const
   return counted;
 }
 
+/// Of the parts that have power, each by itself: within an outage the registers stand still to the last bit.
+double EnergyCounters::Integral(const SmoothCurve& curve, MeterTime from, MeterTime to) const {
+  double sum = 0;
+  for (const Period& outage : outages_) {
+    if (outage.to <= from) continue;
+    if (outage.from >= to) break;
+    if (outage.from > from) sum += curve.IntegralTo(outage.from) - curve.IntegralTo(from);
+    from = outage.to;
+  }
+  return from < to ? sum + curve.IntegralTo(to) - curve.IntegralTo(from) : sum;
+}
+
 void EnergyCounters::AddDay(Totals& totals, MeterTime dayStart, MeterTime time) const {
   MeterTime from = dayStart;
-  double activeBefore = active_.IntegralTo(from);
-  double reactiveBefore = reactive_.IntegralTo(from);
   const auto pieces = DayPieces();
   for (std::size_t i = 0; i < pieces.size() && from < time; ++i) {
     const MeterTime end = i + 1 < pieces.size() ? dayStart + pieces[i + 1].fromMinute * 60 : dayStart + kDay;
-    from = std::min(end, time);
-    const double active = active_.IntegralTo(from);
-    const double reactive = reactive_.IntegralTo(from);
+    const MeterTime to = std::min(end, time);
     auto& kinds = totals[static_cast<std::size_t>(TariffOf(pieces[i], dayStart, type_.tariffs) - 1)];
-    kinds[pieces[i].exporting && type_.exports ? 1 : 0] += active - activeBefore;
-    kinds[pieces[i].capacitive ? 3 : 2] += reactive - reactiveBefore;
-    activeBefore = active;
-    reactiveBefore = reactive;
+    kinds[pieces[i].exporting && type_.exports ? 1 : 0] += Integral(active_, from, to);
+    kinds[pieces[i].capacitive ? 3 : 2] += Integral(reactive_, from, to);
+    from = to;
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "simulator/DaySchedule.h"
@@ -17,18 +18,23 @@ using Energies = std::array<std::uint32_t, 4>;
 
 class EnergyCounters {
  public:
-  /// Curves in watts and vars. `pulsesPerKwh` is twice the meter's constant.
-  EnergyCounters(const MeterType& type, SmoothCurve active, SmoothCurve reactive, std::uint32_t pulsesPerKwh);
+  /// Curves in watts and vars. `pulsesPerKwh` is twice the meter's constant. Outages are in order and apart; in them nothing is
+  /// counted.
+  EnergyCounters(const MeterType& type, SmoothCurve active, SmoothCurve reactive, std::uint32_t pulsesPerKwh,
+                 std::vector<Period> outages);
 
   /// Registers of a tariff (1..8, or 0 for the sum of all) at a time. One thread at a time, as days are kept once summed.
   [[nodiscard]] Energies At(int tariff, MeterTime time) const;
   /// What was counted in a period; periods before the installation count nothing.
   [[nodiscard]] Energies Between(int tariff, MeterTime from, MeterTime to) const;
+  /// The first one is the time before the meter was put into service.
+  [[nodiscard]] std::span<const Period> Outages() const { return outages_; }
 
  private:
   static constexpr int kTariffs = 8;
   using Totals = std::array<std::array<double, 4>, kTariffs>;  // watt seconds by tariff and kind
 
+  [[nodiscard]] double Integral(const SmoothCurve& curve, MeterTime from, MeterTime to) const;
   /// Adds the part of the day up to `time` to the totals.
   void AddDay(Totals& totals, MeterTime dayStart, MeterTime time) const;
   [[nodiscard]] const Totals& UpToDay(std::size_t day) const;
@@ -38,6 +44,7 @@ class EnergyCounters {
   SmoothCurve active_;
   SmoothCurve reactive_;
   double pulses_per_watt_second_;
+  std::vector<Period> outages_;
   mutable std::vector<Totals> days_;  // totals at the start of each day since the installation
 };
 

@@ -22,10 +22,6 @@ std::string Dated(const CivilTime& civil, const char* format) {
 
 double Factors(const MeterView& view) { return static_cast<double>(view.settings.ku) * view.settings.ki; }
 
-double EnergyValue(const MeterView& view, std::uint32_t pulses) {
-  return pulses / (2.0 * view.model.Variant().constant) * view.settings.ku * view.settings.ki;
-}
-
 /// Nameplate and coefficients: tags 0 to 8.
 Expected NamePlate(const MeterView& view, std::uint32_t tag) {
   char text[32];
@@ -112,7 +108,7 @@ std::optional<Expected> LogText(const MeterView& view, std::uint32_t tag, std::u
   if (log > kLogs || (second && LogHasOneStamp(log))) return std::nullopt;
   const auto event = record < view.spec.logEvents ? FindEvent(view.model.Seed(), log, record, view.now) : std::nullopt;
   if (!event) return isTime ? "00:00:00" : "00.00.00 ";
-  const CivilTime civil = ToCivil(second ? event->end : event->begin);
+  const CivilTime civil = ToCivil(view.wall.Shown(second ? event->end : event->begin));
   if (!isTime) return Dated(civil, "%02d.%02d.%02d ");
   char text[32];
   std::snprintf(text, sizeof text, "%02d:%02d:%02d", civil.hour, civil.minute, civil.second);
@@ -122,14 +118,13 @@ std::optional<Expected> LogText(const MeterView& view, std::uint32_t tag, std::u
 /// Sums of the running and the last day, month and year, six tags a kind: 186 to 209.
 Expected PeriodEnergy(const MeterView& view, std::uint32_t tag) {
   const MeterTime now = view.now;
-  const struct {
-    MeterTime from, to;
-  } periods[] = {
-      {StartOfDay(now), now},   {StartOfDay(now) - kDay, StartOfDay(now)},
-      {StartOfMonth(now), now}, {StartOfMonth(now, -1), StartOfMonth(now)},
-      {StartOfYear(now), now},  {StartOfYear(now, -1), StartOfYear(now)},
+  const WallClock& wall = view.wall;
+  const Period periods[] = {
+      {wall.DayStart(now), now},   {wall.DayStart(now, -1), wall.DayStart(now)},
+      {wall.MonthStart(now), now}, {wall.MonthStart(now, -1), wall.MonthStart(now)},
+      {wall.YearStart(now), now},  {wall.YearStart(now, -1), wall.YearStart(now)},
   };
-  const auto& period = periods[(tag - 186) % 6];
+  const Period& period = periods[(tag - 186) % 6];
   return EnergyValue(view, view.model.Energy().Between(0, period.from, period.to)[(tag - 186) / 6]);
 }
 
@@ -144,6 +139,10 @@ Expected ControlValue(const MeterView& view, std::uint32_t tag) {
 }
 
 }  // namespace
+
+double EnergyValue(const MeterView& view, std::uint32_t pulses) {
+  return pulses / (2.0 * view.model.Variant().constant) * Factors(view);
+}
 
 std::optional<Expected> ExpectedTag(const MeterView& view, std::uint32_t tagNumber, std::uint8_t log) {
   if (!TypeHasTag(view.model.Type().id, tagNumber)) return std::nullopt;

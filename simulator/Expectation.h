@@ -18,4 +18,7 @@ using Expected = std::variant<double, std::string>;
 /// number, the exchange switch, reserved ones). `log` is the event log that the reader was told to ask for.
 [[nodiscard]] std::optional<Expected> ExpectedTag(const MeterView& view, std::uint32_t tagNumber, std::uint8_t log = 1);
 
+/// kWh or kvarh on the primary side.
+[[nodiscard]] double EnergyValue(const MeterView& view, std::uint32_t pulses);
+
 }  // namespace ostrel::sim

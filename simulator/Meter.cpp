@@ -12,6 +12,7 @@ namespace {
 constexpr std::uint8_t kTest = 0x00;
 constexpr std::uint8_t kOpenChannel = 0x01;
 constexpr std::uint8_t kWrite = 0x03;
+constexpr std::uint8_t kParameter = 0x08;
 constexpr std::size_t kPasswordBytes = 6;
 
 std::vector<std::uint8_t> StatusReply(Status status) { return {static_cast<std::uint8_t>(status)}; }
@@ -25,15 +26,22 @@ bool PasswordFits(std::span<const std::uint8_t> sent, const std::string& passwor
   return true;
 }
 
+bool StartsSearch(std::span<const std::uint8_t> parameters) { return !parameters.empty() && parameters[0] == 0x28; }
+
+bool AsksForResult(std::span<const std::uint8_t> parameters) {
+  return parameters.size() == 2 && parameters[0] == 0x18 && parameters[1] == 0;
+}
+
 }  // namespace
 
 Meter::Meter(const MeterSpec& spec, std::uint64_t seed)
     : spec_(spec), model_(spec, seed), settings_(InitialSettings(spec)), clock_(spec) {}
 
-MeterView Meter::View(std::int64_t utcMs) { return {spec_, model_, settings_, clock_.Now(utcMs)}; }
+MeterView Meter::View(std::int64_t utcMs) { return {spec_, model_, settings_, clock_.Wall(), clock_.Now(utcMs)}; }
 
 std::vector<std::uint8_t> Meter::Answer(std::span<const std::uint8_t> request, std::int64_t utcMs) {
   if (spec_.silent || request.size() < 4 || request[0] != spec_.address || !CheckFits(request)) return {};
+  if (!model_.HasPower(clock_.Now(utcMs))) return {};
   const Reply reply = ReplyTo(request[1], request.subspan(2, request.size() - 4), utcMs);
   std::vector<std::uint8_t> answer{request[0]};
   answer.insert(answer.end(), reply.begin(), reply.end());
@@ -55,6 +63,8 @@ Meter::Reply Meter::ReplyTo(std::uint8_t code, std::span<const std::uint8_t> par
 
 Meter::Reply Meter::Serve(std::uint8_t code, std::span<const std::uint8_t> parameters, std::int64_t utcMs) {
   if (IsUnknown(code, parameters)) return StatusReply(Status::Unknown);
+  if (code == kWrite && StartsSearch(parameters)) return StatusReply(search_.Start(View(utcMs), parameters.subspan(1)));
+  if (code == kParameter && AsksForResult(parameters)) return search_.Result();
   if (code == kWrite) return StatusReply(Write(parameters, utcMs));
   auto data = ReadData(View(utcMs), code, parameters);
   return data ? std::move(*data) : StatusReply(Status::Unknown);

@@ -11,6 +11,7 @@
 #include "simulator/MeterSettings.h"
 #include "simulator/MeterSpec.h"
 #include "simulator/Model.h"
+#include "simulator/ProfileSearch.h"
 
 namespace ostrel::sim {
 
@@ -30,7 +31,8 @@ struct MeterView {
   const MeterSpec& spec;
   const Model& model;
   const MeterSettings& settings;
-  MeterTime now;
+  WallClock wall;
+  MeterTime now;  // which the wall clock shows in summer time, if the meter has it
 };
 
 class Meter {
@@ -59,6 +61,7 @@ class Meter {
   Model model_;
   MeterSettings settings_;
   MeterClock clock_;
+  ProfileSearch search_;
   int open_level_ = 0;  // of the access channel; 0: closed
   std::int64_t last_request_ms_ = 0;
   std::uint32_t requests_ = 0;  // that found the channel open

@@ -37,10 +37,7 @@ void SetDate(std::int64_t dayNumber, CivilTime& civil) {
   civil.weekday = static_cast<int>(dayNumber + 3 - FloorDiv(dayNumber + 3, 7) * 7) + 1;
 }
 
-bool InRange(const CivilTime& civil) {
-  return civil.month >= 1 && civil.month <= 12 && civil.day >= 1 && civil.day <= DaysInMonth(civil.year, civil.month) &&
-         civil.hour <= 23 && civil.minute <= 59 && civil.second <= 59;
-}
+bool InRange(const CivilTime& civil) { return IsDate(civil) && civil.hour <= 23 && civil.minute <= 59 && civil.second <= 59; }
 
 }  // namespace
 
@@ -54,6 +51,10 @@ CivilTime ToCivil(MeterTime time) {
   CivilTime civil{.hour = rest / 3600, .minute = rest / 60 % 60, .second = rest % 60};
   SetDate(dayNumber, civil);
   return civil;
+}
+
+bool IsDate(const CivilTime& civil) {
+  return civil.month >= 1 && civil.month <= 12 && civil.day >= 1 && civil.day <= DaysInMonth(civil.year, civil.month);
 }
 
 int DaysInMonth(int year, int month) { return static_cast<int>(DayNumber(year, month + 1, 1) - DayNumber(year, month, 1)); }

@@ -10,7 +10,14 @@ namespace ostrel::sim {
 
 using MeterTime = std::int64_t;
 
-inline constexpr MeterTime kDay = 86400;
+inline constexpr MeterTime kHour = 3600;
+inline constexpr MeterTime kDay = 24 * kHour;
+
+/// From one time up to, not including, another.
+struct Period {
+  MeterTime from = 0;
+  MeterTime to = 0;
+};
 
 struct CivilTime {
   int year = 1970;
@@ -26,6 +33,8 @@ struct CivilTime {
 [[nodiscard]] MeterTime FromCivil(const CivilTime& civil);
 [[nodiscard]] CivilTime ToCivil(MeterTime time);
 
+/// False when the month or the day is none; the time of day is not looked at.
+[[nodiscard]] bool IsDate(const CivilTime& civil);
 [[nodiscard]] int DaysInMonth(int year, int month);
 [[nodiscard]] MeterTime StartOfDay(MeterTime time);
 /// Starts of the month and year `offset` periods after (or, negative, before) the one that holds the time.

@@ -1,5 +1,5 @@
-// The meter's clock: it follows the computer's wall clock with an offset and a drift of its own, takes small corrections
-// once a day and any setting.
+// The meter's clock: it follows the computer's wall clock, or with summer time of its own the computer's winter time, with
+// an offset and a drift; it takes small corrections once a day and any setting.
 #pragma once
 
 #include <cstdint>
@@ -7,6 +7,7 @@
 
 #include "simulator/MeterCalendar.h"
 #include "simulator/MeterSpec.h"
+#include "simulator/WallClock.h"
 
 namespace ostrel::sim {
 
@@ -15,19 +16,23 @@ class MeterClock {
   explicit MeterClock(const MeterSpec& spec);
 
   [[nodiscard]] MeterTime Now(std::int64_t utcMs);
+  /// What is shown for it.
+  [[nodiscard]] const WallClock& Wall() const { return wall_; }
 
   /// Moves the clock to a time of day close to its own. False, with nothing changed, when that is too far, or when the
   /// clock was corrected on the same day before.
   [[nodiscard]] bool Correct(int hour, int minute, int second, std::int64_t utcMs);
-  void Set(MeterTime time, std::int64_t utcMs);
+  void Set(MeterTime shown, std::int64_t utcMs);
 
   /// While inhibited, the clock keeps the season it is in.
   void InhibitTransitions(bool inhibit, std::int64_t utcMs);
 
  private:
   [[nodiscard]] std::int64_t Milliseconds(std::int64_t utcMs);
+  [[nodiscard]] std::int64_t ZoneNow(std::int64_t utcMs) const;
 
-  std::optional<MeterTime> frozen_at_;
+  WallClock wall_;
+  std::optional<MeterTime> frozen_at_;  // as shown
   std::int64_t offset_ms_;
   std::int64_t drift_ppm_;
   std::optional<std::int64_t> started_ms_;         // UTC of the first look at the clock

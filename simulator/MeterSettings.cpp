@@ -1,5 +1,7 @@
 #include "simulator/MeterSettings.h"
 
+#include "simulator/MeterTypes.h"
+
 namespace ostrel::sim {
 
 MeterSettings InitialSettings(const MeterSpec& spec) {
@@ -11,6 +13,10 @@ MeterSettings InitialSettings(const MeterSpec& spec) {
   }
   for (std::size_t day = 0; day < settings.powerLimits.size(); ++day) {
     settings.powerLimits[day] = static_cast<std::uint16_t>(5000 - 625 * day);
+  }
+  const MeterType* type = FindMeterType(spec.type);
+  for (std::size_t profile = 0; type != nullptr && profile < type->profiles; ++profile) {
+    settings.profileMinutes[profile] = spec.profileMinutes[profile];
   }
   return settings;
 }

@@ -16,7 +16,7 @@ struct MeterSettings {
   std::uint16_t ku = 1;
   std::uint16_t ki = 1;
   std::uint8_t indicationPeriodSeconds = 5;
-  std::uint8_t profilePeriodMinutes = 30;
+  std::array<std::uint8_t, 3> profileMinutes{};  // period of each profile; 0 for one that the meter does not keep
   bool transitionInhibited = false;
   bool recoveryInhibited = false;
   std::uint8_t loadControl = 1;                // 1: the load is switched on

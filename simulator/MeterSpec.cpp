@@ -7,6 +7,7 @@
 #include "platform/text.h"
 #include "simulator/Bytes.h"
 #include "simulator/MeterTypes.h"
+#include "simulator/SmoothCurve.h"
 
 namespace ostrel::sim {
 namespace {
@@ -75,45 +76,89 @@ bool ParseAt(std::string_view text, MeterSpec& spec) {
   return spec.frozenAt.has_value();
 }
 
+bool ParseInstalled(std::string_view text, MeterSpec& spec) {
+  spec.installed = ParseMeterTime(text);
+  return spec.installed && *spec.installed >= kInstalled;
+}
+
+bool ParsePowerCut(std::string_view text, MeterSpec& spec) {
+  const std::size_t slash = text.find('/');
+  if (slash == std::string_view::npos) return false;
+  const auto from = ParseMeterTime(text.substr(0, slash));
+  const auto to = ParseMeterTime(text.substr(slash + 1));
+  if (!from || !to || *from >= *to) return false;
+  spec.powerCuts.push_back({*from, *to});
+  return true;
+}
+
+/// Hours are made of whole periods.
+bool ParsePeriod(std::string_view text, MeterSpec& spec, std::size_t profile) {
+  std::uint8_t& minutes = spec.profileMinutes[profile];
+  return profile < FindMeterType(spec.type)->profiles && ParseNumber(text, 3, 60, minutes) && 60 % minutes == 0;
+}
+
 constexpr std::int64_t kMostSeconds = std::numeric_limits<std::int32_t>::max();
 
-/// A key, what its value may be, and what takes it.
+bool ParseFreeze(std::string_view text, MeterSpec& spec) {
+  bool freeze = false;
+  if (!ParseFlag(text, freeze)) return false;
+  if (!freeze) spec.frozenAt.reset();
+  if (freeze && !spec.frozenAt) spec.frozenAt = kUsualFrozenTime;
+  return true;
+}
+
+/// A key, what its value may be, what it does, and what takes it.
 struct KeyRow {
   std::string_view key;
   std::string_view values;
+  std::string_view meaning;
   bool (*parse)(std::string_view text, MeterSpec& spec);
 };
 
+constexpr std::string_view kPeriods = "3, 4, 5, 6, 10, 12, 15, 20, 30 or 60, for a profile that the type keeps";
+
 constexpr KeyRow kKeys[] = {
-    {"password1", "at most 6 characters", [](auto text, auto& spec) { return ParsePassword(text, spec.password1); }},
-    {"password2", "at most 6 characters", [](auto text, auto& spec) { return ParsePassword(text, spec.password2); }},
-    {"serial", "0..99999999", [](auto text, auto& spec) { return ParseNumber(text, 0, 99999999, spec.serial); }},
-    {"location", "1 to 16 characters", [](auto text, auto& spec) { return ParseLocation(text, spec.location); }},
-    {"variant", "three bytes in hex", ParseVariant},
-    {"constant", "a constant that this type is made with", ParseConstant},
-    {"ku", "1..65535", [](auto text, auto& spec) { return ParseNumber(text, 1, 65535, spec.ku); }},
-    {"ki", "1..65535", [](auto text, auto& spec) { return ParseNumber(text, 1, 65535, spec.ki); }},
-    {"offset_s", "seconds",
+    {"password1", "at most 6 characters", "opens the channel (000000)",
+     [](auto text, auto& spec) { return ParsePassword(text, spec.password1); }},
+    {"password2", "at most 6 characters", "opens it for commands; none: password1 does (none)",
+     [](auto text, auto& spec) { return ParsePassword(text, spec.password2); }},
+    {"serial", "0..99999999", "serial number", [](auto text, auto& spec) { return ParseNumber(text, 0, 99999999, spec.serial); }},
+    {"location", "1 to 16 characters", "text that the meter carries",
+     [](auto text, auto& spec) { return ParseLocation(text, spec.location); }},
+    {"variant", "three bytes in hex", "what the type is made like", ParseVariant},
+    {"constant", "a constant that this type is made with", "impulses per kWh; chooses a variant", ParseConstant},
+    {"ku", "1..65535", "voltage transformation (1)", [](auto text, auto& spec) { return ParseNumber(text, 1, 65535, spec.ku); }},
+    {"ki", "1..65535", "current transformation (1)", [](auto text, auto& spec) { return ParseNumber(text, 1, 65535, spec.ki); }},
+    {"offset_s", "seconds", "the clock is ahead by this",
      [](auto text, auto& spec) { return ParseNumber(text, -kMostSeconds, kMostSeconds, spec.offsetSeconds); }},
-    {"drift_ppm", "-1000000..1000000", [](auto text, auto& spec) { return ParseNumber(text, -1000000, 1000000, spec.driftPpm); }},
-    {"channel_timeout_s", "1 or more seconds",
+    {"drift_ppm", "-1000000..1000000", "and gains this",
+     [](auto text, auto& spec) { return ParseNumber(text, -1000000, 1000000, spec.driftPpm); }},
+    {"dst", "0 or 1", "changes to summer time and back by itself (0)",
+     [](auto text, auto& spec) { return ParseFlag(text, spec.summerTime); }},
+    {"at", "a time such as 2026-11-22T10:00:00", "stands still at this time", ParseAt},
+    {"freeze", "0 or 1", "stands still at 2026-11-20T10:00:00 (0)", ParseFreeze},
+    {"installed", "a time such as 2026-11-01T00:00:00, from 2024 on", "archives begin here (2024-01-01T00:00:00)",
+     ParseInstalled},
+    {"powercut", "two times such as 2026-11-20T10:10:00/2026-11-20T13:20:00", "no power in between; may be given again",
+     ParsePowerCut},
+    {"period", kPeriods, "minutes between records of the main profile (30)",
+     [](auto text, auto& spec) { return ParsePeriod(text, spec, 0); }},
+    {"period2", kPeriods, "of the additional profile (3)", [](auto text, auto& spec) { return ParsePeriod(text, spec, 1); }},
+    {"period3", kPeriods, "of the third profile (60)", [](auto text, auto& spec) { return ParsePeriod(text, spec, 2); }},
+    {"searchpolls", "0 or more", "times that a search for a profile hour still runs when asked (1)",
+     [](auto text, auto& spec) { return ParseNumber(text, 0, kMostSeconds, spec.searchPolls); }},
+    {"channel_timeout_s", "1 or more seconds", "a channel closes after this pause (240)",
      [](auto text, auto& spec) { return ParseNumber(text, 1, kMostSeconds, spec.channelTimeoutSeconds); }},
-    {"closed", "\"each\" or \"pause\"", ParseCloses},
-    {"busy", "0 or more", [](auto text, auto& spec) { return ParseNumber(text, 0, kMostSeconds, spec.busyEvery); }},
-    {"refuse", "0 or more", [](auto text, auto& spec) { return ParseNumber(text, 0, kMostSeconds, spec.refuseEvery); }},
-    {"unknown", "the first bytes of a request in hex", ParseUnknown},
-    {"silent", "0 or 1", [](auto text, auto& spec) { return ParseFlag(text, spec.silent); }},
-    {"log_events", "0..20", [](auto text, auto& spec) { return ParseNumber(text, 0, 20, spec.logEvents); }},
-    {"freeze", "0 or 1",
-     [](auto text, auto& spec) {
-       bool freeze = false;
-       if (!ParseFlag(text, freeze)) return false;
-       if (!freeze) spec.frozenAt.reset();
-       if (freeze && !spec.frozenAt) spec.frozenAt = kUsualFrozenTime;
-       return true;
-     }},
-    {"at", "a time such as 2026-11-22T10:00:00", ParseAt},
-    {"seed", "0 or more",
+    {"closed", "\"each\" or \"pause\"", "closes its channel after each request, or after a pause", ParseCloses},
+    {"busy", "0 or more", "every Nth answer is \"busy\" (0: none)",
+     [](auto text, auto& spec) { return ParseNumber(text, 0, kMostSeconds, spec.busyEvery); }},
+    {"refuse", "0 or more", "every Nth answer is a refusal (0: none)",
+     [](auto text, auto& spec) { return ParseNumber(text, 0, kMostSeconds, spec.refuseEvery); }},
+    {"unknown", "the first bytes of a request in hex", "does not know such requests", ParseUnknown},
+    {"silent", "0 or 1", "answers nothing (0)", [](auto text, auto& spec) { return ParseFlag(text, spec.silent); }},
+    {"log_events", "0..20", "events in each log (20)",
+     [](auto text, auto& spec) { return ParseNumber(text, 0, 20, spec.logEvents); }},
+    {"seed", "0 or more", "its own in place of the line's",
      [](auto text, auto& spec) { return ParseNumber(text, 0, std::numeric_limits<std::int64_t>::max(), spec.seed); }},
 };
 
@@ -159,6 +204,15 @@ bool FitsTogether(const MeterSpec& spec, std::string& error) {
 }
 
 }  // namespace
+
+std::string DescribeMeterKeys() {
+  std::string text;
+  for (const KeyRow& row : kKeys) {
+    text.append("  ").append(row.key).append(std::max<std::size_t>(18 - row.key.size(), 1), ' ').append(row.meaning);
+    text.append("\n").append(20, ' ').append(row.values).append("\n");
+  }
+  return text;
+}
 
 bool ParseMeterSpec(std::string_view text, MeterSpec& spec, std::string& error) {
   const std::vector<std::string> pieces = SplitPieces(text);

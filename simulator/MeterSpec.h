@@ -1,5 +1,5 @@
 // One simulated meter as a person writes it: `address:type[:key=value...]`, for example
-// `12:1:ku=100:ki=20:busy=7`. The keys are listed in MeterSpec.cpp.
+// `12:1:ku=100:ki=20:busy=7`.
 #pragma once
 
 #include <array>
@@ -34,12 +34,20 @@ struct MeterSpec {
   std::uint32_t refuseEvery = 0;      // and every Nth with a refusal
   std::vector<std::uint8_t> unknown;  // requests that begin with these bytes (from the code on) are not known to it
   bool silent = false;
-  std::uint32_t logEvents = 20;       // events kept per log, at most 20
-  std::optional<MeterTime> frozenAt;  // clock and model stand still at this time
+  std::uint32_t logEvents = 20;        // events kept per log, at most 20
+  std::optional<MeterTime> frozenAt;   // clock and model stand still at this time
+  bool summerTime = false;             // the clock changes between winter and summer by itself
+  std::optional<MeterTime> installed;  // put into service, as its clock shows it
+  std::vector<Period> powerCuts;       // as its clock shows them, in any order
+  std::array<std::uint8_t, 3> profileMinutes{30, 3, 60};
+  std::uint32_t searchPolls = 1;      // how often a search for a profile hour answers that it still runs
   std::optional<std::uint64_t> seed;  // in place of the one that all meters of a line get
 };
 
 /// False with `error` naming the key (or "address", "type") when the text is no meter; `spec` is then half filled.
 [[nodiscard]] bool ParseMeterSpec(std::string_view text, MeterSpec& spec, std::string& error);
+
+/// All keys, two lines each: what it does (with what holds without it), and what its value may be.
+[[nodiscard]] std::string DescribeMeterKeys();
 
 }  // namespace ostrel::sim

@@ -20,8 +20,12 @@ struct MeterType {
   std::uint32_t id = 0;
   std::array<std::uint8_t, 3> defaultVariant{};
   bool singlePhase = false;
-  bool exports = false;  // counts A- as well
-  int tariffs = 0;       // 4 or 8 of the eight registers are in use
+  bool exports = false;            // counts A- as well
+  int tariffs = 0;                 // 4 or 8 of the eight registers are in use
+  bool keepsDays = false;          // an archive of days beside yesterday's
+  bool keepsMonthYearAgo = false;  // beside the last twelve months, under code 13
+  std::size_t profiles = 1;        // power profiles
+  std::uint32_t profileCells = 0;  // memory of each, in records of eight bytes
 };
 
 /// The type, or null when there is none with this id.

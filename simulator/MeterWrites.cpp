@@ -46,8 +46,7 @@ Status SetClock(const WriteContext& context, Bytes data) {
                         .hour = BcdValue(data[2]),
                         .minute = BcdValue(data[1]),
                         .second = BcdValue(data[0])};
-  if (!IsTimeOfDay(civil.hour, civil.minute, civil.second) || civil.year < 2000 || civil.month < 1 || civil.month > 12 ||
-      civil.day < 1 || civil.day > DaysInMonth(civil.year, civil.month)) {
+  if (!IsTimeOfDay(civil.hour, civil.minute, civil.second) || civil.year < 2000 || !IsDate(civil)) {
     return Status::Unknown;
   }
   const MeterTime time = FromCivil(civil);

@@ -2,14 +2,15 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "simulator/Random.h"
+#include "simulator/WallClock.h"
 
 namespace ostrel::sim {
 namespace {
 
-constexpr double kHour = 3600;
-constexpr double kDayLength = 24 * kHour;
+constexpr double kDayLength = kDay;
 
 /// Morning and evening peaks, a weak weekend, a strong winter, and what nobody can foresee. The shares stay below 1
 /// together, so that power keeps its direction.
@@ -56,6 +57,23 @@ std::vector<SmoothCurve> ThreeCurves(double mean, std::span<const Wave> waves, s
   return curves;
 }
 
+/// In order, overlapping ones as one, the time before the meter was put into service first.
+std::vector<Period> OutagesOf(const MeterSpec& spec) {
+  const WallClock wall(spec.summerTime);
+  std::vector<Period> all{{std::numeric_limits<MeterTime>::min(), wall.TimeOf(spec.installed.value_or(kInstalled))}};
+  for (const Period& cut : spec.powerCuts) all.push_back({wall.TimeOf(cut.from), wall.TimeOf(cut.to)});
+  std::ranges::sort(all, {}, &Period::from);
+  std::vector<Period> merged{all.front()};
+  for (const Period& outage : all) {
+    if (outage.from > merged.back().to) {
+      merged.push_back(outage);
+    } else {
+      merged.back().to = std::max(merged.back().to, outage.to);
+    }
+  }
+  return merged;
+}
+
 }  // namespace
 
 MeterVariant Model::VariantOf(const MeterSpec& spec, const MeterType& type) {
@@ -81,7 +99,7 @@ Model::Model(const MeterSpec& spec, std::uint64_t seed)
       distortions_(ThreeCurves(2.4, kDistortionWaves, MixSeeds(seed_, 5))),
       frequency_(50, kFrequencyWaves, MixSeeds(seed_, 6)),
       temperature_(10, kTemperatureWaves, MixSeeds(seed_, 7)),
-      energy_(type_, active_, reactive_, 2 * variant_.constant) {
+      energy_(type_, active_, reactive_, 2 * variant_.constant, OutagesOf(spec)) {
   if (type_.singlePhase) {
     shares_[0] = 1;
     shares_[1] = shares_[2] = 0;
@@ -151,5 +169,10 @@ std::int64_t Model::PowerRegister(PowerKind kind, int phase, MeterTime time) con
 }
 
 int Model::TariffAt(MeterTime time) const { return TariffOf(PieceAt(time), time, type_.tariffs); }
+
+bool Model::HasPower(MeterTime time) const {
+  return std::ranges::none_of(energy_.Outages().subspan(1),
+                              [time](const Period& outage) { return time >= outage.from && time < outage.to; });
+}
 
 }  // namespace ostrel::sim

@@ -44,6 +44,8 @@ class Model {
 
   [[nodiscard]] const EnergyCounters& Energy() const { return energy_; }
   [[nodiscard]] int TariffAt(MeterTime time) const;
+  /// False in a power cut.
+  [[nodiscard]] bool HasPower(MeterTime time) const;
 
  private:
   struct Ratings {

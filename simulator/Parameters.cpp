@@ -35,7 +35,11 @@ Data Version(const MeterView& view, Selectors) {
 
 Data Address(const MeterView& view, Selectors) { return {0, static_cast<std::uint8_t>(view.spec.address)}; }
 
-Data ProfilePeriod(const MeterView& view, Selectors) { return {0, view.settings.profilePeriodMinutes}; }
+Data ProfilePeriod(const MeterView& view, Selectors selectors) {
+  const std::size_t profile = selectors.empty() ? 0 : selectors[0];
+  if (profile >= view.settings.profileMinutes.size()) return {};
+  return {0, view.settings.profileMinutes[profile]};
+}
 
 Data Flags(const MeterView& view, Selectors) {
   const int inhibited = view.settings.transitionInhibited ? 1 : 0;

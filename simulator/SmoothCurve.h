@@ -35,7 +35,7 @@ class SmoothCurve {
   std::vector<Component> components_;
 };
 
-/// All meters were installed at this moment, a Monday; registers count from here.
+/// Curves begin at this moment, a Monday; a meter that names no other was put into service then.
 inline constexpr MeterTime kInstalled = 1704067200;  // 2024-01-01 00:00:00
 
 }  // namespace ostrel::sim

@@ -36,6 +36,7 @@ void Describe(CLI::App& app, Options& options) {
   app.add_flag("--pace", options.pace, "take as long as the line would at this speed");
   app.add_option("--seed", options.seed, "what the meters show and how faults fall")->capture_default_str();
   app.add_option("--faults", options.faults, "file of faults (TOML)");
+  app.footer("Keys of a meter:\n" + DescribeMeterKeys());
   app.add_option("METER", options.meters, "address:type[:key=value...]")->required();
 }
 

@@ -19,66 +19,6 @@ std::string Text(OneMeter& one, std::uint32_t tag, std::uint8_t log = 1) {
   return std::get<std::string>(*expected);
 }
 
-double Big(const Bytes& bytes, std::size_t from, std::size_t count) {
-  double value = 0;
-  for (std::size_t i = 0; i < count; ++i) value = value * 256 + bytes[from + i];
-  return value;
-}
-
-/// 22 bits; the sign by the given bit of the first byte, or none.
-double Quantity(OneMeter& one, const std::string& selector, int signBit) {
-  const Bytes answer = Hex(one.Ask("08 11 " + selector));
-  const double value = (answer[0] & 0x3F) * 65536.0 + answer[1] * 256.0 + answer[2];
-  return signBit >= 0 && (answer[0] >> signBit & 1) != 0 ? -value : value;
-}
-
-/// The half impulses of constant 5000, primary side of ku 100 and ki 20.
-constexpr const char* kPrimary = "1:1:ku=100:ki=20:at=2026-11-23T13:26:00";
-
-TEST(Expectation, EnergiesAreThoseOfTheAnswers) {
-  OneMeter one(kPrimary);
-  one.Open();
-  const struct {
-    std::string_view request;
-    std::uint32_t firstTag, step;
-  } rows[] = {
-      {"05 00 01", 9, 9},   {"05 00 08", 16, 9},  {"05 00 00", 17, 9},  {"08 0D", 45, 1},     {"05 40 00", 186, 6},
-      {"05 50 00", 187, 6}, {"05 3B 00", 188, 6}, {"05 3A 00", 189, 6}, {"05 10 00", 190, 6}, {"05 20 00", 191, 6},
-  };
-  for (const auto& row : rows) {
-    const Bytes answer = Hex(one.Ask(row.request));
-    for (std::uint32_t kind = 0; kind < 4; ++kind) {
-      const double value = Big(answer, kind * 4, 4) / 10000 * 100 * 20;
-      EXPECT_DOUBLE_EQ(Number(one, row.firstTag + kind * row.step), value) << row.request << " kind " << kind;
-      EXPECT_GT(value, 0) << row.request << " kind " << kind;
-    }
-  }
-}
-
-TEST(Expectation, QuantitiesAreThoseOfTheAnswers) {
-  OneMeter one(kPrimary);  // at a minute of export
-  one.Open();
-  const struct {
-    const char* selector;
-    std::uint32_t tag;
-    double scale;
-    int signBit = -1;
-  } rows[] = {
-      {"01", 49, 2.0, 7}, {"02", 56, 2.0, 7}, {"03", 63, 2.0, 7}, {"00", 70, 2.0, 7}, {"05", 50, 2.0, 6}, {"04", 71, 2.0, 6},
-      {"09", 51, 2.0},    {"08", 72, 2.0},    {"31", 52, 0.01},   {"30", 73, 0.01},   {"11", 54, 1.0},    {"13", 68, 1.0},
-      {"21", 55, 0.002},  {"23", 69, 0.002},  {"40", 75, 0.01},   {"A1", 76, 0.01},   {"A3", 78, 0.01},   {"A5", 79, 0.01},
-      {"A7", 81, 0.01},   {"A8", 82, 0.01},   {"15", 83, 0.01},   {"17", 85, 0.01},   {"18", 86, 0.01},   {"90", 87, 0.01},
-      {"81", 88, 0.01},   {"83", 90, 0.01},   {"85", 91, 0.01},   {"87", 93, 0.01},
-  };
-  for (const auto& row : rows) {
-    const double value = Quantity(one, row.selector, row.signBit) * row.scale;
-    EXPECT_NEAR(Number(one, row.tag), value, 1e-9 * std::abs(value)) << row.selector;
-    EXPECT_NE(value, 0) << row.selector;
-  }
-  EXPECT_LT(Number(one, 70), 0);
-  EXPECT_GT(Number(one, 71), 0);
-}
-
 TEST(Expectation, TextsAndParameters) {
   OneMeter one("77:11:constant=250:serial=42:location=Цех 3:at=2026-11-23T13:26:00");
   one.Open();

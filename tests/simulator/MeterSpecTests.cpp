@@ -12,7 +12,9 @@ TEST(MeterSpec, ReadsEveryKey) {
   ASSERT_TRUE(
       ParseMeterSpec("12:8:password1=abc:password2=:serial=7:location=ПС-1:variant=00408B:ku=100:ki=20:offset_s=-600:"
                      "drift_ppm=50:channel_timeout_s=10:closed=each:busy=3:refuse=4:unknown=0811A1:silent=1:"
-                     "log_events=2:freeze=1:at=2026-11-22T10:00:05:seed=9",
+                     "log_events=2:freeze=1:at=2026-11-22T10:00:05:seed=9:dst=1:installed=2026-01-02T00:00:00:"
+                     "powercut=2026-11-20T10:10:00/2026-11-20T13:20:00:powercut=2026-11-21T00:00:00/2026-11-21T00:00:01:"
+                     "period=60:period2=4:period3=15:searchpolls=7",
                      spec, error))
       << error;
   EXPECT_EQ(spec.address, 12U);
@@ -32,6 +34,13 @@ TEST(MeterSpec, ReadsEveryKey) {
   EXPECT_EQ(spec.logEvents, 2U);
   EXPECT_EQ(spec.frozenAt, FromCivil({2026, 11, 22, 10, 0, 5}));
   EXPECT_EQ(spec.seed, 9U);
+  EXPECT_TRUE(spec.summerTime);
+  EXPECT_EQ(spec.installed, FromCivil({2026, 1, 2}));
+  ASSERT_EQ(spec.powerCuts.size(), 2U);
+  EXPECT_EQ(spec.powerCuts[0].from, FromCivil({2026, 11, 20, 10, 10}));
+  EXPECT_EQ(spec.powerCuts[0].to, FromCivil({2026, 11, 20, 13, 20}));
+  EXPECT_EQ(spec.profileMinutes, (std::array<std::uint8_t, 3>{60, 4, 15}));
+  EXPECT_EQ(spec.searchPolls, 7U);
 }
 
 TEST(MeterSpec, ErrorsNameTheKey) {
@@ -54,6 +63,12 @@ TEST(MeterSpec, ErrorsNameTheKey) {
       {"12:1:closed=always", "closed: \"always\" is not \"each\" or \"pause\""},
       {"12:1:at=2026-02-29T10:00:00:busy=2", "at: \"2026-02-29T10:00:00\" is not a time"},
       {"12:1:log_events=21", "log_events: \"21\" is not 0..20"},
+      {"12:1:installed=2023-12-31T23:00:00", "installed: \"2023-12-31T23:00:00\" is not a time"},
+      {"12:1:powercut=2026-11-20T10:10:00", "powercut: \"2026-11-20T10:10:00\" is not two times"},
+      {"12:1:powercut=2026-11-20T10:10:00/2026-11-20T10:10:00", "powercut: "},
+      {"12:1:period=45", "period: \"45\" is not 3, 4, 5"},
+      {"12:1:period=2", "period: \"2\" is not 3, 4, 5"},
+      {"12:1:period3=30", "period3: \"30\" is not 3, 4, 5"},
       {"12:2:ku=100", "ku: a single-phase meter has no transformers"},
   };
   for (const auto& row : rows) {

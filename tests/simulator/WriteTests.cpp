@@ -109,8 +109,9 @@ TEST(ClockWrites, OffsetAndDriftAdd) {
 TEST(ClockWrites, SeasonsComeUnlessInhibited) {
   const TimeZone berlin("CET-1CEST,M3.5.0,M10.5.0/3");
   constexpr std::int64_t kBeforeChange = 1792889999000;  // 2026-10-25 00:59:59 UTC, 02:59:59 summer time
-  for (const bool inhibited : {false, true}) {
-    OneMeter one("1:1");
+  for (const auto& [spec, inhibited] : {std::pair{"1:1", false}, {"1:1", true}, {"1:1:dst=1", false}, {"1:1:dst=1", true}}) {
+    SCOPED_TRACE(spec);
+    OneMeter one(spec);
     one.now = kBeforeChange;
     one.Open();
     EXPECT_EQ(one.Ask(inhibited ? "03 18 01" : "03 18 00"), "00");

@@ -1,0 +1,277 @@
+// Archives, profile memory and the search in it, asked by frames.
+#include <gtest/gtest.h>
+
+#include "simulator/HistoryExpectation.h"
+#include "tests/simulator/OneMeter.h"
+
+namespace ostrel::test {
+namespace {
+
+using sim::Energies;
+using sim::MeterTime;
+
+Energies EnergiesOf(const Bytes& data) {
+  Energies energies{};
+  for (std::size_t i = 0; i < 16 && i < data.size(); ++i) energies[i / 4] = energies[i / 4] << 8 | data[i];
+  return energies;
+}
+
+Energies operator+(Energies left, const Energies& right) {
+  for (std::size_t kind = 0; kind < 4; ++kind) left[kind] += right[kind];
+  return left;
+}
+
+Energies operator-(Energies left, const Energies& right) {
+  for (std::size_t kind = 0; kind < 4; ++kind) left[kind] -= right[kind];
+  return left;
+}
+
+class History : public OneMeter {
+ public:
+  explicit History(const std::string& spec) : OneMeter(spec + ":searchpolls=0") { Open(); }
+
+  Energies Read(const std::string& request) {
+    const Bytes answer = Hex(Ask(request));
+    EXPECT_EQ(answer.size(), 16U) << request;
+    return EnergiesOf(answer);
+  }
+
+  /// State and header address for hour, day, month and year in hex.
+  std::string Search(const std::string& hour, const std::string& start = "FF FF", const std::string& profile = "00",
+                     const std::string& period = "1E") {
+    EXPECT_EQ(Ask("03 28 " + profile + " " + start + " " + hour + " 00 " + period), "00") << hour;
+    const std::string result = Ask("08 18 00");
+    EXPECT_EQ(result.substr(2, 7), " 00 00 ") << hour;
+    return result.substr(0, 2) + result.substr(8);
+  }
+
+  std::string Memory(std::uint32_t address, const std::string& count = "08", const std::string& memory = "03") {
+    return Ask("06 " + memory + " " + ToHex(Bytes{static_cast<std::uint8_t>(address >> 8), static_cast<std::uint8_t>(address)}) +
+               " " + count);
+  }
+
+  /// All half-hours of a day from the hour 00 that is found for it; `hours` counts its blocks.
+  Energies SumOfDay(const std::string& date, int& hours) {
+    const Bytes found = Hex(Search("00 " + date));
+    std::uint32_t address = found[1] * 256U + found[2];
+    Energies sum{};
+    for (hours = 0; Memory(address).substr(3, 8) == date; ++hours, address += 24) {
+      const Bytes records = Hex(Memory(address + 8, "10"));
+      for (std::size_t i = 0; i < 16; i += 2) sum[i / 2 % 4] += (records[i] & 0x7FU) * 256U + records[i + 1];
+    }
+    return sum;
+  }
+};
+
+// Put into service at a midnight, half-hours: the hour h after it begins at 24 h. The ring of 8192 cells has 65536 bytes.
+TEST(ProfileMemory, HoursLieWhereTheRingHasThem) {
+  const std::string jan1 = "1:1:installed=2026-01-01T00:00:00:at=2026-04-25T00:10:00";
+  const std::string cut =
+      "1:1:installed=2026-11-20T00:00:00:at=2026-11-20T15:10:00:powercut=2026-11-20T10:10:00/2026-11-20T13:20:00";
+  const std::string autumn = "1:1:dst=1:installed=2026-10-24T00:00:00:at=2026-10-25T05:10:00";
+  const std::string spring = "1:1:dst=1:installed=2026-03-28T00:00:00:at=2026-03-29T05:10:00";
+  const struct {
+    std::string spec, hour, start, result;
+  } rows[] = {
+      {jan1, "18 24 04 26", "FF FF", "00 FF F0"},  // 2730 * 24
+      {jan1, "19 24 04 26", "12 34", "00 00 08"},  // 2731 * 24 - 65536
+      {jan1, "00 25 04 26", "FF FF", "00 00 80"},  // the running hour, number 2736
+      {jan1, "01 25 04 26", "FF FF", "02 FF FF"},
+      {jan1, "07 01 01 26", "FF FF", "00 00 A8"},  // the oldest of 2730 hours
+      {jan1, "06 01 01 26", "FF FF", "02 FF FF"},
+      {jan1, "18 24 04 25", "FF FF", "02 FF FF"},
+      {"1:3:installed=2026-01-01T00:00:00:at=2026-02-26T22:10:00", "21 26 02 26", "FF FF", "00 7F F8"},  // of 32768 bytes
+      {cut, "10 20 11 26", "FF FF", "00 00 F0"},
+      {cut, "11 20 11 26", "FF FF", "02 FF FF"},
+      {cut, "12 20 11 26", "00 F0", "02 FF FF"},
+      {cut, "13 20 11 26", "00 F0", "00 01 08"},
+      {autumn, "01 25 10 26", "FF FF", "00 02 58"},
+      {autumn, "02 25 10 26", "02 58", "00 02 70"},  // in summer time
+      {autumn, "02 25 10 26", "02 78", "00 02 88"},  // and in winter time
+      {autumn, "03 25 10 26", "FF FF", "00 02 A0"},
+      {spring, "01 29 03 26", "FF FF", "00 02 58"},
+      {spring, "02 29 03 26", "FF FF", "02 FF FF"},
+      {spring, "03 29 03 26", "FF FF", "00 02 70"},
+      {"1:1", "00 01 01 24", "FF FF", "02 FF FF"},
+  };
+  for (const auto& row : rows) {
+    History one(row.spec);
+    EXPECT_EQ(one.Search(row.hour, row.start), row.result) << row.spec << " " << row.hour;
+  }
+}
+
+TEST(ProfileMemory, HeadersAndRecordsSayWhatTheyAre) {
+  const std::string empty = "FF FF FF FF FF FF FF FF";
+  const std::string none = "80 00 80 00 80 00 80 00";
+  History ring("1:1:installed=2026-01-01T00:00:00:at=2026-04-25T00:10:00");
+  EXPECT_EQ(ring.Memory(0xFFF0), "18 24 04 26 01 1E 00 00");
+  EXPECT_EQ(ring.Memory(0xFFF8, "10"), ring.Memory(0xFFF8) + " " + ring.Memory(0x0000));
+  EXPECT_EQ(ring.Memory(0x0080), "00 25 04 26 01 1E 00 00");
+  EXPECT_GE(Hex(ring.Memory(0x0088))[0], 0x80);  // runs
+  EXPECT_EQ(ring.Memory(0x0090), empty);         // not begun
+  EXPECT_LT(Hex(ring.Memory(0x0098))[0], 0x80);  // of an hour whose header is overwritten
+  History small("1:3:installed=2026-01-01T00:00:00:at=2026-02-26T22:10:00");
+  EXPECT_EQ(small.Memory(0x8000), small.Memory(0x0000));
+  EXPECT_NE(small.Memory(0x0000), empty);
+  History young("1:1:installed=2026-11-20T00:00:00:at=2026-11-20T15:30:00:powercut=2026-11-20T10:10:00/2026-11-20T13:20:00");
+  EXPECT_GE(Hex(young.Memory(0x00F8))[0], 0x80);
+  EXPECT_NE(young.Memory(0x00F8), none);
+  EXPECT_EQ(young.Memory(0x0100), none);
+  EXPECT_GE(Hex(young.Memory(0x0110))[0], 0x80);
+  EXPECT_LT(Hex(young.Memory(0x0118))[0], 0x80);
+  EXPECT_LT(Hex(young.Memory(0x0140))[0], 0x80);  // just over
+  EXPECT_EQ(young.Memory(0x0148), empty);
+  EXPECT_EQ(young.Memory(0x0150), empty);
+  History seasons("1:1:dst=1:installed=2026-10-24T00:00:00:at=2026-10-25T05:10:00");
+  EXPECT_EQ(seasons.Memory(0x0270), "02 25 10 26 00 1E 00 00");
+  EXPECT_EQ(seasons.Memory(0x0288), "02 25 10 26 01 1E 00 00");
+}
+
+TEST(ProfileSearch, RunsAsLongAsItIsToldAndNamesItsProfile) {
+  OneMeter one("1:8:password2=abc:searchpolls=2:installed=2026-11-20T00:00:00:at=2026-11-20T15:10:00");
+  one.Open();
+  EXPECT_EQ(one.Ask("08 18 00"), "02 00 00 FF FF");
+  EXPECT_EQ(one.Ask("03 28 01 FF FF 03 20 11 26 00 03"), "00");
+  for (const char* result : {"11 00 00 FF FF", "11 00 00 FF FF", "10 00 00 01 F8", "10 00 00 01 F8"}) {
+    EXPECT_EQ(one.Ask("08 18 00"), result);
+  }
+  EXPECT_EQ(one.Ask("03 28 02 FF FF 03 20 11 26 00 3C"), "00");
+  for (const char* result : {"21 00 00 FF FF", "21 00 00 FF FF", "20 00 00 00 30"}) EXPECT_EQ(one.Ask("08 18 00"), result);
+}
+
+// Whatever is added up, no pulse is lost: through power cuts, on days of 23 and 25 hours, in the first year of a meter.
+TEST(Archives, AgreeWithEachOtherPulseByPulse) {
+  struct Case {
+    std::string keys, date;
+    int hours;
+  };
+  const Case cases[] = {
+      {":at=2026-11-20T10:40:00", "19 11 26", 24},
+      {":dst=1:at=2026-10-26T00:10:00", "25 10 26", 25},
+      {":dst=1:at=2026-03-30T00:10:00", "29 03 26", 23},
+      {":at=2026-11-20T10:40:00:powercut=2026-11-19T10:10:00/2026-11-19T13:20:00", "19 11 26", 22},
+      {":at=2026-11-20T10:40:00:installed=2026-11-12T08:00:00", "19 11 26", 24},
+  };
+  for (const sim::MeterType& type : sim::AllMeterTypes()) {
+    for (const Case& each : cases) {
+      SCOPED_TRACE(std::to_string(type.id) + each.keys);
+      History one("1:" + std::to_string(type.id) + each.keys);
+      int hours = 0;
+      const Energies yesterday = one.Read("05 50 00");
+      EXPECT_EQ(one.SumOfDay(each.date, hours), yesterday);
+      EXPECT_EQ(hours, each.hours);
+      EXPECT_NE(yesterday[0], 0U);
+      EXPECT_EQ(one.Read("0A 84 00 00 0F 00") - one.Read("0A 85 00 00 0F 00"), yesterday);
+      EXPECT_EQ(one.Read("05 00 03") - one.Read("0A 84 00 03 0F 00"), one.Read("05 40 03"));
+      EXPECT_EQ(one.Read("0A 83 03 02 0F 00") - one.Read("0A 83 02 02 0F 00"), one.Read("05 32 02"));
+      EXPECT_EQ(one.Read("0A 81 00 01 0F 00") - one.Read("0A 82 00 01 0F 00"), one.Read("05 20 01"));
+      EXPECT_EQ(one.Read("05 00 00") - one.Read("0A 81 00 00 0F 00"), one.Read("05 10 00"));
+    }
+  }
+}
+
+TEST(Archives, ReachAsFarAsTheTypeKeepsThem) {
+  History days("1:8:at=2026-11-01T00:10:00");
+  Energies sum{};
+  for (std::uint8_t day = 1; day <= 31; ++day) sum = sum + days.Read("0A 06 " + ToHex(Bytes{day}) + " 00 0F 00");
+  EXPECT_EQ(sum, days.Read("05 3A 00"));  // October
+  EXPECT_EQ(days.Read("0A 83 01 00 0F 00") - days.Read("0A 83 0D 00 0F 00"), days.Read("05 3D 00") + days.Read("05 3C 00"));
+  History before("1:8:at=2026-10-31T23:50:00");
+  EXPECT_NE(before.Read("0A 06 1F 00 0F 00"), days.Read("0A 06 1F 00 0F 00"));  // the 31st of August, until October's is over
+  EXPECT_EQ(before.Read("0A 06 1E 00 0F 00"), days.Read("0A 06 1E 00 0F 00"));
+  History young("1:6:at=2026-11-20T10:40:00:installed=2026-11-12T08:00:00");
+  for (const char* request :
+       {"05 20 00", "05 3A 00", "05 3D 00", "0A 83 0B 00 0F 00", "0A 81 00 00 0F 00", "0A 82 00 00 0F 00"}) {
+    EXPECT_EQ(young.Read(request), Energies{}) << request;
+  }
+}
+
+TEST(History, RefusesWhatTheMeterDoesNotKeep) {
+  OneMeter one("1:1:freeze=1");
+  one.Open();
+  // Tariff, place, kinds, archive and month; day; memory and count; selector; hour, day, year, period, flag, profile, length.
+  const char* const requests[] = {
+      "0A 84 00 09 0F 00", "0A 84 01 00 0F 00", "0A 84 00 00 07 00", "0A 86 00 00 0F 00", "0A 83 0D 00 0F 00",
+      "0A 06 00 00 0F 00", "0A 06 20 00 0F 00", "06 04 00 00 08",    "06 09 00 00 08",    "06 03 00 00",
+  };
+  for (const char* request : requests) EXPECT_EQ(one.Ask(request), "01") << request;
+  const char* const searches[] = {
+      "00 FF FF 24 20 11 26 00 1E", "00 FF FF 10 31 11 26 00 1E", "00 FF FF 10 20 11 2A 00 1E",    "00 FF FF 10 20 11 26 00 3C",
+      "00 FF FF 10 20 11 26 01 1E", "02 FF FF 10 20 11 26 00 3C", "00 FF FF 10 20 11 26 00 1E 00",
+  };
+  for (const char* search : searches) EXPECT_EQ(one.Ask(std::string("03 28 ") + search), "01") << search;
+  EXPECT_EQ(one.Ask("08 18 01"), "01");
+  OneMeter noDays("1:6");
+  noDays.Open();
+  EXPECT_EQ(noDays.Ask("0A 06 01 00 0F 00"), "01");
+  EXPECT_EQ(OneMeter("1:1:powercut=2026-11-20T00:00:00/2026-11-20T11:00:00:freeze=1").Ask("00"), "");
+}
+
+// The oracle against the frames, decoded here by hand: constant 5000, so ten thousand pulses to the unit, and ku ki = 2000.
+TEST(HistoryExpectation, IsWhatTheFramesSay) {
+  History one("1:8:ku=100:ki=20:constant=5000:dst=1:at=2026-10-25T05:10:00");
+  const auto view = one.meter.View(one.now);
+  const auto date = [](int year, int month, int day) { return sim::FromCivil({.year = year, .month = month, .day = day}); };
+  const struct {
+    std::uint32_t tag;
+    MeterTime date;
+    std::string request;
+  } rows[] = {
+      {40000, date(2026, 10, 25), "0A 06 18 01 0F 00"},
+      {40034, date(2026, 9, 26), "0A 06 19 08 0F 00"},
+      {40044, date(2026, 10, 1), "05 39 00"},
+      {40062, date(2025, 11, 1), "05 3D 00"},
+      {40098, date(2026, 1, 1), "05 20 00"},
+      {40128, date(2026, 10, 25), "0A 84 00 00 0F 00"},
+      {40137, date(2026, 10, 24), "0A 85 00 00 0F 00"},
+      {40164, date(2025, 10, 1), "0A 83 0D 00 0F 00"},
+      {40191, date(2025, 11, 1), "0A 83 0B 00 0F 00"},
+      {40219, date(2026, 1, 1), "0A 81 00 01 0F 00"},
+      {40218, date(2025, 1, 1), "0A 82 00 00 0F 00"},
+  };
+  for (const auto& row : rows) {
+    const std::uint32_t place = row.tag < 40120 ? row.tag - 40000 : row.tag - 40120;
+    const auto expected = sim::ExpectedArchive(view, row.tag, row.date);
+    ASSERT_TRUE(expected) << row.tag;
+    EXPECT_DOUBLE_EQ(*expected, one.Read(row.request)[place % 36 / 9] / 10000.0 * 2000) << row.tag;
+  }
+  const std::pair<std::uint32_t, MeterTime> notKept[] = {
+      {40000, date(2026, 9, 25)}, {40000, date(2026, 10, 26)}, {40036, date(2025, 10, 1)}, {40036, date(2026, 10, 2)},
+      {40072, date(2025, 1, 1)},  {40120, date(2026, 10, 23)}, {40156, date(2025, 9, 1)},  {40192, date(2024, 1, 1)},
+      {40108, date(2026, 10, 1)}, {40228, date(2026, 10, 1)},
+  };
+  for (const auto& [tag, time] : notKept) EXPECT_FALSE(sim::ExpectedArchive(view, tag, time)) << tag << " " << time;
+}
+
+// Three-minute records from before the change to winter time up to the running one, with a power cut in between.
+TEST(HistoryExpectation, KnowsEveryRecordOfTheProfile) {
+  History one(
+      "1:8:ku=100:constant=5000:dst=1:installed=2026-10-24T00:00:00:at=2026-10-25T05:10:00:"
+      "powercut=2026-10-25T03:10:00/2026-10-25T04:59:00");
+  const auto view = one.meter.View(one.now);
+  constexpr std::uint32_t kReactive = 40114;  // additional profile, Q+
+  std::vector<MeterTime> times = sim::ExpectedProfileTimes(view, kReactive, {view.now - 5 * sim::kHour, view.now + sim::kHour});
+  // 01:12 to 03:00, the hour 02 twice; the hours 03 and 04, both with some minutes of power; four of the hour 05.
+  ASSERT_EQ(times.size(), 57U + 40U + 4U);
+  EXPECT_EQ(view.wall.Shown(times.front()), sim::FromCivil({2026, 10, 25, 1, 12}));
+  EXPECT_EQ(times.back(), view.now + 120);
+  std::size_t whole = 0;
+  for (const MeterTime end : times) {
+    const std::int64_t fromFirst = end - 180 - sim::FromCivil({2026, 10, 23, 23});  // winter time
+    const std::int64_t address = fromFirst / sim::kHour * 168 + fromFirst % sim::kHour / 180 * 8 + 8;
+    const Bytes record = Hex(one.Memory(static_cast<std::uint32_t>(address), "08", "08"));
+    const auto expected = sim::ExpectedProfile(view, kReactive, end);
+    ASSERT_TRUE(expected) << end;
+    EXPECT_EQ(expected->whole, record[4] < 0x80) << end;
+    EXPECT_DOUBLE_EQ(expected->value, ((record[4] & 0x7F) * 256 + record[5]) / 10000.0 * 20 * 100) << end;
+    whole += expected->whole ? 1 : 0;
+  }
+  EXPECT_EQ(whole, times.size() - 37 - 1);  // 03:09 to 05:00 and the running one
+  EXPECT_DOUBLE_EQ(
+      sim::ExpectedEnergy(view, 0, 0, {sim::FromCivil({2026, 10, 25, 3, 12}), sim::FromCivil({2026, 10, 25, 4, 55})}), 0);
+  EXPECT_FALSE(sim::ExpectedProfile(view, 40120, view.now));
+  EXPECT_FALSE(sim::ExpectedProfile(view, kReactive, view.now + 300));
+}
+
+}  // namespace
+}  // namespace ostrel::test
