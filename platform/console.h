@@ -23,6 +23,9 @@ struct TerminalSize {
 [[nodiscard]] bool OutputIsTerminal();
 [[nodiscard]] TerminalSize OutputSize();
 
+/// Whether standard error is a terminal that a line can be redrawn on.
+[[nodiscard]] bool ErrorIsTerminal();
+
 /// Lines of standard input, without stopping for them.
 class LineInput {
  public:

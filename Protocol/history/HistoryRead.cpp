@@ -92,16 +92,16 @@ void ServeFromCache(CProtocol& protocol, const HistoryItem& item, const FILETIME
 
 }  // namespace
 
-std::uint32_t STDMETHODCALLTYPE CProtocol::ReadHistoryValue(std::uint32_t meterType, const HistoryItem* item, FILETIME time,
-                                                            HistoryValue* value) {
-  if (item == nullptr || value == nullptr) return 0;
+std::uint32_t STDMETHODCALLTYPE CProtocol::ReadHistoryValue(std::uint32_t meterType, const HistoryItem* item,
+                                                            const FILETIME* time, HistoryValue* value) {
+  if (item == nullptr || time == nullptr || value == nullptr) return 0;
   const auto found = HistoryClassMap.find(item->TagId);
   SYSTEMTIME asked{};
-  if (found == HistoryClassMap.end() || !platform::FileTimeToFields(time, asked)) return 1;
+  if (found == HistoryClassMap.end() || !platform::FileTimeToFields(*time, asked)) return 1;
   if (Device(item->DeviceIndex) == nullptr) return 0;
   const ProfileClass* const profile = FindProfileClass(found->second);
   if (profile == nullptr) return ReadEnergy(*this, meterType, *item, found->second, asked, *value);
-  if (Contains(profile->read, meterType)) ServeFromCache(*this, *item, time, *value);
+  if (Contains(profile->read, meterType)) ServeFromCache(*this, *item, *time, *value);
   return 1;
 }
 

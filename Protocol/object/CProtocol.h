@@ -55,7 +55,7 @@ class CProtocol : public IProtocol, public IBrowser, public IEnumTypes {
   std::int32_t STDMETHODCALLTYPE AddDevice(const DeviceEntry* config) override;
   void STDMETHODCALLTYPE RemoveDevice(std::int32_t index) override;
   void STDMETHODCALLTYPE AddTag(std::uint32_t device, CDeviceTag* tag) override;
-  std::uint32_t STDMETHODCALLTYPE ReadHistoryValue(std::uint32_t meterType, const HistoryItem* item, FILETIME time,
+  std::uint32_t STDMETHODCALLTYPE ReadHistoryValue(std::uint32_t meterType, const HistoryItem* item, const FILETIME* time,
                                                    HistoryValue* value) override;
   std::int32_t STDMETHODCALLTYPE GetHistoryInterval(std::uint32_t tagId, std::uint32_t device, std::uint32_t* period) override;
   std::uint32_t STDMETHODCALLTYPE GetHistoryDepth(std::uint32_t meterType, std::uint32_t tagId) override;

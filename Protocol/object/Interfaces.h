@@ -30,7 +30,7 @@ struct IProtocol : IUnknown {
   /// Slot 6. The tag belongs to the plug-in from here on, also when its meter is removed. Null and an index outside the table do nothing.
   virtual void STDMETHODCALLTYPE AddTag(std::uint32_t device, CDeviceTag* tag) = 0;
   /// Slot 7. One archived value. Structures go by pointer in every slot, so that the bytes of arguments that the callee takes
-  /// from a 32-bit stack are the same whatever compiler the host comes from. Null gives 1 with nothing written.
+  /// from a 32-bit stack are the same whatever compiler the host comes from. Null gives 0 with nothing written.
   virtual std::uint32_t STDMETHODCALLTYPE ReadHistoryValue(std::uint32_t meterType, const HistoryItem* item, const FILETIME* time,
                                                            HistoryValue* value) = 0;
   /// Slot 8. 2 day, 3 month, 4 year, 0 profile with its minutes in `period`, -1 otherwise.

@@ -109,7 +109,7 @@ void Channel::ApplySettings() {
 void Channel::AddMeter(const MeterConfig& config, const std::vector<MeterType>& types) {
   Meter meter{.config = config, .type = TypeOf(types, config), .index = 0, .tags = {}, .selected = {}};
   const std::vector<TagDefinition> definitions = ReadTagDefinitions(*protocol_, meter.type.id, kBranchDa);
-  meter.selected = SelectedTags(definitions, config);
+  if (config.polled) meter.selected = SelectedTags(definitions, config);
   const DeviceConfig record = MakeDeviceConfig(config, meter.type.id);
   meter.index = static_cast<std::uint32_t>(protocol_->AddDevice(&record));
   for (const TagDefinition& definition : definitions) {

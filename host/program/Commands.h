@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,18 @@ struct WriteOptions {
   std::string value;
 };
 
+struct HistoryOptions {
+  CommonOptions common;
+  std::string meter;
+  std::vector<std::string> tags;
+  std::optional<std::uint32_t> tariff;  // in place of the one that the tag's name tells
+  std::string from;                     // of the meter's wall clock; empty: the default of the tag's kind
+  std::string to;
+  std::string format = "table";
+  bool allTags = false;
+  std::string csvFolder;
+};
+
 struct TagsOptions {
   CommonOptions common;
   std::string type;  // id or display name
@@ -57,6 +70,7 @@ struct DemoOptions {
 [[nodiscard]] ExitCode CommandRun(const RunOptions& options);
 [[nodiscard]] ExitCode CommandRead(const ReadOptions& options);
 [[nodiscard]] ExitCode CommandWrite(const WriteOptions& options);
+[[nodiscard]] ExitCode CommandHistory(const HistoryOptions& options);
 [[nodiscard]] ExitCode CommandTypes(const CommonOptions& options);
 [[nodiscard]] ExitCode CommandTags(const TagsOptions& options);
 [[nodiscard]] ExitCode CommandExchange(const ExchangeOptions& options);

@@ -34,6 +34,7 @@ struct MeterConfig {
   std::uint32_t failHoldSeconds = 60;
   bool exchange = true;
   std::vector<PlacedText> tags;  // names, ids or wildcards; empty: every tag of the type
+  bool polled = true;            // false for a command that reads no current data: no tag is in use
 };
 
 struct ChannelConfig {

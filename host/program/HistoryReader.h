@@ -26,8 +26,8 @@ enum class HistoryKind : std::uint8_t { Day, Month, Year, Profile };
 struct HistoryTag {
   TagDefinition definition;
   HistoryKind kind = HistoryKind::Day;
-  std::uint8_t tariff = 0;    // 1..8, 0 for the sum; energies only
-  const char* unit = "";      // "kWh", "kvarh", "kW", "kvar"
+  std::uint8_t tariff = 0;          // 1..8, 0 for the sum; energies only
+  const char* unit = "";            // "kWh", "kvarh", "kW", "kvar"
   std::uint32_t periodMinutes = 0;  // of a profile, once it is listed
 };
 

@@ -76,6 +76,20 @@ std::string WriteJson(const WriteReport& report) {
   return Dump(json);
 }
 
+std::string HistoryJson(const std::string& meter, const HistoryTag& tag, const HistoryRecord& record) {
+  Json json;
+  json["event"] = "history";
+  json["meter"] = meter;
+  json["id"] = tag.definition.id;
+  json["tag"] = tag.definition.name;
+  json["time"] = WallTimeText(record.time);
+  json["value"] = nullptr;
+  if (record.value && tag.definition.DataType() == VT_R8 && std::isfinite(*record.value)) json["value"] = *record.value;
+  if (record.value && tag.definition.DataType() != VT_R8) json["value"] = NumberJson(static_cast<float>(*record.value));
+  json["quality"] = record.quality;
+  return Dump(json);
+}
+
 std::string TypeJson(const MeterType& type) {
   Json json;
   json["event"] = "type";

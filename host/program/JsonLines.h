@@ -6,6 +6,7 @@
 #include "host/program/Channel.h"
 #include "host/program/ClientWrite.h"
 #include "host/program/EventLog.h"
+#include "host/program/HistoryReader.h"
 
 namespace ostrel::host {
 
@@ -14,6 +15,7 @@ namespace ostrel::host {
 [[nodiscard]] std::string PassJson(const std::string& channel, const PassReport& report);
 [[nodiscard]] std::string LogJson(const LogLine& line);
 [[nodiscard]] std::string WriteJson(const WriteReport& report);
+[[nodiscard]] std::string HistoryJson(const std::string& meter, const HistoryTag& tag, const HistoryRecord& record);
 [[nodiscard]] std::string TypeJson(const MeterType& type);
 /// `branch` is kBranchDa or kBranchHda.
 [[nodiscard]] std::string TagDefinitionJson(std::uint32_t branch, const TagDefinition& tag);

@@ -26,6 +26,7 @@ class CommandLine {
   void AddConfig(CLI::App* app, CommonOptions& common);
   void AddPolling();
   void AddQuestions();
+  void AddHistory();
   void AddBrowsing();
 
   CLI::App app_{"Polls electricity meters through the protocol plug-in."};
@@ -34,6 +35,7 @@ class CommandLine {
   ReadOptions read_;
   WriteOptions write_;
   CommonOptions types_;
+  HistoryOptions history_;
   TagsOptions tags_;
   ExchangeOptions exchange_;
   CommonOptions check_;
@@ -44,6 +46,7 @@ CommandLine::CommandLine() {
   app_.require_subcommand(1);
   AddPolling();
   AddQuestions();
+  AddHistory();
   AddBrowsing();
 }
 
@@ -90,6 +93,24 @@ void CommandLine::AddQuestions() {
   exchange->add_option("HEX", exchange_.hex, "bytes from the address on, without the check")->required();
 
   AddConfig(Add("check", "open the ports and ask each meter", check_, [this] { return CommandCheck(check_); }), check_);
+}
+
+void CommandLine::AddHistory() {
+  CLI::App* const history =
+      Add("history", "archives and load profiles of a meter", history_.common, [this] { return CommandHistory(history_); });
+  AddConfig(history, history_.common);
+  history->add_option("--meter", history_.meter, "the meter's name")->required();
+  history->add_option("TAG", history_.tags, "names, ids or wildcards of history tags");
+  history->add_option("--tariff", history_.tariff, "energies of this tariff, 0 for the sum; otherwise the one in the tag's name")
+      ->check(CLI::Range(0, 8));
+  history->add_option("--from", history_.from,
+                      "first time, as the meter's clock shows it; otherwise a profile's last day, or an archive's whole depth");
+  history->add_option("--to", history_.to, "the time before which it ends");
+  history->add_option("--format", history_.format, "how it is shown")
+      ->check(CLI::IsMember({"table", "csv", "json", "chart"}))
+      ->capture_default_str();
+  CLI::Option* const all = history->add_flag("--all-tags", history_.allTags, "every history tag that the meter's type has");
+  history->add_option("--csv", history_.csvFolder, "folder for a file of each tag")->needs(all);
 }
 
 void CommandLine::AddBrowsing() {

@@ -36,6 +36,8 @@ void PrepareConsole() { std::signal(SIGPIPE, SIG_IGN); }
 
 bool OutputIsTerminal() { return isatty(STDOUT_FILENO) != 0; }
 
+bool ErrorIsTerminal() { return isatty(STDERR_FILENO) != 0; }
+
 TerminalSize OutputSize() {
   winsize size = {};
   if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) return {};

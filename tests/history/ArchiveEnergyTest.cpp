@@ -236,7 +236,8 @@ TEST(ArchiveEnergy, DatesThatAreNone) {
   const HistoryItem item{.hostWord0_ = 0, .DeviceIndex = 0, .hostWord8_ = 0, .MeterType = 1, .TagId = 40000, .Tariff = 0};
   HistoryValue value{};
   history.TakeRequests();
-  EXPECT_EQ(1U, history.Protocol().ReadHistoryValue(1, &item, {0xFFFFFFFF, 0xFFFFFFFF}, &value));
+  const FILETIME unreadable = {0xFFFFFFFF, 0xFFFFFFFF};
+  EXPECT_EQ(1U, history.Protocol().ReadHistoryValue(1, &item, &unreadable, &value));
   EXPECT_EQ(0U, value.Quality);
   EXPECT_TRUE(history.TakeRequests().empty());
 }
@@ -249,14 +250,15 @@ TEST(ArchiveEnergy, BadArgumentsAreRejectedWithoutAWrite) {
   const FILETIME time = TimeAt("2026-11-22");
   for (const std::uint32_t tag : {40000U, 40108U, 40192U}) {
     item.TagId = tag;
-    EXPECT_EQ(0U, history.Protocol().ReadHistoryValue(1, &item, time, &value)) << tag;
+    EXPECT_EQ(0U, history.Protocol().ReadHistoryValue(1, &item, &time, &value)) << tag;
   }
   item.DeviceIndex = 0;
-  EXPECT_EQ(0U, history.Protocol().ReadHistoryValue(1, nullptr, time, &value));
-  EXPECT_EQ(0U, history.Protocol().ReadHistoryValue(1, &item, time, nullptr));
+  EXPECT_EQ(0U, history.Protocol().ReadHistoryValue(1, nullptr, &time, &value));
+  EXPECT_EQ(0U, history.Protocol().ReadHistoryValue(1, &item, &time, nullptr));
+  EXPECT_EQ(0U, history.Protocol().ReadHistoryValue(1, &item, nullptr, &value));
   for (const std::uint32_t tag : {0U, 39999U, 40228U}) {
     item.TagId = tag;
-    EXPECT_EQ(1U, history.Protocol().ReadHistoryValue(1, &item, time, &value)) << tag;
+    EXPECT_EQ(1U, history.Protocol().ReadHistoryValue(1, &item, &time, &value)) << tag;
   }
   EXPECT_EQ(kUntouchedWord, value.Quality);
   EXPECT_TRUE(history.TakeRequests().empty());

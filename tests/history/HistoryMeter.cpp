@@ -160,7 +160,8 @@ HistoryChannel::Reading HistoryChannel::Read(std::uint32_t tagId, std::string_vi
       .hostWord0_ = 0, .DeviceIndex = device, .hostWord8_ = 0, .MeterType = type, .TagId = tagId, .Tariff = tariff};
   Reading reading;
   std::memset(static_cast<void*>(&reading.value), kUntouched, sizeof reading.value);
-  reading.result = Protocol().ReadHistoryValue(type, &item, TimeAt(time), &reading.value);
+  const FILETIME asked = TimeAt(time);
+  reading.result = Protocol().ReadHistoryValue(type, &item, &asked, &reading.value);
   return reading;
 }
 

@@ -107,7 +107,7 @@ HistoryValue Storm::Read(std::uint32_t device, std::uint32_t tag, const FILETIME
   const HistoryItem item{.hostWord0_ = 0, .DeviceIndex = device, .hostWord8_ = 0, .MeterType = 1, .TagId = tag, .Tariff = 0};
   HistoryValue value{};
   value.Quality = kUntouchedQuality;
-  EXPECT_EQ(1U, watched_->ReadHistoryValue(1, &item, time, &value));
+  EXPECT_EQ(1U, watched_->ReadHistoryValue(1, &item, &time, &value));
   ++operations_;
   return value;
 }

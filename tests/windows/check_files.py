@@ -21,10 +21,10 @@ MODULES = ("OstrelProtocol.dll", "TavrinDAServer.dll")
 SYSTEM_DLLS = {"advapi32", "kernel32", "msvcrt", "mswsock", "ole32", "oleaut32", "user32", "ws2_32"}
 TYPE_STRING, TYPE_VERSION = 6, 16
 
-# Bytes of arguments behind the object pointer; 4 each, FILETIME by value 8.
+# Bytes of arguments behind the object pointer, 4 each.
 UNKNOWN = [("QueryInterface", 8), ("AddRef", 0), ("Release", 0)]
 PROTOCOL = UNKNOWN + [
-    ("GetChannel", 0), ("AddDevice", 4), ("RemoveDevice", 4), ("AddTag", 8), ("ReadHistoryValue", 20),
+    ("GetChannel", 0), ("AddDevice", 4), ("RemoveDevice", 4), ("AddTag", 8), ("ReadHistoryValue", 16),
     ("GetHistoryInterval", 12), ("GetHistoryDepth", 8), ("GetHistoryTimestamps", 24), ("CheckHistoryTimestamp", 16),
     ("Stop", 0), ("Start", 0), ("SignalStop", 0), ("SetPortSettings", 8), ("LockExchange", 0), ("UnlockExchange", 0),
     ("Lock", 0), ("Unlock", 0), ("LockPoll", 0), ("UnlockPoll", 0), ("TransmitAndRecieve", 20), ("CanPollDevice", 4)]
