@@ -1,4 +1,5 @@
-// ostrel-host demo: three simulated meters, polled and shown for a few seconds, with one write and a clock correction.
+// ostrel-host demo: three simulated meters, polled and shown for a few seconds, with one write, a clock correction
+// and a day of load.
 #include <fmt/format.h>
 
 #include <optional>
@@ -7,9 +8,13 @@
 #include "host/program/ClientWrite.h"
 #include "host/program/Commands.h"
 #include "host/program/DemoLine.h"
+#include "host/program/HistoryOutput.h"
+#include "host/program/HistoryReader.h"
 #include "host/program/LiveTable.h"
 #include "host/program/Output.h"
+#include "host/program/ProgressBar.h"
 #include "host/program/Session.h"
+#include "host/program/TagSelection.h"
 #include "platform/clock.h"
 #include "platform/console.h"
 
@@ -18,6 +23,7 @@ namespace {
 
 constexpr const char* kWrittenTag = "LimitPowerWeekDay";
 constexpr const char* kWrittenValue = "5000";
+constexpr const char* kChartedTag = "P+ Profile Power";
 constexpr std::uint32_t kStepMs = 50;
 /// A slow machine may take so much longer until the write is through.
 constexpr std::uint32_t kPatienceMs = 60000;
@@ -82,6 +88,27 @@ class Demo {
   std::optional<WriteOutcome> outcome_;
 };
 
+/// The first meter's load of the last day.
+std::string DayChart(Session& session) {
+  Channel& channel = *session.Channels().front();
+  const Meter& meter = channel.Meters().front();
+  const auto definitions = ReadTagDefinitions(channel.Protocol(), meter.type.id, kBranchHda);
+  HistoryTag tag = DescribeHistoryTag(definitions[SelectTag(definitions, kChartedTag)], std::nullopt);
+  std::string chart;
+  const auto output = MakeHistoryOutput(HistoryFormat::Chart, platform::OutputIsTerminal() ? platform::OutputSize().columns : 80,
+                                        [&chart](std::string_view text) { chart += text; });
+  output->Begin(meter.config.name, tag);
+  ProgressBar progress;
+  progress.Begin(tag.definition.name);
+  const HistoryOutcome outcome =
+      HistoryReader(channel, meter)
+          .Read(
+              tag, std::nullopt, std::nullopt, [&](const HistoryRecord& record) { output->Add(tag, record); },
+              [&](std::size_t done, std::size_t expected) { progress.Show(done, expected); });
+  output->End();
+  return outcome == HistoryOutcome::Complete ? chart : "";
+}
+
 void WaitForEnd(Demo& demo, std::uint32_t seconds) {
   const std::uint32_t start = platform::TickCount();
   const std::uint32_t wantedMs = seconds * 1000;
@@ -97,7 +124,7 @@ void WaitForEnd(Demo& demo, std::uint32_t seconds) {
 ExitCode CommandDemo(const DemoOptions& options) {
   const Plugin plugin = Plugin::Load(options.common.module);
   const DemoLine line;
-  const std::unique_ptr<Output> output = MakeOutput(options);
+  std::unique_ptr<Output> output = MakeOutput(options);
   Session session(plugin, line.MakeConfig(), Session::Clocks::Keep);
   Demo demo(session, *output);
   session.Start(
@@ -107,8 +134,11 @@ ExitCode CommandDemo(const DemoOptions& options) {
       },
       0);
   WaitForEnd(demo, options.seconds);
+  const std::string chart = options.common.json ? "" : DayChart(session);
   session.Stop();
   demo.ShowEvents();
+  output.reset();
+  Print(chart);
   return demo.Outcome() == WriteOutcome::Accepted ? kExitDone : kExitUnanswered;
 }
 

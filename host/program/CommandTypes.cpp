@@ -68,4 +68,10 @@ ExitCode CommandTags(const TagsOptions& options) {
   return kExitDone;
 }
 
+ExitCode CommandRegister(const CommonOptions& options, bool enter) {
+  const std::string module = RegisterPlugin(options.module, enter);
+  fmt::print(stderr, "{} {}\n", module, enter ? "is registered" : "is not registered any more");
+  return kExitDone;
+}
+
 }  // namespace ostrel::host

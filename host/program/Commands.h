@@ -74,6 +74,7 @@ struct DemoOptions {
 [[nodiscard]] ExitCode CommandTypes(const CommonOptions& options);
 [[nodiscard]] ExitCode CommandTags(const TagsOptions& options);
 [[nodiscard]] ExitCode CommandExchange(const ExchangeOptions& options);
+[[nodiscard]] ExitCode CommandRegister(const CommonOptions& options, bool enter);
 [[nodiscard]] ExitCode CommandCheck(const CommonOptions& options);
 [[nodiscard]] ExitCode CommandDemo(const DemoOptions& options);
 

@@ -1,8 +1,11 @@
 #include "host/program/Plugin.h"
 
+#include <fmt/format.h>
+
 #include <utility>
 
 #include "host/program/Failure.h"
+#include "host/server/PlugInList.h"
 
 namespace ostrel::host {
 namespace {
@@ -22,13 +25,35 @@ platform::LoadedModule LoadDefault(std::string& path, std::string& error) {
   return platform::LoadedModule::Load(path, error);
 }
 
+platform::LoadedModule LoadModule(std::string& path) {
+  std::string error;
+  platform::LoadedModule module = path.empty() ? LoadDefault(path, error) : platform::LoadedModule::Load(path, error);
+  if (!module) throw Failure(kExitUsage, path + ": " + error);
+  return module;
+}
+
 }  // namespace
 
+Plugin Plugin::LoadRegistered(const std::string& module) {
+  auto thread = std::make_unique<platform::ComThread>();
+  IClassFactory* factory = nullptr;
+  const HRESULT result = platform::ClassFactoryOf(CLSID_Protocol, &factory);
+  if (FAILED(result)) {
+    throw Failure(kExitUsage,
+                  fmt::format("the registered plug-in {} cannot be loaded ({:#010x}); register it anew or give --module", module,
+                              static_cast<std::uint32_t>(result)));
+  }
+  Plugin plugin((ComPointer<IClassFactory>(factory)));
+  plugin.thread_ = std::move(thread);
+  return plugin;
+}
+
 Plugin Plugin::Load(const std::string& path) {
+  if (path.empty()) {
+    if (const auto listed = FindPlugIn(CLSID_Protocol)) return LoadRegistered(listed->Module);
+  }
   std::string file = path;
-  std::string error;
-  platform::LoadedModule module = path.empty() ? LoadDefault(file, error) : platform::LoadedModule::Load(file, error);
-  if (!module) throw Failure(kExitUsage, file + ": " + error);
+  platform::LoadedModule module = LoadModule(file);
   const auto getClassObject = reinterpret_cast<GetClassObject>(module.Symbol("DllGetClassObject"));
   if (getClassObject == nullptr) throw Failure(kExitUsage, file + ": has no DllGetClassObject");
   void* factory = nullptr;
@@ -47,6 +72,19 @@ ComPointer<IProtocol> Plugin::CreateProtocol() const {
   const HRESULT result = factory_->CreateInstance(nullptr, IID_IProtocol, &protocol);
   if (FAILED(result)) throw Failure(kExitUsage, "the plug-in cannot make a protocol object");
   return ComPointer<IProtocol>(static_cast<IProtocol*>(protocol));
+}
+
+std::string RegisterPlugin(const std::string& path, bool enter) {
+  std::string file = path;
+  const platform::LoadedModule module = LoadModule(file);
+  const char* const name = enter ? "DllRegisterServer" : "DllUnregisterServer";
+  const auto operation = reinterpret_cast<HRESULT(STDMETHODCALLTYPE*)()>(module.Symbol(name));
+  if (operation == nullptr) throw Failure(kExitUsage, fmt::format("{}: has no {}", file, name));
+  const HRESULT result = operation();
+  if (FAILED(result)) {
+    throw Failure(kExitUsage, fmt::format("{}: {} failed ({:#010x})", file, name, static_cast<std::uint32_t>(result)));
+  }
+  return file;
 }
 
 }  // namespace ostrel::host

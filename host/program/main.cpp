@@ -37,6 +37,7 @@ class CommandLine {
   CommonOptions types_;
   HistoryOptions history_;
   TagsOptions tags_;
+  CommonOptions register_;
   ExchangeOptions exchange_;
   CommonOptions check_;
   DemoOptions demo_;
@@ -52,7 +53,8 @@ CommandLine::CommandLine() {
 
 CLI::App* CommandLine::Add(const std::string& name, const std::string& what, CommonOptions& common, Command command) {
   CLI::App* const app = app_.add_subcommand(name, what);
-  app->add_option("--module", common.module, "the plug-in's module; otherwise beside this program or in ../lib");
+  app->add_option("--module", common.module,
+                  "the plug-in's module; otherwise the registered one, or the one beside this program");
   app->add_flag("--json", common.json, "one JSON object a line");
   app->final_callback([this, command = std::move(command)] { chosen_ = command; });
   return app;
@@ -120,6 +122,8 @@ void CommandLine::AddBrowsing() {
   tags->add_option("--branch", tags_.branch, "current data or history")
       ->check(CLI::IsMember({"da", "hda"}))
       ->capture_default_str();
+  Add("register", "enter the plug-in in the host's list", register_, [this] { return CommandRegister(register_, true); });
+  Add("unregister", "take it out of the list", register_, [this] { return CommandRegister(register_, false); });
 }
 
 int CommandLine::Run(int count, char** arguments) {

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -29,6 +30,8 @@ pid_t Launch(const std::string& program, const std::vector<std::string>& argumen
   const pid_t process = fork();
   if (process != 0) return process;
   Redirect(output, STDOUT_FILENO);
+  // What is registered on this computer is none of a test's business.
+  setenv("OSTREL_REGISTRY", (std::filesystem::path(output).parent_path() / "registry").c_str(), 1);
   Redirect(output + ".err", STDERR_FILENO);
   execv(pointers[0], pointers.data());
   _exit(127);
