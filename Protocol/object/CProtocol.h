@@ -99,8 +99,8 @@ class CProtocol : public IProtocol, public IBrowser, public IEnumTypes {
   platform::ThreadHandle PollThread = nullptr;
   std::atomic<std::uint32_t> Running{0};
   ChannelRecord Channel{};
-  platform::CriticalSection ExchangeLock;
-  platform::CriticalSection PollLock;
+  platform::FairSection ExchangeLock;
+  platform::FairSection PollLock;
   platform::CriticalSection HostLock;
   std::array<MeterTypeEntry, kMeterTypeCount> MeterTypes;
   std::uint32_t MeterTypeCount = kMeterTypeCount;
@@ -121,9 +121,9 @@ class CProtocol : public IProtocol, public IBrowser, public IEnumTypes {
   std::vector<AuxRecord*> RetiredAux;
   /// Held for a whole walk over a load profile, its requests included, so that one walk's search does not move the meter's
   /// header address under another's records. Taken before ExchangeLock.
-  platform::CriticalSection ProfileWalkLock;
+  platform::FairSection ProfileWalkLock;
   /// Guards ProfileCache with its owner, and the meters' profile stores and header addresses; never held across a request.
-  platform::CriticalSection ProfileDataLock;
+  platform::FairSection ProfileDataLock;
   /// Whose records ProfileCache holds; a record itself does not say its meter.
   ProfileCacheKey ProfileCacheOwner;
 

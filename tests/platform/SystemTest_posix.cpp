@@ -1,29 +1,13 @@
+// What is this system's own: where its modules lie, and a device that is always full.
 #include <gtest/gtest.h>
 
 #include <utility>
 
 #include "platform/module.h"
-#include "platform/thread.h"
+#include "platform/shared_file.h"
 
 namespace ostrel::platform {
 namespace {
-
-std::uint32_t NoteOwnId(void* argument) {
-  *static_cast<std::uint32_t*>(argument) = CurrentThreadId();
-  return 0;
-}
-
-TEST(Thread, RunsWithTheIdentifierThatStartGave) {
-  std::uint32_t id = 0;
-  std::uint32_t seenInside = 0;
-  const ThreadHandle thread = StartThread(NoteOwnId, &seenInside, id);
-  ASSERT_NE(thread, nullptr);
-  JoinThread(thread);
-  EXPECT_NE(id, 0u);
-  EXPECT_NE(id, CurrentThreadId());
-  EXPECT_EQ(seenInside, id);
-  JoinThread(nullptr);
-}
 
 TEST(Module, LoadsByPathAndFindsSymbols) {
   std::string error;
@@ -46,6 +30,13 @@ TEST(Module, AFailedLoadSaysWhichFile) {
 TEST(Module, ProgramAndModuleNames) {
   EXPECT_NE(ProgramPath().find("platform_tests"), std::string::npos) << ProgramPath();
   EXPECT_EQ(ModuleFileName("OstrelProtocol"), "libOstrelProtocol.so");
+}
+
+TEST(SharedFile, AFullDeviceIsTold) {
+  const FileHandle full = OpenSharedFile("/dev/full");
+  ASSERT_NE(full, kNoFile);
+  EXPECT_FALSE(AppendToSharedFile(full, "x"));
+  CloseSharedFile(full);
 }
 
 }  // namespace
