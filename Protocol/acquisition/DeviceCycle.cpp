@@ -6,6 +6,7 @@
 #include "Protocol/acquisition/TagReader.h"
 #include "Protocol/acquisition/TagSet.h"
 #include "Protocol/acquisition/TagWriter.h"
+#include "Protocol/link/LineGuard.h"
 #include "Protocol/model/TagCatalogue.h"
 #include "Protocol/object/CProtocol.h"
 #include "platform/clock.h"
@@ -14,17 +15,6 @@ namespace ostrel {
 namespace {
 
 constexpr std::uint32_t kPauseBeforeClockMs = 200;
-
-class [[nodiscard]] ExchangeGuard {
- public:
-  explicit ExchangeGuard(CProtocol& protocol) : protocol_(protocol) { protocol_.LockExchange(); }
-  ~ExchangeGuard() { protocol_.UnlockExchange(); }
-  ExchangeGuard(const ExchangeGuard&) = delete;
-  ExchangeGuard& operator=(const ExchangeGuard&) = delete;
-
- private:
-  CProtocol& protocol_;
-};
 
 bool IsPowerP(std::uint32_t number) {
   return number == kTagPowerPPhase1 || number == kTagPowerPPhase2 || number == kTagPowerPPhase3 || number == kTagPowerPSum;
@@ -46,7 +36,7 @@ bool AskTheSame(const CDeviceTag& left, const CDeviceTag& right) {
 }
 
 void Write(CProtocol& protocol, CDeviceTag& tag, std::uint32_t device) {
-  const ExchangeGuard guard(protocol);
+  const LineGuard guard(protocol);
   WriteTag(protocol, tag, device);
 }
 
@@ -74,7 +64,7 @@ bool StillStands(const CProtocol& protocol, const ServedAnswer& answer, const CD
 
 /// Reads the tag with its own request; false when the meter did not answer.
 bool ReadOne(CProtocol& protocol, CDeviceTag& tag, std::uint32_t device, ServedAnswer& answer) {
-  const ExchangeGuard guard(protocol);
+  const LineGuard guard(protocol);
   const std::uint64_t before = protocol.AnswerSerial;
   if (ReadTag(protocol, &tag, Send::Request, device) == 0) return false;
   if (protocol.AnswerSerial != before) {
@@ -96,7 +86,7 @@ void ShareAnswer(CProtocol& protocol, std::uint32_t device, std::uint32_t positi
   for (std::uint32_t i = position + 1; i < protocol.Device(device)->Tags.Size() && protocol.Running != 0; ++i) {
     CDeviceTag& tag = *protocol.Device(device)->Tags[i];
     if (tag.Updated != 0 || IsFirstLogRecord(tag.TagNumber) || !AskTheSame(served, tag) || !SameFamily(served, tag)) continue;
-    const ExchangeGuard guard(protocol);
+    const LineGuard guard(protocol);
     if (StillStands(protocol, answer, tag)) ReadTag(protocol, &tag, Send::DecodeOnly, device);
   }
 }
@@ -155,17 +145,16 @@ void FillInfoTag(CProtocol& protocol, CDeviceTag& tag, std::uint32_t number, std
 class InfoTag final : public CDeviceTag {};
 
 bool ReadInfoTag(CProtocol& protocol, std::uint32_t device, std::uint32_t number) {
+  const LineGuard guard(protocol);
   const DeviceEntry* const entry = protocol.Device(device);
   if (entry == nullptr) return false;
   InfoTag tag;
   FillInfoTag(protocol, tag, number, entry->Address);
-  const ExchangeGuard guard(protocol);
   return ReadTag(protocol, &tag, Send::Request, device) != 0;
 }
 
 /// Neutral factors, so that nothing is scaled by what another connection read.
-void ForgetScaling(CProtocol& protocol, DeviceEntry& entry) {
-  const ExchangeGuard guard(protocol);
+void ForgetScaling(DeviceEntry& entry) {
   entry.VoltageFactor = 1.0F;
   entry.CurrentFactor = 1.0F;
   entry.VariantBytes[2] &= 0x0F;
@@ -174,7 +163,7 @@ void ForgetScaling(CProtocol& protocol, DeviceEntry& entry) {
 
 /// The clock's turn; false when it could not be read.
 bool CheckClock(CProtocol& protocol, std::uint32_t device) {
-  const ExchangeGuard guard(protocol);
+  const LineGuard guard(protocol);
   if (LoadFlag(protocol.Device(device)->ExchangeOn) == 0) return true;
   std::uint8_t answer[kClockAnswer] = {};
   if (ReadMeterClock(protocol, device, answer) == 0) return false;
@@ -225,10 +214,14 @@ std::uint32_t ServeTags(CProtocol& protocol, std::uint32_t device) {
 }
 
 std::uint32_t ReadDeviceInfo(CProtocol& protocol, std::uint32_t device) {
-  DeviceEntry* const entry = protocol.Device(device);
-  if (entry == nullptr) return 0;
-  const bool coefficients = HasCoefficients(entry->TypeId);
-  ForgetScaling(protocol, *entry);
+  bool coefficients = true;
+  {
+    const LineGuard guard(protocol);
+    DeviceEntry* const entry = protocol.Device(device);
+    if (entry == nullptr) return 0;
+    coefficients = HasCoefficients(entry->TypeId);
+    ForgetScaling(*entry);
+  }
   for (const std::uint32_t number : kInfoTags) {
     if (number != kTagMeterType && !coefficients) continue;
     if (!ReadInfoTag(protocol, device, number)) return 0;
@@ -241,7 +234,7 @@ std::uint32_t RunDeviceCycle(CProtocol& protocol, std::uint32_t device) {
   if (protocol.CanPollDevice(device) == 0) return 1;
   platform::Sleep(protocol.PauseAfterError);
   {
-    const ExchangeGuard guard(protocol);
+    const LineGuard guard(protocol);
     ClearUpdated(protocol, device);
   }
   if (!ReadInfoOnce(protocol, device)) return 0;

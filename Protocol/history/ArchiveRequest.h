@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 
 namespace ostrel {
@@ -15,7 +16,18 @@ struct MeterRef {
   std::uint32_t address;
 };
 
-/// The meter's record as long as it is the one that was meant, else null. Not to be kept across a request.
+/// What an operation looks at before its first request.
+struct MeterState {
+  MeterRef meter;
+  bool exchangeOn;
+  bool infoRead;
+};
+
+/// The meter at a place of the device table as it stands now, taken under ExchangeLock: another thread may be changing the table.
+[[nodiscard]] std::optional<MeterState> LookAtMeter(CProtocol& protocol, std::uint32_t device);
+
+/// The meter's record as long as it is the one that was meant, else null. Not to be kept across a request. The
+/// caller holds ExchangeLock or ProfileDataLock, both of which a change of the device table takes.
 [[nodiscard]] DeviceEntry* FindMeter(CProtocol& protocol, const MeterRef& meter);
 
 /// Sends the bytes that stand between address and check, at most 16; true when `answer` was filled with a valid frame of

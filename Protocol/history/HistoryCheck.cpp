@@ -24,8 +24,8 @@ std::uint32_t CheckEnergy(RecordTimes times, FILETIME& time) {
 std::uint32_t STDMETHODCALLTYPE CProtocol::CheckHistoryTimestamp(std::uint32_t meterType, std::uint32_t tagId,
                                                                  std::uint32_t device, FILETIME* time) {
   if (time == nullptr) return 0;
-  DeviceEntry* const entry = Device(device);
-  if (entry == nullptr || LoadFlag(entry->ExchangeOn) == 0) return 0;
+  const auto state = LookAtMeter(*this, device);
+  if (!state || !state->exchangeOn) return 0;
   const auto found = HistoryClassMap.find(tagId);
   if (found == HistoryClassMap.end()) return 0;
   SYSTEMTIME clock{};

@@ -60,7 +60,7 @@ std::uint32_t STDMETHODCALLTYPE CProtocol::GetHistoryDepth(std::uint32_t meterTy
 
 std::int32_t STDMETHODCALLTYPE CProtocol::GetHistoryInterval(std::uint32_t tagId, std::uint32_t device, std::uint32_t* period) {
   const auto found = HistoryClassMap.find(tagId);
-  if (found == HistoryClassMap.end() || Device(device) == nullptr) return kIntervalUnknown;
+  if (found == HistoryClassMap.end() || !LookAtMeter(*this, device)) return kIntervalUnknown;
   if (const auto step = EnergyStep(found->second)) return EnergyInterval(*step);
   const ProfileClass* const row = FindProfileClass(found->second);
   return row != nullptr ? ProfileInterval(*this, device, row->profile, period) : kIntervalUnknown;

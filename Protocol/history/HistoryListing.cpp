@@ -6,6 +6,7 @@
 #include "Protocol/history/ProfileTimes.h"
 #include "Protocol/history/ProfileWalk.h"
 #include "Protocol/history/RecordTimes.h"
+#include "Protocol/link/LineGuard.h"
 #include "Protocol/object/CProtocol.h"
 
 namespace ostrel {
@@ -13,11 +14,12 @@ namespace {
 
 /// The meter's factors and constant, read once after each connection, by whoever needs them first.
 bool KnowMeter(CProtocol& protocol, std::uint32_t device) {
-  DeviceEntry* entry = protocol.Device(device);
-  if (entry == nullptr) return false;
-  if (LoadFlag(entry->InfoRead) != 0) return true;
+  const auto before = LookAtMeter(protocol, device);
+  if (!before) return false;
+  if (before->infoRead) return true;
   if (ReadDeviceInfo(protocol, device) == 0) return false;
-  entry = protocol.Device(device);
+  const LineGuard guard(protocol);
+  DeviceEntry* const entry = FindMeter(protocol, before->meter);
   if (entry == nullptr) return false;
   StoreFlag(entry->InfoRead, 1);
   return true;
@@ -69,9 +71,8 @@ std::uint32_t STDMETHODCALLTYPE CProtocol::GetHistoryTimestamps(std::uint32_t me
                                                                 TimestampList* list) {
   if (start == nullptr || end == nullptr || list == nullptr) return 0;
   const std::uint32_t depth = GetHistoryDepth(meterType, tagId);
-  DeviceEntry* const entry = Device(device);
-  if (entry == nullptr || LoadFlag(entry->ExchangeOn) == 0) return 0;
-  const MeterRef meter{.device = device, .address = entry->Address};
+  const auto state = LookAtMeter(*this, device);
+  if (!state || !state->exchangeOn) return 0;
   const auto found = HistoryClassMap.find(tagId);
   if (found == HistoryClassMap.end()) return 0;
   SYSTEMTIME clock{};
@@ -82,8 +83,13 @@ std::uint32_t STDMETHODCALLTYPE CProtocol::GetHistoryTimestamps(std::uint32_t me
   }
   const ProfileClass* const row = FindProfileClass(found->second);
   if (row == nullptr || !Contains(row->listed, meterType)) return 1;
-  const ProfileInterval interval{
-      .meter = meter, .meterType = meterType, .tagId = tagId, .profile = row->profile, .period = 0, .start = {}, .end = {}};
+  const ProfileInterval interval{.meter = state->meter,
+                                 .meterType = meterType,
+                                 .tagId = tagId,
+                                 .profile = row->profile,
+                                 .period = 0,
+                                 .start = {},
+                                 .end = {}};
   return ListProfile(*this, interval, *start, *end, *list);
 }
 

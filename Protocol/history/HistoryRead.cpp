@@ -59,9 +59,8 @@ std::uint32_t AskEnergy(CProtocol& protocol, const MeterRef& meter, const Energy
   return 1;
 }
 
-std::uint32_t ReadEnergy(CProtocol& protocol, std::uint32_t meterType, const HistoryItem& item, std::uint32_t historyClass,
-                         const SYSTEMTIME& asked, HistoryValue& value) {
-  const MeterRef meter{.device = item.DeviceIndex, .address = protocol.Device(item.DeviceIndex)->Address};
+std::uint32_t ReadEnergy(CProtocol& protocol, const MeterRef& meter, std::uint32_t meterType, const HistoryItem& item,
+                         std::uint32_t historyClass, const SYSTEMTIME& asked, HistoryValue& value) {
   EnergyContext context{};
   if (!ReadEnergyContext(protocol, item, context)) return 0;
   FILETIME today{};
@@ -98,9 +97,10 @@ std::uint32_t STDMETHODCALLTYPE CProtocol::ReadHistoryValue(std::uint32_t meterT
   const auto found = HistoryClassMap.find(item->TagId);
   SYSTEMTIME asked{};
   if (found == HistoryClassMap.end() || !platform::FileTimeToFields(*time, asked)) return 1;
-  if (Device(item->DeviceIndex) == nullptr) return 0;
+  const auto state = LookAtMeter(*this, item->DeviceIndex);
+  if (!state) return 0;
   const ProfileClass* const profile = FindProfileClass(found->second);
-  if (profile == nullptr) return ReadEnergy(*this, meterType, *item, found->second, asked, *value);
+  if (profile == nullptr) return ReadEnergy(*this, state->meter, meterType, *item, found->second, asked, *value);
   if (Contains(profile->read, meterType)) ServeFromCache(*this, *item, *time, *value);
   return 1;
 }

@@ -5,6 +5,7 @@
 #include "Protocol/history/CalendarTime.h"
 #include "Protocol/link/ExchangeEngine.h"
 #include "Protocol/link/Frame.h"
+#include "Protocol/link/LineGuard.h"
 #include "Protocol/model/DeviceEntry.h"
 #include "Protocol/object/CProtocol.h"
 
@@ -33,6 +34,7 @@ constexpr ParameterRequest kPeriodRequests[] = {
 
 template <std::size_t Length>
 bool Ask(CProtocol& protocol, std::uint32_t device, const ParameterRequest& request, std::array<std::uint8_t, Length>& answer) {
+  const LineGuard guard(protocol);
   const DeviceEntry* const entry = protocol.Device(device);
   if (entry == nullptr) return false;
   std::array<std::uint8_t, 6> frame{static_cast<std::uint8_t>(entry->Address)};

@@ -4,7 +4,7 @@
 //
 // Threads: the poll thread and the host's threads. Lock order: PollLock (device table and tag lists, one poll pass),
 // ProfileWalkLock (one load-profile listing, never taken by the poll thread), ExchangeLock (the line, one transaction), the
-// host's tag lock (values of tags). ProfileDataLock stands alone: nothing is taken or asked while it is held. A host does not
+// host's tag lock (values of tags). ProfileDataLock comes last: nothing is taken or asked while it is held. A host does not
 // list a profile while it holds ExchangeLock. The lock operations and TransmitAndRecieve are always called through the
 // object's table, so that a derived object sees them.
 #pragma once

@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "host/ports/FrameCheck.h"
 #include "platform/clock.h"
 
 namespace ostrel::host {
@@ -68,11 +69,12 @@ bool PortLine::Purge() {
 
 bool PortLine::Send(const std::uint8_t* bytes, std::size_t size) {
   if (Failed()) return false;
-  // The meter may yet answer the first copy, and then the second one, whatever is asked after it.
-  const bool again = std::equal(lastRequest_.begin(), lastRequest_.end(), bytes, bytes + size);
+  // Where the first copy got no answer, the meter may yet answer it, and then the second one, whatever is asked after it.
+  const bool again = !HasRightCheck(answer_) && std::equal(lastRequest_.begin(), lastRequest_.end(), bytes, bytes + size);
   if (again && !waited_ && !WaitForQuiet()) return false;
   lateAnswerPossible_ = again;
   lastRequest_.assign(bytes, bytes + size);
+  answer_.clear();
   if (options_.echo) awaitedEcho_ = lastRequest_;
   return stream_->Send(bytes, size);
 }
@@ -106,6 +108,7 @@ PortLine::Received PortLine::Receive(std::uint8_t* buffer, std::size_t wanted) {
     if (echoRight && !silent) count = Gather(buffer, wanted);
   }
   if (count == 0) lateAnswerPossible_ = true;
+  answer_.insert(answer_.end(), buffer, buffer + count);
   return {.count = count, .echoRight = echoRight};
 }
 

@@ -2,11 +2,12 @@
 // echo of an adapter is taken out.
 //
 // Answers carry no number. One that comes after its request was given up would be taken for the answer to the next
-// request, often of the same length, and a wrong value with good quality would be the result. The port knows nothing of
-// frames, so it goes by what it sees: after a read that brought nothing (the request is being given up, or the caller asked
-// for zero bytes because what came was spoiled), after a spoiled echo, when stale bytes turn up, and when the same request is
-// sent again, the line has to be quiet for the late guard before anything more is sent. A read that brought a piece needs
-// no guard of its own: the caller reads on, and the read that then brings nothing raises it.
+// request, often of the same length, and a wrong value with good quality would be the result. The port knows no more of
+// frames than their check, so it goes by what it sees: after a read that brought nothing (the request is being given up, or
+// the caller asked for zero bytes because what came was spoiled), after a spoiled echo, when stale bytes turn up, and when a
+// request is sent again that was not answered by bytes with a right check, the line has to be quiet for the late guard before
+// anything more is sent. A request that was answered may be asked again at once: nothing more is on its way. A read that
+// brought a piece needs no guard of its own: the caller reads on, and the read that then brings nothing raises it.
 #pragma once
 
 #include <cstddef>
@@ -64,6 +65,7 @@ class PortLine {
   bool lateAnswerPossible_ = true;
   bool waited_ = false;  // the last purge waited for quiet
   std::vector<std::uint8_t> lastRequest_;
+  std::vector<std::uint8_t> answer_;  // what came since that request
   std::vector<std::uint8_t> awaitedEcho_;
 };
 

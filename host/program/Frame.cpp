@@ -8,7 +8,6 @@ namespace ostrel::host {
 namespace {
 
 constexpr std::size_t kLongestRequest = 254;
-constexpr std::size_t kCheckBytes = 2;
 
 int Digit(char character) {
   if (character >= '0' && character <= '9') return character - '0';
@@ -38,20 +37,5 @@ std::vector<std::uint8_t> ParseHex(const std::vector<std::string>& texts) {
 }
 
 std::string HexText(std::span<const std::uint8_t> bytes) { return fmt::format("{:02X}", fmt::join(bytes, " ")); }
-
-std::uint16_t FrameCheck(std::span<const std::uint8_t> bytes) {
-  std::uint32_t check = 0xFFFF;
-  for (const std::uint8_t byte : bytes) {
-    check ^= byte;
-    for (int bit = 0; bit < 8; ++bit) check = (check & 1U) != 0 ? (check >> 1U) ^ 0xA001U : check >> 1U;
-  }
-  return static_cast<std::uint16_t>(check);
-}
-
-bool HasRightCheck(std::span<const std::uint8_t> frame) {
-  if (frame.size() <= kCheckBytes) return false;
-  const std::uint16_t check = FrameCheck(frame.first(frame.size() - kCheckBytes));
-  return frame[frame.size() - 2] == (check & 0xFFU) && frame[frame.size() - 1] == check >> 8U;
-}
 
 }  // namespace ostrel::host

@@ -1,4 +1,4 @@
-// Frames as people write them: hexadecimal, with the check that meters ask for.
+// Frames as people write them: hexadecimal.
 #pragma once
 
 #include <cstdint>
@@ -6,14 +6,12 @@
 #include <string>
 #include <vector>
 
+#include "host/ports/FrameCheck.h"
+
 namespace ostrel::host {
 
 /// "0C 05 00" or "0C0500", in one text or several. Throws Failure (usage).
 [[nodiscard]] std::vector<std::uint8_t> ParseHex(const std::vector<std::string>& texts);
 [[nodiscard]] std::string HexText(std::span<const std::uint8_t> bytes);
-
-/// The check of a frame: CRC-16 with the reflected polynomial A001, begun with FFFF; sent low byte first.
-[[nodiscard]] std::uint16_t FrameCheck(std::span<const std::uint8_t> bytes);
-[[nodiscard]] bool HasRightCheck(std::span<const std::uint8_t> frame);
 
 }  // namespace ostrel::host

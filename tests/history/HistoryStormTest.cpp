@@ -168,5 +168,40 @@ TEST_F(Storm, FourHostThreadsAndThePollThread) {
   EXPECT_TRUE(channel_.LogLines().empty());
 }
 
+// The host adds and removes meters, as it does when its configuration changes, while others list and read.
+TEST_F(Storm, MetersComeAndGoMeanwhile) {
+  ASSERT_EQ(1U, watched_->Start());
+  std::atomic<bool> done{false};
+  std::vector<std::thread> clients;
+  for (int thread = 0; thread < 2; ++thread) clients.emplace_back([this, thread] { Client(thread); });
+  clients.emplace_back([this, &done] {
+    // The last meter is another one each time, or none: whatever comes back, nothing may break.
+    while (!done) {
+      FILETIME start = TimeAt("2026-11-22 01:30");
+      FILETIME end = TimeAt("2026-11-22 03:30");
+      TimestampList list{};
+      watched_->GetHistoryTimestamps(1, 40108, 2, &start, &end, &list);
+      HistoryValue value{};
+      const HistoryItem item{.hostWord0_ = 0, .DeviceIndex = 2, .hostWord8_ = 0, .MeterType = 1, .TagId = 40120, .Tariff = 0};
+      watched_->ReadHistoryValue(1, &item, &end, &value);
+    }
+  });
+  for (int change = 0; change < 200; ++change) {
+    watched_->LockPoll();
+    const std::uint32_t added = channel_.AddMeter(1 + static_cast<std::uint32_t>(change % 2), 1);
+    watched_->UnlockPoll();
+    std::this_thread::yield();
+    watched_->LockPoll();
+    watched_->RemoveDevice(static_cast<std::int32_t>(added));
+    watched_->UnlockPoll();
+  }
+  clients[0].join();
+  clients[1].join();
+  done = true;
+  clients[2].join();
+  watched_->Stop();
+  EXPECT_EQ(0, watched_->Faults());
+}
+
 }  // namespace
 }  // namespace ostrel::test
