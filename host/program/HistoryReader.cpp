@@ -41,6 +41,8 @@ WallInterval Clipped(WallInterval interval, std::uint32_t depth, std::uint32_t p
   return {.from = std::max(interval.from, std::min(oldest, interval.to)), .to = interval.to};
 }
 
+WallTime WholeMinute(WallTime time) { return time - time % kMinuteSeconds; }
+
 std::size_t RecordsOf(WallInterval interval, std::uint32_t periodMinutes) {
   if (interval.to <= interval.from) return 0;
   return static_cast<std::size_t>((interval.to - interval.from) / (periodMinutes * kMinuteSeconds));
@@ -69,9 +71,11 @@ HistoryOutcome HistoryReader::Read(HistoryTag& tag, const std::optional<WallTime
   std::uint32_t period = 0;
   if (channel_.Protocol().GetHistoryInterval(tag.definition.id, meter_.index, &period) != 0) return HistoryOutcome::Unanswered;
   tag.periodMinutes = period;
-  // The end is left out of a listing, and the record that ends right now belongs to the last day.
-  WallInterval interval{.from = 0, .to = to.value_or(ComputersWallTime() + kMinuteSeconds)};
-  interval.from = from.value_or(interval.to - kDaySeconds);
+  const WallTime now = WholeMinute(ComputersWallTime());
+  // The end is left out of a listing: with a second more the record that ends right now is in it.
+  WallInterval interval{.from = 0, .to = to.value_or(now + 1)};
+  // Listings begin with the whole minute, and days of one are put together here.
+  interval.from = WholeMinute(from.value_or(WholeMinute(interval.to) - kDaySeconds + kMinuteSeconds));
   const std::uint32_t depth = channel_.Protocol().GetHistoryDepth(meter_.type.id, tag.definition.id);
   return ReadProfile(tag, Clipped(interval, depth, period), sink, progress);
 }

@@ -1,0 +1,285 @@
+// History from the simulated meters' archives and profiles through a pseudo-terminal and the plug-in to ostrel-host's output.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <cmath>
+#include <numeric>
+
+#include "simulator/HistoryExpectation.h"
+#include "tests/end_to_end/Programs.h"
+#include "tests/model/TableFile.h"
+
+namespace ostrel::test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+constexpr std::uint32_t kTypes[] = {0, 1, 2, 3, 6, 7, 8, 11, 12};
+constexpr int kGood = 0x000400C0;
+constexpr int kBad = 0x00040000;
+
+std::string MeterTable(std::uint32_t type, const std::string& more = {}) {
+  return "[[channel.meter]]\nname = \"m\"\naddress = 1\ntype = " + std::to_string(type) + "\n" + more + "\n";
+}
+
+std::string MeterText(std::uint32_t type, const std::string& more = ":at=2026-11-20T10:40:00") {
+  const bool singlePhase = type == 2 || type == 12;
+  return "1:" + std::to_string(type) + more + (singlePhase ? "" : ":ku=100:ki=20");
+}
+
+/// Values by time of one tag.
+using Series = std::map<std::string, double>;
+
+struct History {
+  std::map<int, Series> tags;  // records with a value, by id
+  std::map<std::pair<int, std::string>, int> qualities;
+  int exitCode = -1;
+  std::string errors;
+};
+
+History Parsed(const HostRun& run) {
+  History history{.tags = {}, .qualities = {}, .exitCode = run.exitCode, .errors = run.errors};
+  for (const auto& event : run.events) {
+    if (event["event"] != "history") continue;
+    const int id = event["id"];
+    const std::string time = event["time"];
+    history.qualities[{id, time}] = event["quality"];
+    if (event["value"].is_number()) history.tags[id][time] = event["value"];
+  }
+  return history;
+}
+
+History Read(Bench& bench, std::vector<std::string> tags, const std::string& from, const std::string& to) {
+  std::vector<std::string> arguments = {"history", "--meter", "m", "--json", "--from", from, "--to", to};
+  arguments.insert(arguments.end(), tags.begin(), tags.end());
+  return Parsed(bench.Run(arguments));
+}
+
+/// A line with one meter that stands still, and a host for it.
+void Start(Bench& bench, std::uint32_t type, const std::string& more) {
+  bench.StartMeters({MeterText(type, more)});
+  bench.Configure("timeout_ms = 200", MeterTable(type));
+}
+
+sim::Meter ModelOf(const std::string& text) {
+  sim::MeterSpec spec;
+  std::string error;
+  EXPECT_TRUE(sim::ParseMeterSpec(text, spec, error)) << error;
+  return sim::Meter(spec, 1);
+}
+
+double Total(const Series& series) {
+  return std::accumulate(series.begin(), series.end(), 0.0, [](double sum, const auto& record) { return sum + record.second; });
+}
+
+/// What a float makes of some summands.
+void ExpectNear(double expected, double value, double summands, const std::string& what) {
+  EXPECT_NEAR(expected, value, std::fabs(expected) * 1.2e-7 * summands + 1e-9) << what;
+}
+
+std::set<int> HistoryTagsOf(std::uint32_t type) {
+  std::set<int> ids;
+  for (const TableRow& row : ReadTable("expected_support.tsv", 3)) {
+    if (row[0] != "hda" || row[1] != std::to_string(type)) continue;
+    for (const std::string& range : Split(row[2], ' ')) {
+      const auto ends = Numbers(range, '-');
+      for (std::uint32_t id = ends.front(); id <= ends.back(); ++id) ids.insert(static_cast<int>(id));
+    }
+  }
+  return ids;
+}
+
+/// How many records of the tag were right.
+int CompareTag(const sim::MeterView& view, int id, const Series& series) {
+  int right = 0;
+  for (const auto& [time, value] : series) {
+    const auto stamp = sim::ParseMeterTime(time);
+    const auto tagId = static_cast<std::uint32_t>(id);
+    std::optional<double> expected;
+    if (id >= 40108 && id <= 40119) {
+      if (const auto power = sim::ExpectedProfile(view, tagId, view.wall.TimeOf(*stamp))) expected = power->value;
+    } else {
+      expected = sim::ExpectedArchive(view, tagId, *stamp);
+    }
+    if (!expected) {
+      ADD_FAILURE() << id << " " << time << ": the meter has no such record";
+      continue;
+    }
+    ExpectNear(*expected, value, 2, std::to_string(id) + " " + time);
+    ++right;
+  }
+  return right;
+}
+
+/// Every history tag of a type: the newest record of each archive and two hours of each profile.
+void CompareType(std::uint32_t type) {
+  SCOPED_TRACE("type " + std::to_string(type));
+  Bench bench;
+  Start(bench, type, ":at=2026-11-20T10:40:00");
+  const History profiles = Read(bench, {"*Profile*"}, "2026-11-20T08:00", "2026-11-20T10:00");
+  const History archives = Read(bench, {"*Day*", "*Month*", "*Year*"}, "2026-11-01", "2026-11-21");
+  EXPECT_EQ(0, profiles.exitCode) << profiles.errors;
+  EXPECT_EQ(0, archives.exitCode) << archives.errors;
+  sim::Meter meter = ModelOf(MeterText(type));
+  const sim::MeterView view = meter.View(0);
+  std::set<int> seen;
+  for (const auto* history : {&profiles, &archives}) {
+    for (const auto& [id, series] : history->tags) {
+      if (CompareTag(view, id, series) != 0) seen.insert(id);
+    }
+  }
+  // Years and types whose archive has no depth list nothing in this month; what is listed was compared above.
+  for (const int id : HistoryTagsOf(type)) {
+    const bool day = id < 40036;
+    const bool month = id >= 40036 && id < 40072;
+    const bool profile = id >= 40108 && id < (type == 8 ? 40120 : type == 1 || type > 2 ? 40116 : 40112) && type != 12;
+    if (day || month || profile) {
+      EXPECT_TRUE(seen.count(id)) << id << " was not listed";
+    }
+  }
+}
+
+class HistoryOfType : public testing::TestWithParam<std::uint32_t> {};
+TEST_P(HistoryOfType, IsTheMetersModel) { CompareType(GetParam()); }
+INSTANTIATE_TEST_SUITE_P(EachType, HistoryOfType, testing::ValuesIn(kTypes));
+
+// What the host printed, held against itself: energy is energy, whichever archive it comes from.
+TEST(HistoryAgrees, HalfHoursDaysMonthsAndReadings) {
+  Bench bench;
+  Start(bench, 1, ":at=2026-11-20T10:40:00:period=30");
+  const double perPulse = 2000.0 / (2 * 5000);  // ku * ki
+  const Series profile = Read(bench, {"40108"}, "2026-11-19T00:30", "2026-11-20T00:31").tags[40108];
+  const Series days = Read(bench, {"40008"}, "2026-11-01", "2026-11-21").tags[40008];
+  const Series months = Read(bench, {"40044"}, "2026-09-01", "2026-12-01").tags[40044];
+  Series readings = Read(bench, {"40164"}, "2026-09-01", "2026-12-01").tags[40164];
+  Series today = Read(bench, {"40128"}, "2026-11-19", "2026-11-21").tags[40128];
+  ASSERT_EQ(48U, profile.size());
+  // Powers over half hours are twice their energies.
+  EXPECT_NEAR(days.at("2026-11-20T00:00:00"), Total(profile) / 2, perPulse / 2) << "a day's profile";
+  EXPECT_NEAR(months.at("2026-11-01T00:00:00"), readings.at("2026-11-01T00:00:00") - readings.at("2026-10-01T00:00:00"),
+              perPulse / 2);
+  EXPECT_NEAR(months.at("2026-10-01T00:00:00"), readings.at("2026-10-01T00:00:00") - readings.at("2026-09-01T00:00:00"),
+              perPulse / 2);
+  double daysOfMonth = 0;
+  for (const auto& [time, value] : days) daysOfMonth += time > "2026-11-01" ? value : 0;
+  EXPECT_NEAR(today.at("2026-11-20T00:00:00") - readings.at("2026-11-01T00:00:00"), daysOfMonth - days.at("2026-11-01T00:00:00"),
+              perPulse)
+      << "nineteen days";
+  EXPECT_NEAR(days.at("2026-11-20T00:00:00"), today.at("2026-11-20T00:00:00") - today.at("2026-11-19T00:00:00"), perPulse / 2);
+}
+
+TEST(HistoryWalk, LeavesOutWhatIsNotThere) {
+  Bench bench;
+  Start(bench, 1, ":at=2026-11-20T10:40:00:period=30:powercut=2026-11-20T04:10:00/2026-11-20T07:20:00:searchpolls=3");
+  const History history = Read(bench, {"40108"}, "2026-11-20T03:30", "2026-11-20T12:00");
+  std::vector<std::string> times;
+  for (const auto& [time, value] : history.tags.at(40108)) times.push_back(time.substr(11, 5));
+  // The hours 05 and 06 had no power at all, so they have no records; of 04 and 07 the parts without power are not whole.
+  EXPECT_THAT(times, ElementsAre("03:30", "04:00", "04:30", "05:00", "07:30", "08:00", "08:30", "09:00", "09:30", "10:00",
+                                 "10:30", "11:00"));
+  const auto quality = [&](const char* time) { return history.qualities.at({40108, std::string("2026-11-20T") + time + ":00"}); };
+  EXPECT_EQ(kGood, quality("04:00"));
+  EXPECT_EQ(kBad, quality("05:00"));
+  EXPECT_EQ(kGood, quality("08:00"));
+  EXPECT_EQ(kBad, quality("11:00")) << "still running";
+}
+
+TEST(HistoryWalk, CrossesTheRingsWrapAndEndsAtItsOldestHour) {
+  Bench bench;
+  Start(bench, 1, ":at=2026-11-20T10:40:00:period=60");
+  // 4096 blocks of two units: the newest is that of 10:00, so the oldest hour began 4095 hours before.
+  const History history = Read(bench, {"40108"}, "2026-06-02T00:00", "2026-06-03T00:00");
+  EXPECT_EQ(0, history.exitCode) << history.errors;
+  EXPECT_EQ("2026-06-02T20:00:00", history.tags.at(40108).begin()->first);
+  sim::Meter meter = ModelOf(MeterText(1, ":at=2026-11-20T10:40:00:period=60"));
+  EXPECT_EQ(4, CompareTag(meter.View(0), 40108, history.tags.at(40108)));
+}
+
+TEST(HistoryWalk, CrossesBothChangesOfTheClock) {
+  const struct {
+    const char* now;
+    const char* from;
+    const char* to;
+    std::vector<std::string> times;
+  } rows[] = {
+      {"2026-03-30T10:00:00", "2026-03-29T01:00", "2026-03-29T04:30", {"01:00", "01:30", "02:00", "03:30", "04:00"}},
+      {"2026-10-26T10:00:00", "2026-10-25T01:30", "2026-10-25T03:30", {"01:30", "02:00", "02:30", "03:00"}},
+  };
+  for (const auto& row : rows) {
+    Bench bench;
+    Start(bench, 1, std::string(":at=") + row.now + ":period=30:dst=1");
+    std::vector<std::string> times;
+    const History history = Read(bench, {"40108"}, row.from, row.to);
+    for (const auto& [time, value] : history.tags.at(40108)) times.push_back(time.substr(11, 5));
+    EXPECT_EQ(row.times, times) << row.now;
+  }
+}
+
+TEST(HistoryCommand, TakesIntervalsAsTheyAre) {
+  Bench bench;
+  Start(bench, 1, ":at=2026-11-20T10:40:00");
+  const auto days = [&](const char* from, const char* to) { return Read(bench, {"40008"}, from, to).tags[40008].size(); };
+  EXPECT_EQ(1U, days("2026-11-19", "2026-11-19"));
+  EXPECT_EQ(0U, days("2026-11-19T01:00", "2026-11-19T01:00"));
+  EXPECT_EQ(2U, days("2026-11-18", "2026-11-20")) << "the end is not in it";
+  EXPECT_EQ(2, bench.Run({"history", "--meter", "m", "40008", "--from", "2026-11-20", "--to", "2026-11-19"}).exitCode);
+  EXPECT_EQ(2, bench.Run({"history", "--meter", "m", "40008", "--from", "2026-11-31"}).exitCode);
+  EXPECT_EQ(2, bench.Run({"history", "--meter", "m", "Nothing"}).exitCode);
+}
+
+TEST(HistoryCommand, KeepsWhatCameBeforeTheMeterFellSilent) {
+  Bench bench;
+  bench.StartMeters({MeterText(1)},
+                    "[[fault]]\nkind = \"silence\"\nevery = 60\n[[fault]]\nkind = \"silence\"\nevery = 61\n"
+                    "[[fault]]\nkind = \"silence\"\nevery = 62\n[[fault]]\nkind = \"silence\"\nevery = 63\n");
+  bench.Configure("timeout_ms = 100\nretries = 2", MeterTable(1));
+  const History history = Read(bench, {"40108"}, "2026-11-18T00:30", "2026-11-20T00:30");
+  EXPECT_EQ(3, history.exitCode);
+  EXPECT_THAT(history.errors, HasSubstr("the meter did not answer"));
+  EXPECT_LT(5U, history.tags.at(40108).size());
+  EXPECT_GT(90U, history.tags.at(40108).size());
+}
+
+TEST(HistoryCommand, ShowsTablesCsvAndCharts) {
+  Bench bench;
+  Start(bench, 1, ":at=2026-11-20T10:40:00:period=60:powercut=2026-11-20T05:00:00/2026-11-20T06:00:00");
+  const auto shown = [&](const std::string& format) {
+    const auto host = bench.StartHost(
+        {"history", "--meter", "m", "40108", "--from", "2026-11-20T05:00", "--to", "2026-11-20T08:00", "--format", format});
+    EXPECT_EQ(0, host->Wait(60)) << host->Errors();
+    return host->Output();
+  };
+  EXPECT_THAT(shown("table"), StartsWith("m  P+ Profile Power  [kW]\n  2026-11-20T05:00:00  "));
+  EXPECT_THAT(shown("csv"), StartsWith("meter,id,tag,time,value,unit,quality\r\nm,40108,P+ Profile Power,2026-11-20T05:00:00,"));
+  const std::string chart = shown("chart");
+  EXPECT_THAT(chart, HasSubstr(" : 1 missing\n"));
+  EXPECT_THAT(chart, HasSubstr("  11-20 07:00 "));
+}
+
+TEST(HistoryCommand, ExportsEveryTagAsAFile) {
+  Bench bench;
+  Start(bench, 2, ":at=2026-11-20T10:40:00");
+  EXPECT_EQ(0, bench
+                   .Run({"history", "--meter", "m", "--all-tags", "--csv", bench.File("out"), "--from", "2026-11-01", "--to",
+                         "2026-11-21"})
+                   .exitCode);
+  EXPECT_THAT(FileText(bench.File("out") + "/40008_A+_Day_Tariff_Sum.csv"),
+              HasSubstr("m,40008,A+ Day Tariff Sum,2026-11-20T00:00:00,"));
+  EXPECT_FALSE(FileText(bench.File("out") + "/40108_P+_Profile_Power.csv").empty());
+}
+
+TEST(HistoryCommand, EndsCleanlyWhenInterrupted) {
+  Bench bench;
+  Start(bench, 1, ":at=2026-11-20T10:40:00");
+  const auto host = bench.StartHost({"history", "--meter", "m", "40108", "--json", "--from", "2026-09-01", "--to", "2026-11-20"});
+  ASSERT_TRUE(host->WaitFor("\"history\""));
+  host->Signal(SIGINT);
+  EXPECT_EQ(0, host->Wait(30));
+  EXPECT_THAT(host->Errors(), HasSubstr("ended before all was read"));
+}
+
+}  // namespace
+}  // namespace ostrel::test
