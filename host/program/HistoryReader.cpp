@@ -68,6 +68,9 @@ HistoryOutcome HistoryReader::Read(HistoryTag& tag, const std::optional<WallTime
   if (tag.kind != HistoryKind::Profile) {
     return ReadArchive(tag, {.from = from.value_or(kAllTimes.from), .to = to.value_or(kAllTimes.to)}, sink, progress);
   }
+  // Some types name profiles that their meters do not keep.
+  const std::uint32_t depth = channel_.Protocol().GetHistoryDepth(meter_.type.id, tag.definition.id);
+  if (depth == 0) return HistoryOutcome::Complete;
   std::uint32_t period = 0;
   if (channel_.Protocol().GetHistoryInterval(tag.definition.id, meter_.index, &period) != 0) return HistoryOutcome::Unanswered;
   tag.periodMinutes = period;
@@ -76,7 +79,6 @@ HistoryOutcome HistoryReader::Read(HistoryTag& tag, const std::optional<WallTime
   WallInterval interval{.from = 0, .to = to.value_or(now + 1)};
   // Listings begin with the whole minute, and days of one are put together here.
   interval.from = WholeMinute(from.value_or(WholeMinute(interval.to) - kDaySeconds + kMinuteSeconds));
-  const std::uint32_t depth = channel_.Protocol().GetHistoryDepth(meter_.type.id, tag.definition.id);
   return ReadProfile(tag, Clipped(interval, depth, period), sink, progress);
 }
 

@@ -74,7 +74,7 @@ TEST_F(Slots, HistoryOfUnknownTags) {
   std::array<std::uint8_t, 64> item = {};
   std::array<std::uint8_t, 64> answer = {};
   // Nothing to ask a meter, and nothing to tell.
-  EXPECT_EQ(1u, (CallSlot<U32, U32, void*, FILETIME, void*>(protocol_, 7, 1, item.data(), time, answer.data())));
+  EXPECT_EQ(1u, (CallSlot<U32, U32, void*, FILETIME*, void*>(protocol_, 7, 1, item.data(), &time, answer.data())));
   EXPECT_EQ((std::array<std::uint8_t, 64>{}), answer);
   EXPECT_EQ(-1, (CallSlot<I32, U32, U32, U32*>(protocol_, 8, kNoTag, 0, &minutes)));
   EXPECT_EQ(0u, (CallSlot<U32, U32, U32>(protocol_, 9, 1, kNoTag)));
