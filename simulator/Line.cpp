@@ -10,7 +10,6 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr int kBitsPerByte = 11;  // start, eight of data, parity, stop
 constexpr struct {
   std::string_view name;
   FaultKind kind;

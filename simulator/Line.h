@@ -18,6 +18,9 @@ struct Delivery {
   std::vector<std::uint8_t> bytes;
 };
 
+/// A start bit, eight data bits, a parity or second stop bit, and a stop bit.
+inline constexpr std::size_t kBitsPerByte = 11;
+
 /// Speed of the line; bytes take no time at 0.
 struct Pace {
   std::uint32_t baud = 0;

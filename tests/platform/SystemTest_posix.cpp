@@ -1,10 +1,12 @@
 // What is this system's own: where its modules lie, and a device that is always full.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <utility>
 
 #include "platform/module.h"
 #include "platform/shared_file.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace ostrel::platform {
 namespace {
@@ -30,6 +32,14 @@ TEST(Module, AFailedLoadSaysWhichFile) {
 TEST(Module, ProgramAndModuleNames) {
   EXPECT_NE(ProgramPath().find("platform_tests"), std::string::npos) << ProgramPath();
   EXPECT_EQ(ModuleFileName("OstrelProtocol"), "libOstrelProtocol.so");
+}
+
+TEST(SharedFile, SizesPassFourGigabytes) {
+  const test::TemporaryFolder folder;
+  const FileHandle file = OpenSharedFile(folder.File("log").c_str());
+  std::filesystem::resize_file(folder.File("log"), 5'000'000'000);
+  EXPECT_EQ(SharedFileSize(file), 5'000'000'000);
+  CloseSharedFile(file);
 }
 
 TEST(SharedFile, AFullDeviceIsTold) {
