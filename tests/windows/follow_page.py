@@ -28,6 +28,7 @@ def main():
         print(command)
         print(f"if {'not ' if must_fail else ''}errorlevel 1 (echo step {number} failed & exit /b {number})")
     print("echo the page was followed to its end")
+    print("exit /b 0")  # and not with what a command that had to fail left behind
 
 
 if __name__ == "__main__":
