@@ -68,7 +68,7 @@ Data Variant(const MeterView& view, Selectors) {
 }
 
 /// The two highest bits are the directions of active and reactive power.
-Data Quantity(const MeterView& view, Selectors selectors) {
+Data QuantityAnswer(const MeterView& view, Selectors selectors) {
   const auto quantity = ReadQuantity(view.model, selectors[0], view.now);
   if (!quantity) return {};
   Data data;
@@ -110,7 +110,7 @@ constexpr ParameterRow kParameters[] = {
     {.number = 0x09, .selectorBytes = 0, .read = Flags},
     {.number = 0x0B, .selectorBytes = 0, .read = Location},
     {.number = 0x0D, .selectorBytes = 0, .read = CurrentTariffEnergies},
-    {.number = 0x11, .selectorBytes = 1, .read = Quantity},
+    {.number = 0x11, .selectorBytes = 1, .read = QuantityAnswer},
     {.number = 0x12, .selectorBytes = 0, .read = Variant},
     {.number = 0x20, .selectorBytes = 2, .read = Limits},
 };

@@ -41,7 +41,7 @@ std::int32_t EnergyInterval(ArchiveStep step) {
   return kIntervalUnknown;
 }
 
-std::int32_t ProfileInterval(CProtocol& protocol, std::uint32_t device, Profile profile, std::uint32_t* period) {
+std::int32_t IntervalOfProfile(CProtocol& protocol, std::uint32_t device, Profile profile, std::uint32_t* period) {
   if (period == nullptr) return kIntervalUnknown;
   *period = ReadProfilePeriod(protocol, device, profile);
   return *period != 0 ? kIntervalProfile : kIntervalUnknown;
@@ -63,7 +63,7 @@ std::int32_t STDMETHODCALLTYPE CProtocol::GetHistoryInterval(std::uint32_t tagId
   if (found == HistoryClassMap.end() || !LookAtMeter(*this, device)) return kIntervalUnknown;
   if (const auto step = EnergyStep(found->second)) return EnergyInterval(*step);
   const ProfileClass* const row = FindProfileClass(found->second);
-  return row != nullptr ? ProfileInterval(*this, device, row->profile, period) : kIntervalUnknown;
+  return row != nullptr ? IntervalOfProfile(*this, device, row->profile, period) : kIntervalUnknown;
 }
 
 }  // namespace ostrel

@@ -7,13 +7,13 @@
 namespace ostrel {
 namespace {
 
-constexpr std::uint8_t kRecordBytes = 8;
 constexpr std::uint8_t kNotWhole = 0x80;  // top bit of a power: the interval is not to be trusted
 
-using RecordAnswer = std::array<std::uint8_t, kRecordBytes + 3>;
+using RecordAnswer = std::array<std::uint8_t, kProfileRecordBytes + 3>;
 
 bool IsEmpty(const RecordAnswer& answer) {
-  return std::all_of(answer.begin() + 1, answer.begin() + 1 + kRecordBytes, [](std::uint8_t byte) { return byte == 0xFF; });
+  return std::all_of(answer.begin() + 1, answer.begin() + 1 + kProfileRecordBytes,
+                     [](std::uint8_t byte) { return byte == 0xFF; });
 }
 
 struct PowerUnit {
@@ -38,7 +38,7 @@ void DecodePower(std::uint8_t high, std::uint8_t low, const PowerUnit& unit, Pro
 
 bool ReadProfileRecord(CProtocol& protocol, const MeterRef& meter, const RecordQuery& query, PowerRecords& records) {
   const std::array<std::uint8_t, 5> body = {0x06, query.row.memory, static_cast<std::uint8_t>(query.address >> 8),
-                                            static_cast<std::uint8_t>(query.address), kRecordBytes};
+                                            static_cast<std::uint8_t>(query.address), kProfileRecordBytes};
   RecordAnswer answer{};
   std::uint32_t meterConstant = 0;
   if (!AskMeter(protocol, meter, body, answer, meterConstant) || IsEmpty(answer)) return false;

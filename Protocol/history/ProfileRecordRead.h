@@ -9,6 +9,9 @@
 
 namespace ostrel {
 
+/// What one record takes of the meter's memory, in bytes.
+inline constexpr std::uint8_t kProfileRecordBytes = 8;
+
 using PowerRecords = std::array<ProfileRecord, kPowers>;
 
 struct RecordQuery {

@@ -16,7 +16,6 @@ namespace {
 
 /// What every search of the plug-in asks for.
 constexpr std::uint8_t kSearchFlag = 0;
-constexpr std::uint32_t kRecordBytes = 8;
 constexpr std::uint32_t kHeaderBytes = 8;
 
 class Walk {
@@ -122,7 +121,7 @@ Walk::Step Walk::ServeFromMeter(const RecordPosition& position) {
   if (search == HourSearch::Failed) return Step::Failed;
   if (search == HourSearch::Missing) return MoveBy(TimeSpan(0, 1, 0, 0));
   const RecordQuery query{.row = row_,
-                          .address = static_cast<std::uint16_t>(header_ + position.slot * kRecordBytes + kHeaderBytes),
+                          .address = static_cast<std::uint16_t>(header_ + position.slot * kProfileRecordBytes + kHeaderBytes),
                           .time = time_,
                           .period = interval_.period,
                           .coefficients = coefficients_};

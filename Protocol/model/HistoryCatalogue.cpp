@@ -12,7 +12,7 @@ struct HistoryRun {
   HistoryClass historyClass;
 };
 
-constexpr HistoryRun kRuns[] = {
+constexpr HistoryRun kHistoryRuns[] = {
     {.first = 40000, .last = 40035, .dataType = VT_R4, .historyClass = kHistoryDay},
     {.first = 40036, .last = 40071, .dataType = VT_R4, .historyClass = kHistoryMonth},
     {.first = 40072, .last = 40107, .dataType = VT_R4, .historyClass = kHistoryYear},
@@ -26,7 +26,7 @@ constexpr HistoryRun kRuns[] = {
 
 constexpr bool RunsAdjoin() {
   std::uint32_t next = kFirstHdaId;
-  for (const HistoryRun& run : kRuns) {
+  for (const HistoryRun& run : kHistoryRuns) {
     if (run.first != next || run.last < run.first) return false;
     next = run.last + 1;
   }
@@ -36,7 +36,7 @@ static_assert(RunsAdjoin(), "every history tag has exactly one run");
 
 constexpr auto kDataTypes = [] {
   std::array<std::uint32_t, kHdaTagCount> types{};
-  for (const HistoryRun& run : kRuns) {
+  for (const HistoryRun& run : kHistoryRuns) {
     for (std::uint32_t id = run.first; id <= run.last; ++id) types[id - kFirstHdaId] = run.dataType;
   }
   return types;
@@ -48,7 +48,7 @@ const std::array<std::uint32_t, kHdaTagCount>& HistoryDataTypes() { return kData
 
 std::map<std::uint32_t, std::uint32_t> MakeHistoryClassMap() {
   std::map<std::uint32_t, std::uint32_t> classes;
-  for (const HistoryRun& run : kRuns) {
+  for (const HistoryRun& run : kHistoryRuns) {
     for (std::uint32_t id = run.first; id <= run.last; ++id) classes.emplace_hint(classes.end(), id, run.historyClass);
   }
   return classes;

@@ -17,7 +17,7 @@ struct TagRun {
 };
 
 // clang-format off
-constexpr TagRun kRuns[] = {
+constexpr TagRun kTagRuns[] = {
     //              type     code param sub req acc wlen wparam aux answer
     // Identity and parameters of the meter.
     {20000, 20001, {VT_BSTR, 8,   0,   0,   5,  1,  0,   0,     1,  10}},
@@ -201,7 +201,7 @@ struct Expansion {
 
 constexpr Expansion Expand() {
   Expansion expansion;
-  for (const TagRun& run : kRuns) {
+  for (const TagRun& run : kTagRuns) {
     for (std::uint32_t id = run.first; id <= run.last; ++id) expansion.Put(id, run.row);
   }
   expansion.PutEnergies();

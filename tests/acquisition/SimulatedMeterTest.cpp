@@ -180,7 +180,7 @@ TEST(SimulatedWrites, WaitForAMeterThatIsAwayAndGoOutOnce) {
 
 /// Polls a meter for some days, on each full ten minutes: correction commands carry whole seconds, and polls at other
 /// fractions of a second would add to what the drill measures.
-void Poll(Simulated& simulated, std::int64_t days) {
+void PollFor(Simulated& simulated, std::int64_t days) {
   constexpr std::int64_t kStepMs = 10 * kMinute * 1000;
   const std::int64_t end = simulated.NowMs() + days * kOneDay * 1000;
   while (simulated.NowMs() < end) {
@@ -206,13 +206,13 @@ TEST(ClockDrill, TenMinutesTakeFiveDays) {
     const std::unique_ptr<Simulated> simulated(Drill("1:1:offset_s=" + std::to_string(offset), 7, UtcMs(2026, 6, 1, 9, 0)));
     const int sign = offset > 0 ? 1 : -1;
     for (const int left : {480, 360, 240, 120, 0}) {
-      Poll(*simulated, 1);
+      PollFor(*simulated, 1);
       EXPECT_EQ(1U, simulated->Corrections().size()) << left;
       EXPECT_NEAR(sign * left, simulated->Ahead(), 2) << left;
     }
-    Poll(*simulated, 6);
+    PollFor(*simulated, 6);
     EXPECT_THAT(simulated->Corrections(), IsEmpty());
-    Poll(*simulated, 1);
+    PollFor(*simulated, 1);
     EXPECT_EQ(1U, simulated->Corrections().size());
     EXPECT_EQ(std::vector<std::string>(6, kCorrected), simulated->channel.LogLines());
   }
@@ -224,13 +224,13 @@ TEST(ClockDrill, ANearClockIsSetAtOnceAndThenLeftAlone) {
   simulated->Cycle();
   EXPECT_EQ(1U, simulated->Corrections().size());
   EXPECT_NEAR(0, simulated->Ahead(), 1);
-  Poll(*simulated, 2);
+  PollFor(*simulated, 2);
   EXPECT_THAT(simulated->Corrections(), IsEmpty());
   simulated->Entry().ForceClockCheck = 1;
   simulated->Cycle();
   EXPECT_EQ(1U, simulated->Corrections().size()) << "forced";
   EXPECT_EQ(0U, simulated->Entry().ForceClockCheck);
-  Poll(*simulated, 2);
+  PollFor(*simulated, 2);
   EXPECT_THAT(simulated->Corrections(), IsEmpty());
 }
 

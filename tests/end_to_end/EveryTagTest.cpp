@@ -11,18 +11,9 @@
 namespace ostrel::test {
 namespace {
 
-constexpr std::uint32_t kTypes[] = {0, 1, 2, 3, 6, 7, 8, 11, 12};
 constexpr std::uint8_t kEventLog = 1;
 
-std::string MeterText(std::uint32_t type) {
-  const std::string text = std::to_string(20 + type) + ":" + std::to_string(type) + ":at=2026-11-20T10:30:00";
-  return type == 2 || type == 12 ? text : text + ":ku=100:ki=20";
-}
-
-std::string MeterTable(std::uint32_t type) {
-  return "[[channel.meter]]\nname = \"type-" + std::to_string(type) + "\"\naddress = " + std::to_string(20 + type) +
-         "\ntype = " + std::to_string(type) + "\nlevel1_password = \"000000\"\nevent_log = " + std::to_string(kEventLog) + "\n";
-}
+std::string SimulatedMeter(std::uint32_t type) { return MeterText(20 + type, type, "at=2026-11-20T10:30:00"); }
 
 void Compare(const sim::Expected& expected, const nlohmann::json& shown) {
   if (const auto* text = std::get_if<std::string>(&expected)) {
@@ -41,7 +32,7 @@ void Compare(const sim::Expected& expected, const nlohmann::json& shown) {
 int CompareMeter(std::uint32_t type, const HostRun& run) {
   sim::MeterSpec spec;
   std::string error;
-  EXPECT_TRUE(sim::ParseMeterSpec(MeterText(type), spec, error)) << error;
+  EXPECT_TRUE(sim::ParseMeterSpec(SimulatedMeter(type), spec, error)) << error;
   sim::Meter meter(spec, 1);
   int compared = 0;
   for (std::uint32_t number = 0; number < kDaTagCount; ++number) {
@@ -76,15 +67,16 @@ void CompareAllTypes(const std::string& faults) {
   Bench bench;
   std::vector<std::string> meters;
   std::string tables;
-  for (const std::uint32_t type : kTypes) {
-    meters.push_back(MeterText(type));
-    tables += MeterTable(type);
+  for (const std::uint32_t type : kMeterTypes) {
+    meters.push_back(SimulatedMeter(type));
+    tables += MeterTable("type-" + std::to_string(type), 20 + type, type,
+                         "level1_password = \"000000\"\nevent_log = " + std::to_string(kEventLog));
   }
   bench.StartMeters(meters, faults);
   bench.Configure("poll_period_s = 1", tables);
   const HostRun run = bench.Run({"run", "--passes", "1", "--json"});
   EXPECT_EQ(0, run.exitCode) << run.errors;
-  for (const std::uint32_t type : kTypes) EXPECT_EQ(TagsReadFromTheMeter(type), CompareMeter(type, run)) << type;
+  for (const std::uint32_t type : kMeterTypes) EXPECT_EQ(TagsReadFromTheMeter(type), CompareMeter(type, run)) << type;
   EXPECT_TRUE(run.log.empty()) << run.log.front();
 }
 

@@ -15,11 +15,6 @@ using ::testing::Not;
 constexpr int kConnectionState = 20210;
 constexpr int kExchange = 20211;
 
-std::string MeterTable(const std::string& name, int address, int type, const std::string& more = {}) {
-  return "[[channel.meter]]\nname = \"" + name + "\"\naddress = " + std::to_string(address) + "\ntype = " + std::to_string(type) +
-         "\n" + more + "\n";
-}
-
 TEST(LineTrouble, OneSilentMeterLeavesTheOthersCurrent) {
   Bench bench;
   bench.StartMeters({"12:1", "13:8:silent=1", "14:12:closed=each"});

@@ -139,6 +139,16 @@ HostRun Bench::RunPlain(const std::vector<std::string>& arguments, int seconds) 
   return Read(code, host.Output(), host.Errors());
 }
 
+std::string MeterTable(const std::string& name, std::uint32_t address, std::uint32_t type, const std::string& more) {
+  return "[[channel.meter]]\nname = \"" + name + "\"\naddress = " + std::to_string(address) + "\ntype = " + std::to_string(type) +
+         "\n" + more + "\n";
+}
+
+std::string MeterText(std::uint32_t address, std::uint32_t type, const std::string& settings) {
+  const bool singlePhase = type == 2 || type == 12;
+  return std::to_string(address) + ":" + std::to_string(type) + ":" + settings + (singlePhase ? "" : ":ku=100:ki=20");
+}
+
 HostRun Bench::Read(int exitCode, const std::string& output, const std::string& errors) {
   HostRun run{.exitCode = exitCode, .errors = errors, .tags = {}, .log = {}, .events = {}};
   std::istringstream lines(output);

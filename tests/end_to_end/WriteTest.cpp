@@ -11,10 +11,6 @@ namespace {
 
 using ::testing::HasSubstr;
 
-std::string MeterTable(const std::string& name, int address, const std::string& more) {
-  return "[[channel.meter]]\nname = \"" + name + "\"\naddress = " + std::to_string(address) + "\ntype = 1\n" + more + "\n";
-}
-
 struct WriteRow {
   const char* tag;
   const char* value;
@@ -34,7 +30,7 @@ TEST(Writes, GoThroughTheLineAndAreReadBack) {
   };
   Bench bench;
   bench.StartMeters({"1:1"});
-  bench.Configure("poll_period_s = 0", MeterTable("feeder", 1, "tags = [\"Frequency\"]"),
+  bench.Configure("poll_period_s = 0", MeterTable("feeder", 1, 1, "tags = [\"Frequency\"]"),
                   "trace = { file = \"" + bench.File("trace.log") + "\", settings = \"DBG_COMMON=1 FS=16\" }");
   for (const WriteRow& row : rows) {
     SCOPED_TRACE(row.tag);
@@ -52,7 +48,7 @@ TEST(Writes, GoThroughTheLineAndAreReadBack) {
 TEST(Writes, SayWhyTheyFailed) {
   Bench bench;
   bench.StartMeters({"12:1:password2=222222", "13:1:silent=1"});
-  bench.Configure("retries = 2\ntimeout_ms = 100", MeterTable("locked", 12, "") + MeterTable("silent", 13, ""));
+  bench.Configure("retries = 2\ntimeout_ms = 100", MeterTable("locked", 12, 1) + MeterTable("silent", 13, 1));
   const struct {
     const char* meter;
     const char* tag;

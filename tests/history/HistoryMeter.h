@@ -99,6 +99,8 @@ class HistoryChannel {
 [[nodiscard]] inline Texts Searches(const Texts& requests) { return Only(requests, "01 03"); }
 [[nodiscard]] inline Texts Records(const Texts& requests) { return Only(requests, "01 06"); }
 
+/// A+ of the first profile.
+inline constexpr std::uint32_t kMain = 40108;
 inline constexpr std::uint32_t kGood = 0x000400C0;
 inline constexpr std::uint32_t kBad = 0x00040000;
 inline constexpr std::uint8_t kUntouched = 0xA5;

@@ -11,8 +11,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr std::uint32_t kMain = 40108;
-
 TEST(ProfileValues, PowersScaleAndCarryTheirQuality) {
   const struct {
     std::uint8_t period;

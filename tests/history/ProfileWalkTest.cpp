@@ -11,8 +11,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr std::uint32_t kMain = 40108;
-
 TEST(ProfileWalk, TwoHoursFrameByFrame) {
   HistoryChannel history(1);
   history.meter.AddHour("2026-11-22 10", 0x1000);

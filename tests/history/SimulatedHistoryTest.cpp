@@ -11,7 +11,7 @@
 namespace ostrel::test {
 namespace {
 
-constexpr std::uint32_t kFirstProfile = 40108;
+constexpr std::uint32_t kFirstProfile = kMain;
 constexpr std::uint32_t kFirstCumulative = 40120;
 constexpr std::uint32_t kLastHistory = 40227;
 

@@ -5,14 +5,13 @@
 #include <functional>
 
 #include "Protocol/link/AccessChannel.h"
-#include "tests/support/TestChannel.h"
+#include "tests/link/LinkedChannel.h"
 
 namespace ostrel::test {
 namespace {
 
 constexpr const char* kLevel1 = "0C 01 31 31 31 31 31 31";
 constexpr const char* kLevel2 = "0C 01 32 32 32 32 32 32";
-constexpr const char* kNoAnswer = "COM3 ПРИБОР:12 Нет ответа от устройства";
 constexpr const char* kLevel2Refused = "COM3 ПРИБОР:12 Ошибка доступа к уровню 2";
 
 struct AccessRow {

@@ -12,7 +12,6 @@ namespace {
 using ::testing::IsEmpty;
 
 constexpr const char* kFives = "0C 05 00 00 00 05 05 05 05 05 05 05 05 05 05 05 05";  // a first value of 0x05000000
-constexpr const char* kNoAnswer = "COM3 ПРИБОР:12 Нет ответа от устройства";
 constexpr const char* kBadPacket = "COM3 ПРИБОР:12 Принят ошибочный пакет";
 
 struct TransactionRow {

@@ -8,6 +8,7 @@ namespace ostrel::test {
 
 inline constexpr const char* kRequest = "0C 05 00 00";
 inline constexpr const char* kEnergies = "0C 00 00 0F A0 00 00 27 10 00 00 00 05 00 00 00 01";  // 19 bytes with its check
+inline constexpr const char* kNoAnswer = "COM3 ПРИБОР:12 Нет ответа от устройства";
 inline constexpr const char* kOpen = "0C 01 30 30 30 30 30 30";
 
 class LinkedChannel : public TestChannel {

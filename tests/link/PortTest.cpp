@@ -7,7 +7,7 @@
 #include "Protocol/link/ExchangeEngine.h"
 #include "Protocol/link/Port.h"
 #include "platform/text.h"
-#include "tests/support/TestChannel.h"
+#include "tests/link/LinkedChannel.h"
 
 namespace ostrel::test {
 namespace {
@@ -17,7 +17,6 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 constexpr const char* kOpenFailed = "COM3 Ошибка открытия COM-порта";
-constexpr const char* kNoAnswer = "COM3 ПРИБОР:12 Нет ответа от устройства";
 
 std::uint32_t Exchange(TestChannel& channel) {
   std::uint8_t answer[4];

@@ -10,13 +10,13 @@ namespace {
 
 using test::Ole;
 
-struct Row {
+struct TextRow {
   std::string bytes;
   OleString wide;
   std::string utf8;
 };
 
-const Row kRows[] = {
+const TextRow kTextRows[] = {
     {"A~\r\n", Ole(u"A~\r\n"), "A~\r\n"},
     {"\xC0\xC1\xDF\xE0\xE1\xFF", Ole(u"АБЯабя"), "АБЯабя"},
     {"\xA8\xB8", Ole(u"Ёё"), "Ёё"},
@@ -28,7 +28,7 @@ const Row kRows[] = {
 };
 
 TEST(Text, KnownRowsConvertInEveryDirection) {
-  for (const Row& row : kRows) {
+  for (const TextRow& row : kTextRows) {
     SCOPED_TRACE(row.utf8);
     EXPECT_EQ(Cp1251ToOle(row.bytes), row.wide);
     EXPECT_EQ(OleToCp1251(row.wide), row.bytes);
