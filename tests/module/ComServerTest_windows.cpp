@@ -67,16 +67,21 @@ TEST_F(ComServer, RefusesAnInterfaceThatItHasNot) {
   EXPECT_EQ(nullptr, object);
 }
 
-// The class wants an apartment of its own and its interfaces cannot be carried over into another one.
-TEST_F(ComServer, IsNotCreatedFromTheSharedApartment) {
-  HRESULT result = S_OK;
-  std::thread([&result] {
-    ASSERT_EQ(S_OK, ::CoInitializeEx(nullptr, COINIT_MULTITHREADED));
-    void* object = nullptr;
-    result = Create(CLSID_Protocol, IID_IProtocol, &object);
-    ::CoUninitialize();
-  }).join();
-  EXPECT_TRUE(FAILED(result));
+using ComServerDeathTest = ComServer;
+
+// The class wants an apartment of its own and its interfaces cannot be carried over into another one. What the system makes
+// for such a caller can stay to the end of its process, so it has one of its own.
+TEST_F(ComServerDeathTest, IsNotCreatedFromTheSharedApartment) {
+  const auto create = [] {
+    HRESULT result = S_OK;
+    std::thread([&result] {
+      void* object = nullptr;
+      if (::CoInitializeEx(nullptr, COINIT_MULTITHREADED) == S_OK) result = Create(CLSID_Protocol, IID_IProtocol, &object);
+      ::CoUninitialize();
+    }).join();
+    std::exit(FAILED(result) ? EXIT_SUCCESS : EXIT_FAILURE);
+  };
+  EXPECT_EXIT(create(), testing::ExitedWithCode(EXIT_SUCCESS), "");
 }
 
 TEST(ComServerRegistration, FailsByOneResultWhereObjectsCannotBeCreated) {
