@@ -2,6 +2,7 @@
 // code page 1251, never by the system's code page. A character that has no place becomes '?'.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -17,6 +18,10 @@ using OleString = std::basic_string<OLECHAR>;
 [[nodiscard]] std::string Utf8ToCp1251(std::string_view text);
 [[nodiscard]] std::string OleToUtf8(std::basic_string_view<OLECHAR> text);
 [[nodiscard]] OleString Utf8ToOle(std::string_view text);
+
+/// A path as the system's functions of narrow paths take it: on Windows in the system's code page, elsewhere as it is.
+/// Nothing when a character of it has no place there.
+[[nodiscard]] std::optional<std::string> Utf8ToSystemPath(std::string_view path);
 
 /// Sets the run-time's locale to code page 1251 where the system has it; elsewhere nothing changes.
 void UseCp1251Locale();

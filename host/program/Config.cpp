@@ -150,7 +150,9 @@ void RejectTwins(const toml::table& root, const std::string& file) {
 void ReadDiagnostics(TableReader& root, Config& config) {
   if (const toml::table* const table = root.Table("log")) {
     TableReader log(*table, config.file, "log.");
-    config.logFile = log.RequiredText("file");
+    const auto logFile = platform::Utf8ToSystemPath(log.RequiredText("file"));
+    if (!logFile) log.Fail("file", "has a character that this system's code page lacks");
+    config.logFile = *logFile;
     config.logLimitKb = Unsigned(log.Integer("limit_kb", 1024, kKilobytes));
     log.RejectOthers();
   }

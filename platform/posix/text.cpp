@@ -4,6 +4,8 @@
 
 namespace ostrel::platform {
 
+std::optional<std::string> Utf8ToSystemPath(std::string_view path) { return std::string(path); }
+
 void UseCp1251Locale() { static_cast<void>(std::setlocale(LC_ALL, "ru_RU.CP1251")); }
 
 }  // namespace ostrel::platform

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "Protocol/diagnostics/CLogFile.h"
+#include "platform/text.h"
 #include "platform/virtual_clock.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/TimeZone.h"
@@ -33,6 +34,15 @@ TEST(LogFile, CutsALineThatIsTooLong) {
   log.WriteEvent(std::string(171, 'x'));
   log.WriteEvent(std::string(172, 'x'));
   EXPECT_THAT(ReadLines(folder.File("e.log")), ElementsAre(::testing::SizeIs(199), ::testing::SizeIs(199)));
+}
+
+TEST(LogFile, LiesWhereARussianPathSays) {
+  const TemporaryFolder folder;
+  const auto path = platform::Utf8ToSystemPath(folder.File("") + "журнал.log");
+  ASSERT_TRUE(path);
+  CLogFile log(path->c_str(), 1024, true);
+  log.WriteEvent("COM3 text");
+  EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(folder.File("")) / u8"журнал.log"));
 }
 
 TEST(LogFile, StartsAnewBeyondItsLimit) {
