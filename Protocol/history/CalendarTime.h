@@ -46,8 +46,14 @@ class CalendarTime {
   [[nodiscard]] int GetYear() const;       // 0 on failure
   [[nodiscard]] int GetDayOfWeek() const;  // 1 = Sunday, 0 on failure
 
-  CalendarTime& operator+=(TimeSpan span) { seconds_ += span.Seconds(); return *this; }
-  CalendarTime& operator-=(TimeSpan span) { seconds_ -= span.Seconds(); return *this; }
+  CalendarTime& operator+=(TimeSpan span) {
+    seconds_ += span.Seconds();
+    return *this;
+  }
+  CalendarTime& operator-=(TimeSpan span) {
+    seconds_ -= span.Seconds();
+    return *this;
+  }
   friend CalendarTime operator+(CalendarTime time, TimeSpan span) { return time += span; }
   friend CalendarTime operator-(CalendarTime time, TimeSpan span) { return time -= span; }
   friend TimeSpan operator-(CalendarTime left, CalendarTime right) { return TimeSpan(left.seconds_ - right.seconds_); }

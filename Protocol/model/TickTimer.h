@@ -26,9 +26,7 @@ struct TickTimer {
   }
 
   /// A forced timer has run out, and so has one with period 0.
-  [[nodiscard]] bool Expired() {
-    return Load(forced) != 0 || platform::TickCount() - Load(start) >= Load(period);
-  }
+  [[nodiscard]] bool Expired() { return Load(forced) != 0 || platform::TickCount() - Load(start) >= Load(period); }
 
  private:
   static void Store(std::uint32_t& field, std::uint32_t value) {

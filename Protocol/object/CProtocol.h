@@ -73,8 +73,8 @@ class CProtocol : public IProtocol, public IBrowser, public IEnumTypes {
   std::uint32_t STDMETHODCALLTYPE Unlock() override;
   std::uint32_t STDMETHODCALLTYPE LockPoll() override;
   std::uint32_t STDMETHODCALLTYPE UnlockPoll() override;
-  std::uint32_t STDMETHODCALLTYPE TransmitAndRecieve(const std::uint8_t* request, std::uint32_t requestLength, std::uint8_t* answer,
-                                                     std::uint32_t* count, std::uint32_t offset) override;
+  std::uint32_t STDMETHODCALLTYPE TransmitAndRecieve(const std::uint8_t* request, std::uint32_t requestLength,
+                                                     std::uint8_t* answer, std::uint32_t* count, std::uint32_t offset) override;
   std::uint32_t STDMETHODCALLTYPE CanPollDevice(std::uint32_t device) override;
 
   // IBrowser

@@ -27,7 +27,8 @@ struct IProtocol : IUnknown {
   virtual std::int32_t STDMETHODCALLTYPE AddDevice(const DeviceEntry* config) = 0;
   /// Slot 5. Later meters move one place forward. An index outside the table does nothing.
   virtual void STDMETHODCALLTYPE RemoveDevice(std::int32_t index) = 0;
-  /// Slot 6. The tag belongs to the plug-in from here on, also when its meter is removed. Null and an index outside the table do nothing.
+  /// Slot 6. The tag belongs to the plug-in from here on, also when its meter is removed. Null and an index outside the table do
+  /// nothing.
   virtual void STDMETHODCALLTYPE AddTag(std::uint32_t device, CDeviceTag* tag) = 0;
   /// Slot 7. One archived value. Structures go by pointer in every slot, so that the bytes of arguments that the callee takes
   /// from a 32-bit stack are the same whatever compiler the host comes from. Null gives 0 with nothing written.
@@ -41,8 +42,8 @@ struct IProtocol : IUnknown {
   virtual std::uint32_t STDMETHODCALLTYPE GetHistoryTimestamps(std::uint32_t meterType, std::uint32_t tagId, std::uint32_t device,
                                                                FILETIME* start, FILETIME* end, TimestampList* list) = 0;
   /// Slot 11. Whether a record stands at exactly that time.
-  virtual std::uint32_t STDMETHODCALLTYPE CheckHistoryTimestamp(std::uint32_t meterType, std::uint32_t tagId, std::uint32_t device,
-                                                                FILETIME* time) = 0;
+  virtual std::uint32_t STDMETHODCALLTYPE CheckHistoryTimestamp(std::uint32_t meterType, std::uint32_t tagId,
+                                                                std::uint32_t device, FILETIME* time) = 0;
   /// Slot 12. Ends the poll thread and waits for it. Never while the caller holds PollLock or ExchangeLock.
   virtual std::uint32_t STDMETHODCALLTYPE Stop() = 0;
   /// Slot 13. Starts the poll thread.
@@ -60,10 +61,11 @@ struct IProtocol : IUnknown {
   /// Slots 20, 21. The device table and tag lists, for one poll pass; taken before ExchangeLock.
   virtual std::uint32_t STDMETHODCALLTYPE LockPoll() = 0;
   virtual std::uint32_t STDMETHODCALLTYPE UnlockPoll() = 0;
-  /// Slot 22. Sends a request (offset 0) or reads on (offset > 0); `*count` is bytes wanted, then bytes of this call. Takes no lock:
-  /// the caller holds ExchangeLock. 1 when at least one byte came.
+  /// Slot 22. Sends a request (offset 0) or reads on (offset > 0); `*count` is bytes wanted, then bytes of this call. Takes no
+  /// lock: the caller holds ExchangeLock. 1 when at least one byte came.
   virtual std::uint32_t STDMETHODCALLTYPE TransmitAndRecieve(const std::uint8_t* request, std::uint32_t requestLength,
-                                                             std::uint8_t* answer, std::uint32_t* count, std::uint32_t offset) = 0;
+                                                             std::uint8_t* answer, std::uint32_t* count,
+                                                             std::uint32_t offset) = 0;
   /// Slot 23. Whether the meter's failure hold has run out.
   virtual std::uint32_t STDMETHODCALLTYPE CanPollDevice(std::uint32_t device) = 0;
 
@@ -78,8 +80,8 @@ inline constexpr std::size_t kNameBuffer = 260;
 struct IBrowser : IUnknown {
   /// Slot 3. Name of a tag for a meter type, code page 1251, into 260 bytes. 0 ends the walk over a branch; 1 with an empty name
   /// is an id that the type does not have.
-  virtual std::uint32_t STDMETHODCALLTYPE GetTagName(std::uint32_t id, std::uint32_t meterType, std::uint32_t branch, char* buffer,
-                                                     std::uint32_t unused) = 0;
+  virtual std::uint32_t STDMETHODCALLTYPE GetTagName(std::uint32_t id, std::uint32_t meterType, std::uint32_t branch,
+                                                     char* buffer, std::uint32_t unused) = 0;
   /// Slot 4. 20000 for current data, 40000 for history, 0 for any other branch.
   virtual std::uint32_t STDMETHODCALLTYPE GetFirstTagId(std::uint32_t branch) = 0;
   /// Slot 5. Does nothing, 0.

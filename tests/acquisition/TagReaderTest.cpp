@@ -184,6 +184,13 @@ TEST_F(TagReaderTest, ADataByteOfFiveInAContinuationIsNoClosedChannel) {
   EXPECT_EQ(0x05000FA0 / 2000.0F, tag.Value.fltVal);
 }
 
+TEST_F(TagReaderTest, NoiseFillsTheRoomAndNothingMoreIsAskedFor) {
+  Line().OnRequest([](auto) { return Bytes(400, 0x7E); });
+  EXPECT_EQ(0U, Read(Tag(kEnergySum)));
+  EXPECT_EQ(3U, Line().RequestCount());
+  EXPECT_THAT(Line().Calls(), testing::Contains("Read 0 -> 0").Times(3));
+}
+
 TEST_F(TagReaderTest, MakesOneTryWhileStoppingAndForGood) {
   Protocol().Running = 0;
   Line().Expect(kEnergyRequest).Silence();

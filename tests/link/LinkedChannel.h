@@ -23,8 +23,6 @@ class LinkedChannel : public TestChannel {
     return ExecuteRequest(Protocol(), 0, request.data(), static_cast<std::uint32_t>(request.size()), answer.data(), expected);
   }
 
-  ExchangeOutcome Run(const ExchangePolicy& policy) { return RunExchange(Protocol(), 0, Frame(kRequest), answer.data(), policy); }
-
   Bytes answer = Bytes(300);
 };
 
