@@ -109,9 +109,9 @@ constexpr std::uint32_t kTagsPerLog = 4;
 constexpr std::uint32_t kFirstPeriodId = 20186;
 constexpr std::uint32_t kPeriodArchives[] = {64, 80, 48, 49, 16, 32};
 
-constexpr TagDescriptor EnergyRow(std::uint32_t param, std::uint32_t subParam, std::uint32_t answer) {
+constexpr TagDescriptor NumberRow(std::uint32_t code, std::uint32_t param, std::uint32_t subParam, std::uint32_t answer) {
   return {.DataType = VT_R4,
-          .Code = 5,
+          .Code = code,
           .Param = param,
           .SubParam = subParam,
           .RequestLength = 6,
@@ -122,17 +122,12 @@ constexpr TagDescriptor EnergyRow(std::uint32_t param, std::uint32_t subParam, s
           .ExpectedLength = answer};
 }
 
+constexpr TagDescriptor EnergyRow(std::uint32_t param, std::uint32_t subParam, std::uint32_t answer) {
+  return NumberRow(5, param, subParam, answer);
+}
+
 constexpr TagDescriptor MeasuredRow(std::uint32_t code, std::uint32_t param, std::uint32_t subParam) {
-  return {.DataType = VT_R4,
-          .Code = code,
-          .Param = param,
-          .SubParam = subParam,
-          .RequestLength = 6,
-          .Access = 1,
-          .WriteLength = 0,
-          .WriteParam = 0,
-          .Aux = 1,
-          .ExpectedLength = 6};
+  return NumberRow(code, param, subParam, 6);
 }
 
 constexpr TagDescriptor LogRow(std::uint32_t log, std::uint32_t record) {

@@ -1,17 +1,13 @@
 // The offsets in force a day before and a day after decide, and nothing else: mktime would let its last result weigh in.
-#include "platform/local_time.h"
-
-#include <time.h>
-
 #include <algorithm>
 #include <mutex>
+
+#include "platform/local_time_fields.h"
 
 namespace ostrel::platform {
 namespace {
 
 constexpr std::int64_t kDay = 86'400;
-/// The end of year 3000 UTC, where the 64-bit time functions of Windows end too.
-constexpr std::int64_t kLastSecond = 32'535'215'999;
 
 /// The zone may be changed while the program runs. The run-time locks its own tables; the order that this lock adds is one
 /// that ThreadSanitizer can see.
@@ -47,14 +43,8 @@ std::int64_t Resolve(std::int64_t wallClock) {
 }  // namespace
 
 std::optional<std::int64_t> SecondsFromLocal(const LocalFields& fields) {
-  if (fields.year < 1970 || fields.year > 3000) return std::nullopt;
-  tm wallClock{};
-  wallClock.tm_year = fields.year - 1900;
-  wallClock.tm_mon = fields.month - 1;
-  wallClock.tm_mday = fields.day;
-  wallClock.tm_hour = fields.hour;
-  wallClock.tm_min = fields.minute;
-  wallClock.tm_sec = fields.second;
+  if (fields.year < kFirstYear || fields.year > kLastYear) return std::nullopt;
+  tm wallClock = ToRuntime(fields);
   FollowZone();
   const std::int64_t seconds = Resolve(timegm(&wallClock));
   if (seconds < 0 || seconds > kLastSecond) return std::nullopt;
@@ -66,13 +56,7 @@ std::optional<LocalFields> LocalFromSeconds(std::int64_t seconds) {
   FollowZone();
   tm local{};
   if (!Convert(seconds, local)) return std::nullopt;
-  return LocalFields{.year = local.tm_year + 1900,
-                     .month = local.tm_mon + 1,
-                     .day = local.tm_mday,
-                     .hour = local.tm_hour,
-                     .minute = local.tm_min,
-                     .second = local.tm_sec,
-                     .day_of_week = local.tm_wday};
+  return FromRuntime(local);
 }
 
 }  // namespace ostrel::platform

@@ -31,55 +31,16 @@ Expectation& ScriptedLine::Expect(std::string_view hexWithoutCheck) {
   return script_.emplace_back(Frame(hexWithoutCheck));
 }
 
-void ScriptedLine::OnRequest(Handler handler) {
-  const Guard guard(mutex_);
-  handler_ = std::move(handler);
-}
-
-void ScriptedLine::CutAnswers(std::size_t bytes) {
-  const Guard guard(mutex_);
-  cut_ = bytes;
-}
-
-void ScriptedLine::FailOpen(HRESULT result) {
-  const Guard guard(mutex_);
-  open_ = result;
-}
-
-void ScriptedLine::FailWrite(HRESULT result) {
-  const Guard guard(mutex_);
-  write_ = result;
-}
-
-void ScriptedLine::FailPurge(HRESULT result) {
-  const Guard guard(mutex_);
-  purge_ = result;
-}
-
-void ScriptedLine::FailDrain(HRESULT result) {
-  const Guard guard(mutex_);
-  drain_ = result;
-}
-
-void ScriptedLine::FailRead(HRESULT result) {
-  const Guard guard(mutex_);
-  read_ = result;
-}
-
-void ScriptedLine::SetState(std::uint32_t state) {
-  const Guard guard(mutex_);
-  state_ = state;
-}
-
-void ScriptedLine::OfferNoPort(bool none) {
-  const Guard guard(mutex_);
-  noPort_ = none;
-}
-
-void ScriptedLine::OfferNoIo(bool none) {
-  const Guard guard(mutex_);
-  noIo_ = none;
-}
+void ScriptedLine::OnRequest(Handler handler) { Set(handler_, std::move(handler)); }
+void ScriptedLine::CutAnswers(std::size_t bytes) { Set(cut_, bytes); }
+void ScriptedLine::FailOpen(HRESULT result) { Set(open_, result); }
+void ScriptedLine::FailWrite(HRESULT result) { Set(write_, result); }
+void ScriptedLine::FailPurge(HRESULT result) { Set(purge_, result); }
+void ScriptedLine::FailDrain(HRESULT result) { Set(drain_, result); }
+void ScriptedLine::FailRead(HRESULT result) { Set(read_, result); }
+void ScriptedLine::SetState(std::uint32_t state) { Set(state_, state); }
+void ScriptedLine::OfferNoPort(bool none) { Set(noPort_, none); }
+void ScriptedLine::OfferNoIo(bool none) { Set(noIo_, none); }
 
 // --- ScriptedLine: the records
 

@@ -17,6 +17,8 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "Protocol/link/PortInterfaces.h"
@@ -119,6 +121,12 @@ class ScriptedLine final : public IObjectProvider {
   bool TakeExpectation(std::span<const std::uint8_t> request);
   void Queue(Bytes answer);
   void Record(std::string call);
+
+  template <class Field>
+  void Set(Field& field, std::type_identity_t<Field> value) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    field = std::move(value);
+  }
 
   mutable std::mutex mutex_;
   Port port_{*this};
