@@ -157,44 +157,6 @@ TEST_F(ChannelTest, ConfigurationMistakesThatOnlyThePlugInKnows) {
   EXPECT_NE(std::string::npos, message(named).find("did you mean \"СЭТ-4ТМ.03\""));
 }
 
-struct WriteCase {
-  const char* tag;
-  const char* value;
-  WriteOutcome outcome;
-  Value after;
-};
-
-TEST_F(ChannelTest, WritesAreJudgedByTheMeterAndTheValueReadBack) {
-  const WriteCase cases[] = {
-      {"LimitPowerWeekDay", "5000", WriteOutcome::Accepted, 5000.0F},
-      {"LimitPowerWeekDay", "10000", WriteOutcome::Differs, 6553.5F},
-      {"StartEstimatedInterval", "19", WriteOutcome::Accepted, std::int32_t{19}},
-      {"LoadControl", "2", WriteOutcome::Refused, {}},
-      {"Indication Period Setup", "10", WriteOutcome::Accepted, 0.0F},
-      {"Exchange", "true", WriteOutcome::Accepted, true},
-  };
-  for (const WriteCase& row : cases) {
-    SCOPED_TRACE(row.tag);
-    Channel channel(plugin, services, MakeChannel({MakeMeter("a", 12, 8, {row.tag})}));
-    Meter& meter = channel.Meters().front();
-    channel.Start();
-    ASSERT_EQ(1U, TakePasses(channel, 1).size());
-    ClientWrite write(channel, meter, meter.FindTag(row.tag), row.value);
-    std::optional<WriteReport> report;
-    for (int pass = 0; pass < 5 && !report; ++pass) {
-      ASSERT_EQ(1U, TakePasses(channel, 1).size());
-      report = write.AfterPass();
-    }
-    channel.Stop();
-    ASSERT_TRUE(report);
-    EXPECT_EQ(row.outcome, report->outcome) << OutcomeText(report->outcome) << ' ' << report->reason;
-    if (row.after != Value{}) {
-      EXPECT_EQ(row.after, report->after);
-    }
-    EXPECT_EQ(row.outcome == WriteOutcome::Accepted, report->reason.empty());
-  }
-}
-
 TEST_F(ChannelTest, WriteToASilentMeterIsGivenUpAsUnanswered) {
   ChannelConfig config = MakeChannel({MakeMeter("a", 12, 8, {"LimitPowerWeekDay"})});
   config.device = "/nowhere/at/all";

@@ -102,16 +102,6 @@ Tally AskThousandTimes(FakeLine& line, std::uint32_t guardMs) {
   return tally;
 }
 
-TEST(PortLine, LateAnswerIsNeverTakenForTheNextOne) {
-  ClockInPlace time;
-  FakeLine line{.clock = time.clock};
-  NumberedMeter meter{.line = line, .delayMs = [](int request) { return request % 10 == 0 ? 580 : 20; }};
-  meter.Listen();
-  const Tally tally = AskThousandTimes(line, 100);
-  EXPECT_EQ(1000, tally.right);
-  EXPECT_EQ(0, tally.wrong);
-}
-
 TEST(PortLine, AnswersOfEveryLatenessWithinTheGuardKeepTheirRequest) {
   ClockInPlace time;
   FakeLine line{.clock = time.clock};
@@ -121,14 +111,6 @@ TEST(PortLine, AnswersOfEveryLatenessWithinTheGuardKeepTheirRequest) {
   const Tally tally = AskThousandTimes(line, 100);
   EXPECT_EQ(0, tally.wrong);
   EXPECT_EQ(0, tally.unanswered);
-}
-
-TEST(PortLine, WithoutTheGuardLateAnswersAreMistaken) {
-  ClockInPlace time;
-  FakeLine line{.clock = time.clock};
-  NumberedMeter meter{.line = line, .delayMs = [](int request) { return request % 10 == 0 ? 580 : 20; }};
-  meter.Listen();
-  EXPECT_NE(0, AskThousandTimes(line, 0).wrong);
 }
 
 // Each row leaves the line in some state; then a purge at the given moment takes so long.

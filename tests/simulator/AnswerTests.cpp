@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "simulator/MeterTypes.h"
 #include "tests/simulator/OneMeter.h"
 
 namespace ostrel::test {
@@ -9,37 +8,6 @@ namespace {
 std::size_t Length(const std::string& hex) { return (hex.size() + 1) / 3; }
 
 std::string Byte(unsigned value) { return ToHex(Bytes{static_cast<std::uint8_t>(value)}); }
-
-TEST(Answers, HaveTheirLengthForEveryRequestOfEveryType) {
-  // Data bytes between address and check.
-  std::vector<std::pair<std::string, std::size_t>> rows = {
-      {"00", 1},          {"04 00", 8},     {"08 00", 7},     {"08 01", 2},     {"08 02", 10},
-      {"08 03", 3},       {"08 05", 2},     {"08 06", 2},     {"08 06 01", 2},  {"08 06 02", 2},
-      {"08 09", 2},       {"08 0B", 16},    {"08 0D", 16},    {"08 12", 3},     {"08 20 00 00", 2},
-      {"08 20 08 00", 2}, {"05 10 00", 16}, {"05 20 00", 16}, {"05 40 00", 16}, {"05 50 00", 16},
-  };
-  for (unsigned tariff = 0; tariff <= 8; ++tariff) rows.emplace_back("05 00 " + Byte(tariff), 16);
-  for (unsigned month = 1; month <= 12; ++month) rows.emplace_back("05 " + Byte(0x30 + month) + " 00", 16);
-  for (const char* selectors : {"00", "01", "02", "03", "04", "05", "06", "07", "08", "09", "0A", "0B", "11", "12",
-                                "13", "15", "16", "17", "18", "21", "22", "23", "30", "31", "32", "33", "40", "81",
-                                "82", "83", "85", "86", "87", "90", "A1", "A2", "A3", "A5", "A6", "A7", "A8"}) {
-    rows.emplace_back(std::string("08 11 ") + selectors, 3);
-  }
-  for (unsigned kind = 0; kind <= 3; ++kind) {
-    for (unsigned tariff = 0; tariff <= 4; ++tariff) rows.emplace_back("08 20 04 " + Byte(kind * 16 + tariff), 4);
-    rows.emplace_back("08 20 09 " + Byte(kind), 2);
-  }
-  for (unsigned log = 1; log <= 26; ++log) {
-    for (unsigned record : {0U, 19U}) rows.emplace_back("09 " + Byte(log) + " " + Byte(record), log >= 3 && log <= 6 ? 7 : 14);
-  }
-  for (const sim::MeterType& type : sim::AllMeterTypes()) {
-    OneMeter one("200:" + std::to_string(type.id));
-    one.Open();
-    for (const auto& [request, length] : rows) {
-      EXPECT_EQ(Length(one.Ask(request)), length) << "type " << type.id << ": " << request;
-    }
-  }
-}
 
 TEST(Answers, CarryWhatTheMeterWasGiven) {
   const struct {

@@ -1,7 +1,7 @@
 // Archives, profile memory and the search in it, asked by frames.
 #include <gtest/gtest.h>
 
-#include "simulator/HistoryExpectation.h"
+#include "simulator/MeterTypes.h"
 #include "tests/simulator/OneMeter.h"
 
 namespace ostrel::test {
@@ -205,72 +205,6 @@ TEST(History, RefusesWhatTheMeterDoesNotKeep) {
   noDays.Open();
   EXPECT_EQ(noDays.Ask("0A 06 01 00 0F 00"), "01");
   EXPECT_EQ(OneMeter("1:1:powercut=2026-11-20T00:00:00/2026-11-20T11:00:00:freeze=1").Ask("00"), "");
-}
-
-// The oracle against the frames, decoded here by hand: constant 5000, so ten thousand pulses to the unit, and ku ki = 2000.
-TEST(HistoryExpectation, IsWhatTheFramesSay) {
-  History one("1:8:ku=100:ki=20:constant=5000:dst=1:at=2026-10-25T05:10:00");
-  const auto view = one.meter.View(one.now);
-  const auto date = [](int year, int month, int day) { return sim::FromCivil({.year = year, .month = month, .day = day}); };
-  const struct {
-    std::uint32_t tag;
-    MeterTime date;
-    std::string request;
-  } rows[] = {
-      {40000, date(2026, 10, 25), "0A 06 18 01 0F 00"},
-      {40034, date(2026, 9, 26), "0A 06 19 08 0F 00"},
-      {40044, date(2026, 10, 1), "05 39 00"},
-      {40062, date(2025, 11, 1), "05 3D 00"},
-      {40098, date(2026, 1, 1), "05 20 00"},
-      {40128, date(2026, 10, 25), "0A 84 00 00 0F 00"},
-      {40137, date(2026, 10, 24), "0A 85 00 00 0F 00"},
-      {40164, date(2025, 10, 1), "0A 83 0D 00 0F 00"},
-      {40191, date(2025, 11, 1), "0A 83 0B 00 0F 00"},
-      {40219, date(2026, 1, 1), "0A 81 00 01 0F 00"},
-      {40218, date(2025, 1, 1), "0A 82 00 00 0F 00"},
-  };
-  for (const auto& row : rows) {
-    const std::uint32_t place = row.tag < 40120 ? row.tag - 40000 : row.tag - 40120;
-    const auto expected = sim::ExpectedArchive(view, row.tag, row.date);
-    ASSERT_TRUE(expected) << row.tag;
-    EXPECT_DOUBLE_EQ(*expected, one.Read(row.request)[place % 36 / 9] / 10000.0 * 2000) << row.tag;
-  }
-  const std::pair<std::uint32_t, MeterTime> notKept[] = {
-      {40000, date(2026, 9, 25)}, {40000, date(2026, 10, 26)}, {40036, date(2025, 10, 1)}, {40036, date(2026, 10, 2)},
-      {40072, date(2025, 1, 1)},  {40120, date(2026, 10, 23)}, {40156, date(2025, 9, 1)},  {40192, date(2024, 1, 1)},
-      {40108, date(2026, 10, 1)}, {40228, date(2026, 10, 1)},
-  };
-  for (const auto& [tag, time] : notKept) EXPECT_FALSE(sim::ExpectedArchive(view, tag, time)) << tag << " " << time;
-}
-
-// Three-minute records from before the change to winter time up to the running one, with a power cut in between.
-TEST(HistoryExpectation, KnowsEveryRecordOfTheProfile) {
-  History one(
-      "1:8:ku=100:constant=5000:dst=1:installed=2026-10-24T00:00:00:at=2026-10-25T05:10:00:"
-      "powercut=2026-10-25T03:10:00/2026-10-25T04:59:00");
-  const auto view = one.meter.View(one.now);
-  constexpr std::uint32_t kReactive = 40114;  // additional profile, Q+
-  std::vector<MeterTime> times = sim::ExpectedProfileTimes(view, kReactive, {view.now - 5 * sim::kHour, view.now + sim::kHour});
-  // 01:12 to 03:00, the hour 02 twice; the hours 03 and 04, both with some minutes of power; four of the hour 05.
-  ASSERT_EQ(times.size(), 57U + 40U + 4U);
-  EXPECT_EQ(view.wall.Shown(times.front()), sim::FromCivil({2026, 10, 25, 1, 12}));
-  EXPECT_EQ(times.back(), view.now + 120);
-  std::size_t whole = 0;
-  for (const MeterTime end : times) {
-    const std::int64_t fromFirst = end - 180 - sim::FromCivil({2026, 10, 23, 23});  // winter time
-    const std::int64_t address = fromFirst / sim::kHour * 168 + fromFirst % sim::kHour / 180 * 8 + 8;
-    const Bytes record = Hex(one.Memory(static_cast<std::uint32_t>(address), "08", "08"));
-    const auto expected = sim::ExpectedProfile(view, kReactive, end);
-    ASSERT_TRUE(expected) << end;
-    EXPECT_EQ(expected->whole, record[4] < 0x80) << end;
-    EXPECT_DOUBLE_EQ(expected->value, ((record[4] & 0x7F) * 256 + record[5]) / 10000.0 * 20 * 100) << end;
-    whole += expected->whole ? 1 : 0;
-  }
-  EXPECT_EQ(whole, times.size() - 37 - 1);  // 03:09 to 05:00 and the running one
-  EXPECT_DOUBLE_EQ(
-      sim::ExpectedEnergy(view, 0, 0, {sim::FromCivil({2026, 10, 25, 3, 12}), sim::FromCivil({2026, 10, 25, 4, 55})}), 0);
-  EXPECT_FALSE(sim::ExpectedProfile(view, 40120, view.now));
-  EXPECT_FALSE(sim::ExpectedProfile(view, kReactive, view.now + 300));
 }
 
 }  // namespace

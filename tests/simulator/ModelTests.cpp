@@ -64,24 +64,6 @@ TEST(Model, EnergyIsTheIntegralOfPower) {
   }
 }
 
-TEST(Model, EveryRegisterInUseGrowsAndNoneFalls) {
-  for (const sim::MeterType& type : sim::AllMeterTypes()) {
-    const Model model(Spec("1:" + std::to_string(type.id)), 5);
-    for (int tariff = 1; tariff <= 8; ++tariff) {
-      Energies before = model.Energy().At(tariff, kMorning);
-      for (std::size_t kind = 0; kind < 4; ++kind) {
-        const bool used = tariff <= type.tariffs && (kind != 1 || type.exports);
-        EXPECT_EQ(before[kind] != 0, used) << type.id << " tariff " << tariff << " kind " << kind;
-      }
-      for (MeterTime time = kMorning; time < kMorning + sim::kDay; time += 977) {
-        const Energies now = model.Energy().At(tariff, time);
-        for (std::size_t kind = 0; kind < 4; ++kind) EXPECT_GE(now[kind], before[kind]) << type.id << " at " << time;
-        before = now;
-      }
-    }
-  }
-}
-
 TEST(Model, FollowsFromItsSeedAlone) {
   const Model first(Spec("1:1"), 1);
   const Model same(Spec("1:1"), 1);
