@@ -150,9 +150,8 @@ void RejectTwins(const toml::table& root, const std::string& file) {
 void ReadDiagnostics(TableReader& root, Config& config) {
   if (const toml::table* const table = root.Table("log")) {
     TableReader log(*table, config.file, "log.");
-    const auto logFile = platform::Utf8ToSystemPath(log.RequiredText("file"));
-    if (!logFile) log.Fail("file", "has a character that this system's code page lacks");
-    config.logFile = *logFile;
+    config.logFile = log.RequiredText("file");
+    if (!platform::Utf8ToSystemPath(config.logFile)) log.Fail("file", "has a character that this system's code page lacks");
     config.logLimitKb = Unsigned(log.Integer("limit_kb", 1024, kKilobytes));
     log.RejectOthers();
   }

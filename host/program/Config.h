@@ -53,7 +53,7 @@ struct ChannelConfig {
 
 struct Config {
   std::string file;
-  std::string logFile;  // as the system's narrow paths are
+  std::string logFile;
   std::uint32_t logLimitKb = 1024;
   std::string traceFile;
   std::string traceSettings;

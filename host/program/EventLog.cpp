@@ -5,22 +5,29 @@
 #include <filesystem>
 #include <fstream>
 
+#include "host/program/Failure.h"
 #include "platform/text.h"
 #include "platform/thread.h"
 
 namespace ostrel::host {
 namespace {
 
+std::filesystem::path PathOf(const std::string& utf8) { return std::u8string(utf8.begin(), utf8.end()); }
+
 std::uint64_t SizeOf(const std::string& file) {
   std::error_code failed;
-  const std::uintmax_t size = std::filesystem::file_size(file, failed);
+  const std::uintmax_t size = std::filesystem::file_size(PathOf(file), failed);
   return failed ? 0 : size;
 }
 
 std::string TemporaryFile() {
   std::error_code failed;
   const std::filesystem::path folder = std::filesystem::temp_directory_path(failed);
-  return (folder / fmt::format("ostrel-host-{}.log", platform::CurrentProcessId())).string();
+  const std::u8string file = (folder / fmt::format("ostrel-host-{}.log", platform::CurrentProcessId())).u8string();
+  const std::string utf8(file.begin(), file.end());
+  if (!platform::Utf8ToSystemPath(utf8))
+    throw Failure(kExitUsage, utf8 + ": has a character that this system's code page lacks; name another with log.file");
+  return utf8;
 }
 
 }  // namespace
@@ -33,7 +40,7 @@ EventLog::EventLog(const Config& config) : file_(config.logFile), temporary_(con
 
 EventLog::~EventLog() {
   std::error_code ignored;
-  if (temporary_) std::filesystem::remove(file_, ignored);
+  if (temporary_) std::filesystem::remove(PathOf(file_), ignored);
 }
 
 LogLine EventLog::Parse(const std::string& line) const {
@@ -52,7 +59,7 @@ std::vector<LogLine> EventLog::TakeNew() {
   // Over its limit the file is deleted and begins anew.
   if (size < taken_) taken_ = 0;
   if (size == taken_) return lines;
-  std::ifstream file(file_, std::ios::binary);
+  std::ifstream file(PathOf(file_), std::ios::binary);
   file.seekg(static_cast<std::streamoff>(taken_));
   for (std::string line; std::getline(file, line) && !file.eof();) {
     taken_ += line.size() + 1;

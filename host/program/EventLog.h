@@ -29,7 +29,7 @@ class EventLog {
  private:
   [[nodiscard]] LogLine Parse(const std::string& line) const;
 
-  std::string file_;
+  std::string file_;  // UTF-8
   bool temporary_;
   std::vector<std::string> ports_;
   std::uint64_t taken_ = 0;  // bytes of the file

@@ -26,7 +26,8 @@ std::string DeviceTextProblem(const std::string& device) { return CheckDeviceTex
 std::string DefaultDevice(const std::string& port) { return DefaultSerialDevice(port); }
 
 HostServices::HostServices(const ServiceSettings& settings) : parts_(std::make_unique<Parts>()) {
-  if (!settings.logFile.empty()) parts_->log.emplace(settings.logFile.c_str(), settings.logLimitKb, true);
+  const auto logFile = platform::Utf8ToSystemPath(settings.logFile);
+  if (logFile && !logFile->empty()) parts_->log.emplace(logFile->c_str(), settings.logLimitKb, true);
   if (!settings.traceFile.empty()) {
     parts_->trace.SetFile(platform::Utf8ToOle(settings.traceFile).c_str());
     parts_->trace.ApplySettings(platform::Utf8ToOle(settings.traceSettings).c_str());

@@ -16,7 +16,7 @@
 namespace ostrel::host {
 
 struct ServiceSettings {
-  std::string logFile;  // as the system's narrow paths are; empty: no event log
+  std::string logFile;  // UTF-8; empty or not to be named by the system: no event log
   std::uint32_t logLimitKb = 1024;
   std::string traceFile;  // UTF-8; empty: no trace
   std::string traceSettings;

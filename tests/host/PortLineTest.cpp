@@ -84,8 +84,8 @@ struct Tally {
 };
 
 // Three tries each, as the plug-in makes them: purge, send, read, and again when nothing came.
-Tally AskThousandTimes(FakeLine& line, std::uint32_t guardMs) {
-  PortLine port(std::make_unique<FakeStream>(line), {.lateGuardMs = guardMs});
+Tally AskThousandTimes(FakeLine& line) {
+  PortLine port(std::make_unique<FakeStream>(line), {.lateGuardMs = 100});
   port.SetTimeouts(500, 5);
   Tally tally;
   for (int number = 0; number < 1000; ++number) {
@@ -108,7 +108,7 @@ TEST(PortLine, AnswersOfEveryLatenessWithinTheGuardKeepTheirRequest) {
   // From in time to just within the guard, in an order that has no period of ten.
   NumberedMeter meter{.line = line, .delayMs = [](int request) { return request % 3 == 0 ? 495 + request * 7 % 104 : 20; }};
   meter.Listen();
-  const Tally tally = AskThousandTimes(line, 100);
+  const Tally tally = AskThousandTimes(line);
   EXPECT_EQ(0, tally.wrong);
   EXPECT_EQ(0, tally.unanswered);
 }

@@ -5,8 +5,6 @@
 namespace ostrel::test {
 namespace {
 
-std::size_t Length(const std::string& hex) { return (hex.size() + 1) / 3; }
-
 std::string Byte(unsigned value) { return ToHex(Bytes{static_cast<std::uint8_t>(value)}); }
 
 TEST(Answers, CarryWhatTheMeterWasGiven) {
@@ -55,7 +53,7 @@ TEST(Answers, RefuseWhatNoMeterKnows) {
   EXPECT_EQ(one.Ask("08 11 A2").size(), 8U);
   OneMeter other("1:6");
   other.Open();
-  EXPECT_EQ(Length(other.Ask("05 3D 00")), 16U);
+  EXPECT_EQ(Hex(other.Ask("05 3D 00")).size(), 16U);
 }
 
 TEST(Answers, OnlyGoToFramesForThisMeterWithARightCheck) {

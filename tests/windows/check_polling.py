@@ -32,9 +32,12 @@ def main():
     expect([event["pass"] for event in events(run, "pass")] == [1, 2], "not two passes")
     records = events(history, "history")
     expect(len(records) == MONTHS and all(r["quality"] == 262336 and r["value"] > 0 for r in records), f"history: {records}")
+    # The meter has no second level. The line comes back from a log file under a Russian name.
+    lines = [event["text"] for event in events(run, "log")]
+    expect(any(line.endswith("COM1 ПРИБОР:12 Ошибка доступа к уровню 2") for line in lines), f"event log: {lines}")
     outcomes = [event["outcome"] for event in events(write, "write")]
     expect(outcomes == ["accepted"], f"write: {outcomes}")
-    print(f"  {len(good)} good tags of {len(tags)}, {len(records)} archive records, one write")
+    print(f"  {len(good)} good tags of {len(tags)}, {len(records)} archive records, one write, {len(lines)} log lines")
 
 
 if __name__ == "__main__":
