@@ -49,6 +49,16 @@ void HostServices::AddPort(const PortDevice& device, ExchangeObserver observer) 
 
 void HostServices::AddPort(const std::string& port, PortEntry entry) { parts_->directory->Set(port, std::move(entry)); }
 
+void HostServices::WrapPort(const std::string& port, StreamWrapper wrapper) {
+  std::optional<PortEntry> entry = parts_->directory->Find(port);
+  if (!entry) return;
+  entry->open = [open = std::move(entry->open), wrapper = std::move(wrapper)](std::string& error) {
+    std::unique_ptr<ByteStream> stream = open(error);
+    return stream == nullptr ? nullptr : wrapper(std::move(stream));
+  };
+  parts_->directory->Set(port, *std::move(entry));
+}
+
 HostContext* HostServices::Context() { return &parts_->context; }
 
 std::string HostServices::PortProblem(const std::string& port) const { return parts_->directory->Problem(port); }

@@ -47,6 +47,8 @@ class HostServices {
   /// Before the first channel opens the port.
   TAVRINDASERVER_API void AddPort(const PortDevice& device, ExchangeObserver observer = {});
   TAVRINDASERVER_API void AddPort(const std::string& port, PortEntry entry);
+  /// Puts something around every stream that the port opens from now on.
+  TAVRINDASERVER_API void WrapPort(const std::string& port, StreamWrapper wrapper);
 
   [[nodiscard]] TAVRINDASERVER_API HostContext* Context();
   /// Why the port could not be used when it was opened last; empty when it could.

@@ -1,0 +1,84 @@
+// Fetches what a meter's archives hold and ours does not, a small portion at a time: what the meter will overwrite first
+// comes first.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/session/HistoryReader.h"
+#include "station/archive/Archive.h"
+#include "station/collect/GapPlan.h"
+
+namespace ostrel::station {
+
+/// What to ask for in one go: at most so many records of a profile that others wait no longer than a few passes.
+inline constexpr std::int64_t kPortionRecords = 48;
+
+struct Portion {
+  std::size_t tag = 0;
+  std::int64_t from = 0;  // [from, to)
+  std::int64_t to = 0;
+  std::int64_t deadline = 0;  // by then the meter may have overwritten the first of it; by the meter's clock
+  bool searching = false;     // for the tag's first record
+  std::size_t missing = 0;    // of the tag, this portion included
+};
+
+struct FillResult {
+  std::int64_t tag = 0;
+  std::string name;
+  std::string unit;
+  bool answered = false;
+  std::vector<StoredRecord> records;       // also those to be marked absent or lost
+  std::optional<Expectation> expectation;  // found out by this portion
+  Portion portion;
+};
+
+class MeterFill {
+ public:
+  MeterFill(host::Channel& channel, const host::Meter& meter, std::vector<host::HistoryTag> tags);
+
+  /// Begins a look at all tags: learns the meter's periods, and what is stored. False when the meter does not answer.
+  bool BeginCheck(Archive& archive, MeterKey key);
+  /// What is most urgent of what is missing; nothing when nothing is. `now` is the meter's clock.
+  [[nodiscard]] std::optional<Portion> Next(Archive& archive, MeterKey key, std::int64_t now);
+  [[nodiscard]] FillResult Read(const Portion& portion, std::int64_t now);
+  /// After the result was kept; until then its tag is left alone.
+  void Kept(const FillResult& result);
+  void Dropped(const FillResult& result);
+  [[nodiscard]] bool Busy() const;
+
+  [[nodiscard]] const host::Meter& Meter() const { return meter_; }
+
+ private:
+  struct TagFill {
+    host::HistoryTag tag;
+    std::uint32_t depth = 0;
+    std::int64_t period = 0;         // as the meter has it now
+    std::vector<Expectation> known;  // the last one is of that period, unless `searching`
+    bool searching = false;
+    std::int64_t cursor = 0;  // everything before is settled, or searched
+    std::int64_t newestKnown = 0;
+    bool busy = false;     // what was read is not kept yet
+    bool badToo = false;   // bad records of the last day are asked for once more
+    bool stalled = false;  // the last portion brought nothing: not before the next look
+  };
+
+  bool LearnPeriod(TagFill& fill);
+  [[nodiscard]] std::optional<Portion> Plan(Archive& archive, MeterKey key, TagFill& fill, std::int64_t now);
+  [[nodiscard]] Portion Search(TagFill& fill, std::int64_t now) const;
+  [[nodiscard]] std::int64_t SearchStart(const TagFill& fill, std::int64_t now) const;
+  void Collect(const TagFill& fill, std::int64_t now, FillResult& result) const;
+  void MarkRest(const TagFill& fill, std::int64_t now, FillResult& result) const;
+
+  host::Channel& channel_;
+  const host::Meter& meter_;
+  std::vector<TagFill> tags_;
+};
+
+/// Writes a result; `news` is told each record that is new or better. May run again after it was rolled back.
+void Keep(Archive& archive, MeterKey key, const FillResult& result, const std::function<void(const StoredRecord&)>& news);
+
+}  // namespace ostrel::station
