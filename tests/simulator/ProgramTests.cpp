@@ -115,13 +115,15 @@ TEST(MeterProgram, AnswersOverAPseudoTerminalThatUsersOpenAndClose) {
   const TemporaryFolder folder;
   const std::string path = folder.File("line");
   fs::create_symlink("/dev/pts/99999", path);  // left by one that was killed
-  Program program({"--line", "pty:" + path, "--seed", "1", "12:1", "13:8", "14:12"});
+  const std::string other = folder.File("other");
+  Program program({"--line", "pty:" + path, "--line", "pty:" + other, "--seed", "1", "12:1", "13:8", "14:12"});
   ASSERT_EQ(program.FirstLine(), "ready " + path);
   for (int i = 0; i < 3; ++i) {
     EXPECT_EQ(TalkThrough(path, Frame("0C 00"), 4), ToHex(Frame("0C 00")));
     EXPECT_EQ(TalkThrough(path, Frame("0D 01 30 30 30 30 30 30"), 4), ToHex(Frame("0D 00")));
     EXPECT_EQ(TalkThrough(path, Frame("0D 08 05"), 5), ToHex(Frame("0D 00 0D")));
   }
+  EXPECT_EQ(TalkThrough(other, Frame("0D 08 05"), 4), ToHex(Frame("0D 05"))) << "a meter of its own";
   EXPECT_EQ(program.Stop(SIGTERM), 0);
   EXPECT_FALSE(fs::exists(fs::symlink_status(path)));
 }
