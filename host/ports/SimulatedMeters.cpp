@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "host/server/HostServices.h"
+#include "simulator/Line.h"
 
 namespace ostrel::host {
 namespace {

@@ -5,16 +5,16 @@
 #include <optional>
 #include <vector>
 
-#include "host/program/ClientWrite.h"
 #include "host/program/Commands.h"
 #include "host/program/DemoLine.h"
-#include "host/program/HistoryOutput.h"
-#include "host/program/HistoryReader.h"
-#include "host/program/LiveTable.h"
-#include "host/program/Output.h"
-#include "host/program/ProgressBar.h"
-#include "host/program/Session.h"
-#include "host/program/TagSelection.h"
+#include "host/session/ClientWrite.h"
+#include "host/session/HistoryReader.h"
+#include "host/session/Session.h"
+#include "host/session/TagSelection.h"
+#include "host/show/HistoryOutput.h"
+#include "host/show/LiveTable.h"
+#include "host/show/Output.h"
+#include "host/show/ProgressBar.h"
 #include "platform/clock.h"
 #include "platform/console.h"
 

@@ -6,12 +6,12 @@
 #include <fstream>
 
 #include "host/program/Commands.h"
-#include "host/program/HistoryOutput.h"
-#include "host/program/HistoryReader.h"
-#include "host/program/Output.h"
-#include "host/program/ProgressBar.h"
-#include "host/program/Session.h"
-#include "host/program/TagSelection.h"
+#include "host/session/HistoryReader.h"
+#include "host/session/Session.h"
+#include "host/session/TagSelection.h"
+#include "host/show/HistoryOutput.h"
+#include "host/show/Output.h"
+#include "host/show/ProgressBar.h"
 #include "platform/console.h"
 
 namespace ostrel::host {

@@ -4,9 +4,9 @@
 #include <cstdio>
 
 #include "host/program/Commands.h"
-#include "host/program/JsonLines.h"
-#include "host/program/Output.h"
-#include "host/program/Session.h"
+#include "host/session/Session.h"
+#include "host/show/JsonLines.h"
+#include "host/show/Output.h"
 
 namespace ostrel::host {
 namespace {

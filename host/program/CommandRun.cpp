@@ -7,12 +7,12 @@
 #include <optional>
 #include <string>
 
-#include "host/program/ClientWrite.h"
 #include "host/program/Commands.h"
-#include "host/program/LiveTable.h"
-#include "host/program/Output.h"
-#include "host/program/Session.h"
 #include "host/program/WriteLine.h"
+#include "host/session/ClientWrite.h"
+#include "host/session/Session.h"
+#include "host/show/LiveTable.h"
+#include "host/show/Output.h"
 #include "platform/clock.h"
 #include "platform/console.h"
 

@@ -3,12 +3,12 @@
 
 #include <charconv>
 
-#include "host/program/Catalogue.h"
 #include "host/program/Commands.h"
-#include "host/program/JsonLines.h"
-#include "host/program/LiveTable.h"
-#include "host/program/Output.h"
-#include "host/program/Plugin.h"
+#include "host/session/Catalogue.h"
+#include "host/session/Plugin.h"
+#include "host/show/JsonLines.h"
+#include "host/show/LiveTable.h"
+#include "host/show/Output.h"
 #include "platform/variant.h"
 
 namespace ostrel::host {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "host/program/Failure.h"
+#include "host/session/Failure.h"
 
 namespace ostrel::host {
 

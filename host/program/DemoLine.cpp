@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "host/program/Failure.h"
+#include "host/session/Failure.h"
 #include "platform/clock.h"
 #include "platform/module.h"
 #include "platform/thread.h"

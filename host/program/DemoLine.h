@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "host/program/Config.h"
+#include "host/session/Config.h"
 #include "platform/process.h"
 
 namespace ostrel::host {

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "host/program/Failure.h"
+#include "host/session/Failure.h"
 
 namespace ostrel::host {
 namespace {

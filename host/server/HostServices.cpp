@@ -7,7 +7,6 @@
 #include "Protocol/diagnostics/DebugTrace.h"
 #include "host/ports/Devices.h"
 #include "host/ports/SerialStream.h"
-#include "host/ports/SimulatedMeters.h"
 #include "host/server/ObjectProvider.h"
 #include "platform/text.h"
 

@@ -11,6 +11,7 @@
 #include "Protocol/object/HostContext.h"
 #include "host/ports/PortDirectory.h"
 #include "host/ports/PortLine.h"
+#include "host/ports/SimulatedMeters.h"
 #include "host/server/Export.h"
 
 namespace ostrel::host {
@@ -21,14 +22,6 @@ struct ServiceSettings {
   std::string traceFile;  // UTF-8; empty: no trace
   std::string traceSettings;
   std::uint32_t clockCorrectionDays = 0;
-};
-
-/// A meter of a line inside this process.
-struct SimulatedMeter {
-  std::uint32_t address = 1;
-  std::uint32_t type = 1;
-  std::string level1Password;
-  std::string level2Password;
 };
 
 struct PortDevice {

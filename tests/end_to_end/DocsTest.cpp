@@ -13,7 +13,7 @@ namespace {
 
 using ::testing::HasSubstr;
 
-const std::filesystem::path kRoot = std::filesystem::path(__FILE__).parent_path().parent_path().parent_path();
+const std::filesystem::path kRoot = OSTREL_SOURCES;
 
 std::string Page(const std::string& name) {
   const std::string text = FileText(kRoot / name);

@@ -5,9 +5,9 @@
 
 #include "Protocol/model/TagCatalogue.h"
 #include "Protocol/object/CProtocol.h"
-#include "host/program/Channel.h"
-#include "host/program/ClientWrite.h"
-#include "host/program/Failure.h"
+#include "host/session/Channel.h"
+#include "host/session/ClientWrite.h"
+#include "host/session/Failure.h"
 #include "tests/host/FakeStream.h"
 
 namespace ostrel::host {

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "host/program/Config.h"
-#include "host/program/Failure.h"
+#include "host/session/Config.h"
+#include "host/session/Failure.h"
 
 namespace ostrel::host {
 namespace {

@@ -4,10 +4,10 @@
 #include <cmath>
 #include <limits>
 
-#include "host/program/Failure.h"
-#include "host/program/JsonLines.h"
-#include "host/program/LiveTable.h"
-#include "host/program/Output.h"
+#include "host/session/Failure.h"
+#include "host/show/JsonLines.h"
+#include "host/show/LiveTable.h"
+#include "host/show/Output.h"
 
 namespace ostrel::host {
 namespace {

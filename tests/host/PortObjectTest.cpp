@@ -3,8 +3,8 @@
 
 #include <memory>
 
-#include "host/program/ComPointer.h"
 #include "host/server/ObjectProvider.h"
+#include "host/session/ComPointer.h"
 #include "tests/host/FakeStream.h"
 
 namespace ostrel::host {

@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "host/program/Failure.h"
 #include "host/program/Frame.h"
-#include "host/program/NearNames.h"
-#include "host/program/TagSelection.h"
 #include "host/program/WriteLine.h"
+#include "host/session/Failure.h"
+#include "host/session/NearNames.h"
+#include "host/session/TagSelection.h"
 #include "tests/support/Hex.h"
 
 namespace ostrel::host {

@@ -17,7 +17,7 @@ struct Outcome {
 };
 
 Outcome RunScript(const std::string& source, const std::string& table) {
-  const auto root = std::filesystem::path(__FILE__).parent_path().parent_path().parent_path();
+  const auto root = std::filesystem::path(OSTREL_SOURCES);
   const auto script = root / "Protocol" / "resources" / "make_string_table.py";
   FILE* const pipe = popen(("python3 '" + script.string() + "' '" + source + "' '" + table + "' 2>&1").c_str(), "r");
   if (pipe == nullptr) return {.status = -1, .text = "no shell"};

@@ -21,7 +21,7 @@ std::vector<std::string> Split(const std::string& text, char mark) {
 }
 
 std::vector<TableRow> ReadTable(const std::string& name, std::size_t fields) {
-  std::ifstream file(std::filesystem::path(__FILE__).parent_path() / name);
+  std::ifstream file(std::filesystem::path(OSTREL_SOURCES) / "tests" / "model" / name);
   std::vector<TableRow> rows;
   for (std::string line; std::getline(file, line);) {
     if (line.starts_with('#')) continue;

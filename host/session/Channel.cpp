@@ -1,0 +1,173 @@
+#include "host/session/Channel.h"
+
+#include <cstring>
+
+#include "Protocol/link/PortSettings.h"
+#include "Protocol/object/ChannelRecord.h"
+#include "host/session/Failure.h"
+#include "host/session/TagSelection.h"
+#include "platform/clock.h"
+#include "platform/text.h"
+
+namespace ostrel::host {
+namespace {
+
+/// A quality that the plug-in never gives.
+constexpr std::uint16_t kNotPassed = 0xFFFF;
+
+struct ParityName {
+  const char* word;
+  const char* name;  // as the plug-in knows it
+};
+
+constexpr ParityName kParityNames[] = {
+    {"none", "Нет"}, {"even", "Чет"}, {"odd", "Нечет"}, {"mark", "Маркер"}, {"space", "Пробел"},
+};
+
+template <std::size_t Size>
+void StoreText(char (&field)[Size], const std::string& utf8) {
+  const std::string text = platform::Utf8ToCp1251(utf8).substr(0, Size - 1);
+  std::memcpy(field, text.c_str(), text.size() + 1);
+}
+
+PortSettings MakePortSettings(const ChannelConfig& config) {
+  PortSettings settings = {};
+  StoreText(settings.PortName, config.port);
+  settings.BaudRate = config.baud;
+  settings.RetryCount = config.retries;
+  settings.PollPeriod = config.pollPeriodSeconds;
+  settings.PortTimeout = config.timeoutMs;
+  settings.PreSendPause = config.preSendPauseMs;
+  for (const ParityName& parity : kParityNames) {
+    if (config.parity == parity.word) StoreText(settings.ParityName, parity.name);
+  }
+  return settings;
+}
+
+PortDevice MakePortDevice(const ChannelConfig& config, const std::vector<Meter>& meters) {
+  PortDevice device{.port = config.port,
+                    .device = config.device,
+                    .line = {.lateGuardMs = config.lateGuardMs, .echo = config.echo},
+                    .meters = {}};
+  for (const Meter& meter : meters) {
+    device.meters.push_back({.address = meter.config.address,
+                             .type = meter.type.id,
+                             .level1Password = meter.config.level1Password,
+                             .level2Password = meter.config.level2Password});
+  }
+  return device;
+}
+
+std::vector<std::size_t> SelectedTags(const std::vector<TagDefinition>& definitions, const MeterConfig& config) {
+  std::vector<bool> chosen(definitions.size(), config.tags.empty());
+  for (const PlacedText& wanted : config.tags) {
+    try {
+      for (const std::size_t tag : SelectTags(definitions, wanted.text)) chosen[tag] = true;
+    } catch (const Failure& failure) {
+      // A tag of the command line stands in no file.
+      if (wanted.place.file.empty()) throw;
+      FailAt(wanted.place, failure.what());
+    }
+  }
+  std::vector<std::size_t> selected;
+  for (std::size_t i = 0; i < chosen.size(); ++i) {
+    if (chosen[i]) selected.push_back(i);
+  }
+  return selected;
+}
+
+const MeterType& TypeOf(const std::vector<MeterType>& types, const MeterConfig& config) {
+  try {
+    return FindMeterType(types, config.type);
+  } catch (const Failure& failure) {
+    FailAt(config.typePlace, failure.what());
+  }
+}
+
+}  // namespace
+
+Channel::Channel(const Plugin& plugin, HostServices& services, const ChannelConfig& config)
+    : services_(services), config_(config), frames_(std::make_shared<WriteFrames>()), protocol_(plugin.CreateProtocol()) {
+  ApplySettings();
+  const std::vector<MeterType> types = ReadMeterTypes(*protocol_);
+  meters_.reserve(config_.meters.size());
+  for (const MeterConfig& meter : config_.meters) AddMeter(meter, types);
+  AddPassMark();
+  services_.AddPort(MakePortDevice(config_, meters_),
+                    [frames = frames_](std::span<const std::uint8_t> request, std::span<const std::uint8_t> answer) {
+                      frames->Observe(request, answer);
+                    });
+}
+
+Channel::~Channel() { Stop(); }
+
+void Channel::ApplySettings() {
+  const PortSettings settings = MakePortSettings(config_);
+  protocol_->SetPortSettings(services_.Context(), &settings);
+}
+
+void Channel::AddMeter(const MeterConfig& config, const std::vector<MeterType>& types) {
+  Meter meter{.config = config, .type = TypeOf(types, config), .index = 0, .tags = {}, .selected = {}};
+  const std::vector<TagDefinition> definitions = ReadTagDefinitions(*protocol_, meter.type.id, kBranchDa);
+  if (config.polled) meter.selected = SelectedTags(definitions, config);
+  const DeviceConfig record = MakeDeviceConfig(config, meter.type.id);
+  meter.index = static_cast<std::uint32_t>(protocol_->AddDevice(&record));
+  for (const TagDefinition& definition : definitions) {
+    meter.tags.push_back(MakeTag(definition, PortNumberOf(config_.port), config.address));
+    protocol_->AddTag(meter.index, meter.tags.back().tag);
+  }
+  for (const std::size_t tag : meter.selected) meter.tags[tag].tag->Use();
+  meters_.push_back(std::move(meter));
+}
+
+void Channel::AddPassMark() {
+  const DeviceConfig record{};
+  const std::int32_t index = protocol_->AddDevice(&record);
+  passMark_ = new CDeviceTag;
+  passMark_->Quality = kNotPassed;
+  protocol_->AddTag(static_cast<std::uint32_t>(index), passMark_);
+}
+
+void Channel::Start() {
+  // A transaction of a stopped channel leaves it with one try; the settings bring the configured number back.
+  ApplySettings();
+  lookedAt_ = platform::TickCount();
+  if (protocol_->Start() == 0) throw Failure(kExitPort, config_.port + ": the poll thread cannot be started");
+}
+
+void Channel::Stop() { protocol_->Stop(); }
+
+bool Channel::PassEnded() {
+  if (passMark_->Quality == kNotPassed) return false;
+  passMark_->Quality = kNotPassed;
+  return true;
+}
+
+bool Channel::TakePass(PassReport& report) {
+  const PollGuard guard(*protocol_);
+  const std::uint32_t now = platform::TickCount();
+  if (!PassEnded()) {
+    lookedAt_ = now;
+    return false;
+  }
+  report = {.pass = ++passes_, .seconds = static_cast<double>(now - lookedAt_) / 1000.0, .meters = {}};
+  lookedAt_ = now;
+  for (Meter& meter : meters_) {
+    MeterReadings& readings = report.meters.emplace_back();
+    readings.meter = &meter;
+    readings.tags = meter.selected;
+    for (const std::size_t tag : meter.selected) readings.readings.push_back(ReadTag(meter.tags[tag]));
+  }
+  return true;
+}
+
+void Channel::SelectTag(Meter& meter, std::size_t tag) {
+  const PollGuard guard(*protocol_);
+  for (const std::size_t selected : meter.selected) {
+    if (selected == tag) return;
+  }
+  meter.selected.push_back(tag);
+  meter.tags[tag].tag->Use();
+}
+
+}  // namespace ostrel::host

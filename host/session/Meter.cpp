@@ -1,0 +1,103 @@
+#include "host/session/Meter.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <string_view>
+
+#include "Protocol/model/TagCatalogue.h"
+#include "host/session/TagSelection.h"
+#include "platform/text.h"
+
+namespace ostrel::host {
+namespace {
+
+/// Last byte of the clock-setting command: winter time, as the meters' clocks are kept.
+constexpr std::uint8_t kWinterTime = 1;
+
+constexpr std::size_t kPortPrefix = 3;
+
+template <std::size_t Size>
+void StoreText(char (&field)[Size], const std::string& utf8) {
+  const std::string text = platform::Utf8ToCp1251(utf8).substr(0, Size - 1);
+  std::memcpy(field, text.c_str(), text.size() + 1);
+}
+
+void FillDescriptor(CDeviceTag& tag, const std::array<std::uint32_t, 10>& descriptor) {
+  tag.CanonicalType = static_cast<std::uint16_t>(descriptor[kColumnDataType]);
+  tag.Code = descriptor[kColumnCode];
+  tag.Param = descriptor[kColumnParam];
+  tag.SubParam = descriptor[kColumnSubParam];
+  tag.RequestLength = descriptor[kColumnRequestLength];
+  tag.Access = descriptor[kColumnAccess];
+  tag.WriteLength = descriptor[kColumnWriteLength];
+  tag.WriteParam = descriptor[kColumnWriteParam];
+  tag.Aux = descriptor[kColumnAux];
+  tag.ExpectedLength = descriptor[kColumnExpectedLength];
+}
+
+bool SameTime(const FILETIME& left, const FILETIME& right) {
+  return left.dwLowDateTime == right.dwLowDateTime && left.dwHighDateTime == right.dwHighDateTime;
+}
+
+// Whether the plug-in has ever put a value there: it zeroes the floats of a lost meter, and leaves other types alone.
+bool HasValue(const PolledTag& tag, const TagReading& reading) {
+  if (tag.wasGood || reading.quality == kQualityBad) return true;
+  const bool untouched = reading.quality == kQualityUncertain && SameTime(reading.timestamp, tag.born);
+  return tag.definition.DataType() == VT_R4 && !untouched;
+}
+
+}  // namespace
+
+std::size_t Meter::FindTag(const std::string& text) const {
+  std::vector<TagDefinition> definitions;
+  for (const PolledTag& tag : tags) definitions.push_back(tag.definition);
+  return SelectTag(definitions, text);
+}
+
+const PolledTag* Meter::TagById(std::uint32_t id) const {
+  const auto found = std::find_if(tags.begin(), tags.end(), [id](const PolledTag& tag) { return tag.definition.id == id; });
+  return found == tags.end() ? nullptr : &*found;
+}
+
+DeviceConfig MakeDeviceConfig(const MeterConfig& config, std::uint32_t typeId) {
+  DeviceConfig record{};
+  record.Address = config.address;
+  record.TypeId = typeId;
+  StoreText(record.Level1Password, config.level1Password);
+  StoreText(record.Level2Password, config.level2Password);
+  record.KU = config.voltageCoefficient;
+  record.KI = config.currentCoefficient;
+  record.LogRequest = config.eventLog;
+  record.TimeSetByte = kWinterTime;
+  record.FailHoldTimer.SetPeriod(false, config.failHoldSeconds * 1000);
+  record.ExchangeOn = config.exchange ? 1 : 0;
+  return record;
+}
+
+PolledTag MakeTag(const TagDefinition& definition, std::uint32_t portNumber, std::uint32_t address) {
+  auto* const tag = new CDeviceTag;
+  tag->PortNumber = portNumber;
+  tag->DeviceAddress = address;
+  tag->TagNumber = definition.id - kFirstDaId;
+  FillDescriptor(*tag, definition.descriptor);
+  // The plug-in goes by the type word, and expects a null text where there is none yet.
+  tag->Value.vt = static_cast<VARTYPE>(definition.DataType());
+  return {.definition = definition, .tag = tag, .born = tag->Timestamp};
+}
+
+TagReading ReadTag(PolledTag& tag) {
+  TagReading reading{.value = ValueOf(tag.tag->Value), .quality = tag.tag->Quality, .timestamp = tag.tag->Timestamp};
+  tag.wasGood = tag.wasGood || reading.quality == kQualityGood;
+  if (!HasValue(tag, reading)) reading.value = {};
+  return reading;
+}
+
+std::uint32_t PortNumberOf(const std::string& port) {
+  const std::string_view digits = std::string_view(port).substr(std::min(port.size(), kPortPrefix));
+  std::uint32_t number = 0;
+  std::from_chars(digits.data(), digits.data() + digits.size(), number);
+  return number;
+}
+
+}  // namespace ostrel::host

@@ -1,0 +1,46 @@
+// One meter of a channel as the host sees it: its configuration record and its tags.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "Protocol/model/DeviceEntry.h"
+#include "host/session/Catalogue.h"
+#include "host/session/Config.h"
+#include "host/session/TagValue.h"
+
+namespace ostrel::host {
+
+struct PolledTag {
+  TagDefinition definition;
+  CDeviceTag* tag = nullptr;  // the plug-in's from AddTag on
+  FILETIME born{};
+  bool wasGood = false;  // had quality 192 at some time
+};
+
+struct Meter {
+  MeterConfig config;
+  MeterType type;
+  std::uint32_t index = 0;            // in the plug-in's table
+  std::vector<PolledTag> tags;        // every tag of the type
+  std::vector<std::size_t> selected;  // those in use, as indices into `tags`
+
+  /// By name or id. Throws Failure (usage).
+  [[nodiscard]] std::size_t FindTag(const std::string& text) const;
+  [[nodiscard]] const PolledTag* TagById(std::uint32_t id) const;
+};
+
+/// The record that AddDevice takes.
+[[nodiscard]] DeviceConfig MakeDeviceConfig(const MeterConfig& config, std::uint32_t typeId);
+
+/// A tag as the plug-in wants it: identity, descriptor and an empty value of its type.
+[[nodiscard]] PolledTag MakeTag(const TagDefinition& definition, std::uint32_t portNumber, std::uint32_t address);
+
+/// Value, quality and time. The caller holds PollLock, so that no pass writes meanwhile.
+[[nodiscard]] TagReading ReadTag(PolledTag& tag);
+
+/// Digits behind the first three characters of a port's name; 0 when there are none.
+[[nodiscard]] std::uint32_t PortNumberOf(const std::string& port);
+
+}  // namespace ostrel::host

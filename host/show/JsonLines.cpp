@@ -1,0 +1,127 @@
+#include "host/show/JsonLines.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+namespace ostrel::host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string Dump(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
+
+// The double whose shortest text is the float's: 0.1, not 0.10000000149011612. What JSON cannot hold is null.
+Json NumberJson(float number) {
+  if (!std::isfinite(number)) return nullptr;
+  const std::string text = fmt::format("{}", number);
+  double value = 0;
+  std::from_chars(text.data(), text.data() + text.size(), value);
+  return value;
+}
+
+Json ValueJson(const Value& value) {
+  if (std::holds_alternative<std::monostate>(value)) return nullptr;
+  if (const auto* const number = std::get_if<float>(&value)) return NumberJson(*number);
+  if (const auto* const whole = std::get_if<std::int32_t>(&value)) return *whole;
+  if (const auto* const truth = std::get_if<bool>(&value)) return *truth;
+  return std::get<std::string>(value);
+}
+
+}  // namespace
+
+std::string TagJson(const std::string& channel, const MeterConfig& meter, const TagDefinition& tag, const TagReading& reading) {
+  Json json;
+  json["event"] = "tag";
+  json["channel"] = channel;
+  json["meter"] = meter.name;
+  json["address"] = meter.address;
+  json["id"] = tag.id;
+  json["tag"] = tag.name;
+  json["value"] = ValueJson(reading.value);
+  json["quality"] = reading.quality;
+  json["timestamp"] = TimestampText(reading.timestamp);
+  return Dump(json);
+}
+
+std::string PassJson(const std::string& channel, const PassReport& report) {
+  Json json;
+  json["event"] = "pass";
+  json["channel"] = channel;
+  json["pass"] = report.pass;
+  json["seconds"] = report.seconds;
+  return Dump(json);
+}
+
+std::string LogJson(const LogLine& line) {
+  Json json;
+  json["event"] = "log";
+  json["channel"] = line.channel;
+  json["text"] = line.text;
+  return Dump(json);
+}
+
+std::string WriteJson(const WriteReport& report) {
+  Json json;
+  json["event"] = "write";
+  json["meter"] = report.meter;
+  json["id"] = report.tag.id;
+  json["tag"] = report.tag.name;
+  json["before"] = ValueJson(report.before);
+  json["sent"] = ValueJson(report.sent);
+  json["after"] = ValueJson(report.after);
+  json["outcome"] = OutcomeText(report.outcome);
+  return Dump(json);
+}
+
+std::string HistoryJson(const std::string& meter, const HistoryTag& tag, const HistoryRecord& record) {
+  Json json;
+  json["event"] = "history";
+  json["meter"] = meter;
+  json["id"] = tag.definition.id;
+  json["tag"] = tag.definition.name;
+  json["time"] = WallTimeText(record.time);
+  json["value"] = nullptr;
+  if (record.value && tag.definition.DataType() == VT_R8 && std::isfinite(*record.value)) json["value"] = *record.value;
+  if (record.value && tag.definition.DataType() != VT_R8) json["value"] = NumberJson(static_cast<float>(*record.value));
+  json["quality"] = record.quality;
+  return Dump(json);
+}
+
+std::string TypeJson(const MeterType& type) {
+  Json json;
+  json["event"] = "type";
+  json["type"] = type.id;
+  json["name"] = type.name;
+  json["display"] = type.display;
+  return Dump(json);
+}
+
+std::string TagDefinitionJson(std::uint32_t branch, const TagDefinition& tag) {
+  Json json;
+  json["event"] = "tagdef";
+  json["branch"] = branch == kBranchDa ? "da" : "hda";
+  json["id"] = tag.id;
+  json["name"] = tag.name;
+  if (branch == kBranchDa) {
+    json["description"] = tag.description;
+    json["descriptor"] = tag.descriptor;
+  } else {
+    json["data_type"] = tag.DataType();
+  }
+  return Dump(json);
+}
+
+std::string ExchangeJson(const std::string& channel, const std::string& request, const std::string& answer, bool checkRight) {
+  Json json;
+  json["event"] = "exchange";
+  json["channel"] = channel;
+  json["request"] = request;
+  json["answer"] = answer;
+  json["check"] = checkRight;
+  return Dump(json);
+}
+
+}  // namespace ostrel::host

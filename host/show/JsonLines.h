@@ -1,0 +1,25 @@
+// The JSON lines that programs read, one object each, without a line end.
+#pragma once
+
+#include <string>
+
+#include "host/session/Channel.h"
+#include "host/session/ClientWrite.h"
+#include "host/session/EventLog.h"
+#include "host/session/HistoryReader.h"
+
+namespace ostrel::host {
+
+[[nodiscard]] std::string TagJson(const std::string& channel, const MeterConfig& meter, const TagDefinition& tag,
+                                  const TagReading& reading);
+[[nodiscard]] std::string PassJson(const std::string& channel, const PassReport& report);
+[[nodiscard]] std::string LogJson(const LogLine& line);
+[[nodiscard]] std::string WriteJson(const WriteReport& report);
+[[nodiscard]] std::string HistoryJson(const std::string& meter, const HistoryTag& tag, const HistoryRecord& record);
+[[nodiscard]] std::string TypeJson(const MeterType& type);
+/// `branch` is kBranchDa or kBranchHda.
+[[nodiscard]] std::string TagDefinitionJson(std::uint32_t branch, const TagDefinition& tag);
+[[nodiscard]] std::string ExchangeJson(const std::string& channel, const std::string& request, const std::string& answer,
+                                       bool checkRight);
+
+}  // namespace ostrel::host

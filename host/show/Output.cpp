@@ -1,0 +1,85 @@
+#include "host/show/Output.h"
+
+#include <fmt/format.h>
+
+#include <atomic>
+#include <cstdio>
+
+#include "host/show/JsonLines.h"
+
+namespace ostrel::host {
+namespace {
+
+std::atomic<bool> outputGone{false};
+
+class JsonOutput final : public Output {
+ public:
+  explicit JsonOutput(bool everyPass) : filter_(everyPass) {}
+
+  void Pass(const std::string& channel, const PassReport& report) override {
+    for (const MeterReadings& meter : report.meters) {
+      for (std::size_t i = 0; i < meter.tags.size(); ++i) {
+        const TagDefinition& tag = meter.meter->tags[meter.tags[i]].definition;
+        if (!filter_.Passes(meter.meter->config.name, tag.id, meter.readings[i])) continue;
+        Print(TagJson(channel, meter.meter->config, tag, meter.readings[i]) + '\n');
+      }
+    }
+    Print(PassJson(channel, report) + '\n');
+  }
+  void Log(const LogLine& line) override { Print(LogJson(line) + '\n'); }
+  void Write(const WriteReport& report) override { Print(WriteJson(report) + '\n'); }
+
+ private:
+  ChangeFilter filter_;
+};
+
+class LineOutput final : public Output {
+ public:
+  explicit LineOutput(bool everyPass) : filter_(everyPass) {}
+
+  void Pass(const std::string& channel, const PassReport& report) override {
+    for (const MeterReadings& meter : report.meters) {
+      for (std::size_t i = 0; i < meter.tags.size(); ++i) {
+        const TagDefinition& tag = meter.meter->tags[meter.tags[i]].definition;
+        const TagReading& reading = meter.readings[i];
+        if (!filter_.Passes(meter.meter->config.name, tag.id, reading)) continue;
+        Print(fmt::format("{} {}: {} = {} ({})\n", TimestampText(reading.timestamp), meter.meter->config.name, tag.name,
+                          ValueText(reading.value), QualityText(reading.quality)));
+      }
+    }
+    Print(fmt::format("{} pass {} took {:.3f} s\n", channel, report.pass, report.seconds));
+  }
+  void Log(const LogLine& line) override { Print(line.text + '\n'); }
+  void Write(const WriteReport& report) override {
+    Print(fmt::format("{}: {}: before {}, sent {}, after {}: {}{}{}\n", report.meter, report.tag.name, ValueText(report.before),
+                      ValueText(report.sent), ValueText(report.after), OutcomeText(report.outcome),
+                      report.reason.empty() ? "" : ", ", report.reason));
+  }
+
+ private:
+  ChangeFilter filter_;
+};
+
+}  // namespace
+
+void Print(std::string_view text) {
+  const bool whole = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+  if (!whole || std::fflush(stdout) != 0) outputGone = true;
+}
+
+bool OutputGone() { return outputGone; }
+
+bool ChangeFilter::Passes(const std::string& meter, std::uint32_t id, const TagReading& reading) {
+  // By text, so that what is not a number equals itself.
+  std::pair<std::string, std::uint16_t> state(ValueText(reading.value), reading.quality);
+  const auto [at, first] = last_.try_emplace({meter, id}, state);
+  if (!first && at->second == state) return everything_;
+  at->second = std::move(state);
+  return true;
+}
+
+std::unique_ptr<Output> MakeJsonOutput(bool everyPass) { return std::make_unique<JsonOutput>(everyPass); }
+
+std::unique_ptr<Output> MakeLineOutput(bool everyPass) { return std::make_unique<LineOutput>(everyPass); }
+
+}  // namespace ostrel::host
