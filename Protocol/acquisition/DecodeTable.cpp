@@ -7,8 +7,8 @@
 #include <cstring>
 
 #include "Protocol/acquisition/Decoder.h"
-#include "Protocol/acquisition/TagSet.h"
 #include "Protocol/model/DeviceEntry.h"
+#include "Protocol/model/TagSet.h"
 #include "Protocol/object/CProtocol.h"
 
 namespace ostrel {

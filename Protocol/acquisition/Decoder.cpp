@@ -4,8 +4,8 @@
 
 #include "Protocol/acquisition/DecodeTable.h"
 #include "Protocol/acquisition/LogDecoder.h"
-#include "Protocol/acquisition/TagSet.h"
 #include "Protocol/model/DeviceEntry.h"
+#include "Protocol/model/TagSet.h"
 #include "Protocol/object/CProtocol.h"
 #include "platform/clock.h"
 #include "platform/text.h"

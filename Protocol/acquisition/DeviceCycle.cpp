@@ -4,10 +4,10 @@
 #include "Protocol/acquisition/ClockCorrection.h"
 #include "Protocol/acquisition/TagMarking.h"
 #include "Protocol/acquisition/TagReader.h"
-#include "Protocol/acquisition/TagSet.h"
 #include "Protocol/acquisition/TagWriter.h"
 #include "Protocol/link/LineGuard.h"
 #include "Protocol/model/TagCatalogue.h"
+#include "Protocol/model/TagSet.h"
 #include "Protocol/object/CProtocol.h"
 #include "platform/clock.h"
 

@@ -1,9 +1,9 @@
 #include "Protocol/acquisition/RequestBuilder.h"
 
 #include "Protocol/acquisition/TagReader.h"
-#include "Protocol/acquisition/TagSet.h"
 #include "Protocol/link/Frame.h"
 #include "Protocol/model/DeviceEntry.h"
+#include "Protocol/model/TagSet.h"
 #include "Protocol/object/CProtocol.h"
 
 namespace ostrel {

@@ -4,12 +4,12 @@
 
 #include "Protocol/acquisition/Decoder.h"
 #include "Protocol/acquisition/RequestBuilder.h"
-#include "Protocol/acquisition/TagSet.h"
 #include "Protocol/history/MeterParameters.h"
 #include "Protocol/link/ExchangeEngine.h"
 #include "Protocol/link/Frame.h"
 #include "Protocol/link/LinkState.h"
 #include "Protocol/model/DeviceEntry.h"
+#include "Protocol/model/TagSet.h"
 #include "Protocol/object/CProtocol.h"
 
 namespace ostrel {

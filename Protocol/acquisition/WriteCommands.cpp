@@ -5,8 +5,9 @@
 #include <limits>
 
 #include "Protocol/acquisition/TagReader.h"
-#include "Protocol/acquisition/TagSet.h"
 #include "Protocol/link/Frame.h"
+#include "Protocol/model/Bcd.h"
+#include "Protocol/model/TagSet.h"
 
 namespace ostrel {
 namespace {
