@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "Protocol/acquisition/TagReader.h"
+#include "Protocol/acquisition/RequestBuilder.h"
 #include "Protocol/link/Frame.h"
 #include "Protocol/model/Bcd.h"
 #include "Protocol/model/TagSet.h"
