@@ -3,7 +3,8 @@
 namespace ostrel::station {
 namespace {
 
-constexpr const char* kMeterColumns = "SELECT id, station, channel, name, address, type, serial, since, until, constant FROM meter ";
+constexpr const char* kMeterColumns =
+    "SELECT id, station, channel, name, address, type, serial, since, until, constant FROM meter ";
 
 MeterRow ReadMeter(const Row& row) {
   MeterRow meter;
@@ -33,14 +34,17 @@ std::optional<MeterRow> Archive::MeterAt(const MeterPlaceKey& place) {
 MeterKey Archive::Enter(const MeterRow& meter) {
   const Row key = {meter.place.station, meter.place.channel, meter.place.name, meter.serial};
   // Silent since the first start, it was entered without a number; that is the one it has.
-  database_.Run("UPDATE meter SET serial = $1 WHERE station = $2 AND channel = $3 AND name = $4 AND serial = '' AND NOT EXISTS (SELECT 1 "
-                "FROM meter m WHERE m.station = $5 AND m.channel = $6 AND m.name = $7 AND m.serial = $8)",
-                {meter.serial, key[0], key[1], key[2], key[0], key[1], key[2], key[3]});
-  database_.Run("UPDATE meter SET until = $1 WHERE station = $2 AND channel = $3 AND name = $4 AND serial <> $5 AND until IS NULL",
-                {meter.since, key[0], key[1], key[2], key[3]});
-  database_.Run("INSERT INTO meter (station, channel, name, serial, address, type, since) VALUES ($1, $2, $3, $4, $5, $6, $7) ON CONFLICT "
-                "(station, channel, name, serial) DO UPDATE SET until = NULL, address = excluded.address, type = excluded.type",
-                {key[0], key[1], key[2], key[3], std::int64_t{meter.address}, std::int64_t{meter.type}, meter.since});
+  database_.Run(
+      "UPDATE meter SET serial = $1 WHERE station = $2 AND channel = $3 AND name = $4 AND serial = '' AND NOT EXISTS (SELECT 1 "
+      "FROM meter m WHERE m.station = $5 AND m.channel = $6 AND m.name = $7 AND m.serial = $8)",
+      {meter.serial, key[0], key[1], key[2], key[0], key[1], key[2], key[3]});
+  database_.Run(
+      "UPDATE meter SET until = $1 WHERE station = $2 AND channel = $3 AND name = $4 AND serial <> $5 AND until IS NULL",
+      {meter.since, key[0], key[1], key[2], key[3]});
+  database_.Run(
+      "INSERT INTO meter (station, channel, name, serial, address, type, since) VALUES ($1, $2, $3, $4, $5, $6, $7) ON CONFLICT "
+      "(station, channel, name, serial) DO UPDATE SET until = NULL, address = excluded.address, type = excluded.type",
+      {key[0], key[1], key[2], key[3], std::int64_t{meter.address}, std::int64_t{meter.type}, meter.since});
   return MeterAt(meter.place)->key;
 }
 
@@ -56,14 +60,16 @@ std::vector<MeterRow> Archive::Meters() {
 }
 
 void Archive::NameTag(MeterKey meter, std::int64_t tag, const std::string& name, const std::string& unit) {
-  database_.Run("INSERT INTO tag VALUES ($1, $2, $3, $4) ON CONFLICT (meter, tag) DO UPDATE SET name = excluded.name, unit = excluded.unit",
-                {meter, tag, name, unit});
+  database_.Run(
+      "INSERT INTO tag VALUES ($1, $2, $3, $4) ON CONFLICT (meter, tag) DO UPDATE SET name = excluded.name, unit = excluded.unit",
+      {meter, tag, name, unit});
 }
 
 bool Archive::Put(MeterKey meter, std::int64_t tag, const StoredRecord& record) {
-  return database_.Run("INSERT INTO record VALUES ($1, $2, $3, $4, $5, $6) ON CONFLICT (meter, tag, time) DO UPDATE SET value = "
-                       "excluded.value, state = excluded.state, utc = excluded.utc WHERE record.state < excluded.state",
-                       {meter, tag, record.time, record.utc, CellOf(record.value), static_cast<std::int64_t>(record.state)}) != 0;
+  return database_.Run(
+             "INSERT INTO record VALUES ($1, $2, $3, $4, $5, $6) ON CONFLICT (meter, tag, time) DO UPDATE SET value = "
+             "excluded.value, state = excluded.state, utc = excluded.utc WHERE record.state < excluded.state",
+             {meter, tag, record.time, record.utc, CellOf(record.value), static_cast<std::int64_t>(record.state)}) != 0;
 }
 
 void Archive::Put(MeterKey meter, std::int64_t tag, const CurrentValue& value) {
@@ -72,14 +78,16 @@ void Archive::Put(MeterKey meter, std::int64_t tag, const CurrentValue& value) {
 }
 
 void Archive::Put(const std::string& station, const EventRow& event) {
-  database_.Run("INSERT INTO event (station, channel, utc, text) VALUES ($1, $2, $3, $4) ON CONFLICT (station, channel, text, utc) DO "
-                "NOTHING",
-                {station, event.channel, event.utc, event.text});
+  database_.Run(
+      "INSERT INTO event (station, channel, utc, text) VALUES ($1, $2, $3, $4) ON CONFLICT (station, channel, text, utc) DO "
+      "NOTHING",
+      {station, event.channel, event.utc, event.text});
 }
 
 void Archive::Put(const WriteRow& write) {
-  database_.Run("INSERT INTO written (meter, tag, utc, source, sent, before, after, outcome) VALUES ($1, $2, $3, $4, $5, $6, $7, $8)",
-                {write.meter, write.tag, write.utc, write.source, write.sent, write.before, write.after, write.outcome});
+  database_.Run(
+      "INSERT INTO written (meter, tag, utc, source, sent, before, after, outcome) VALUES ($1, $2, $3, $4, $5, $6, $7, $8)",
+      {write.meter, write.tag, write.utc, write.source, write.sent, write.before, write.after, write.outcome});
 }
 
 void Archive::Put(const LinkRow& link) {
@@ -88,20 +96,22 @@ void Archive::Put(const LinkRow& link) {
 }
 
 void Archive::Expect(MeterKey meter, std::int64_t tag, const Expectation& expectation) {
-  database_.Run("INSERT INTO expected VALUES ($1, $2, $3, $4) ON CONFLICT (meter, tag, since) DO UPDATE SET period = excluded.period",
-                {meter, tag, expectation.since, expectation.period});
+  database_.Run(
+      "INSERT INTO expected VALUES ($1, $2, $3, $4) ON CONFLICT (meter, tag, since) DO UPDATE SET period = excluded.period",
+      {meter, tag, expectation.since, expectation.period});
 }
 
 std::vector<StoredRecord> Archive::Records(MeterKey meter, std::int64_t tag, std::int64_t from, std::int64_t to) {
   std::vector<StoredRecord> records;
-  database_.Run("SELECT time, utc, value, state FROM record WHERE meter = $1 AND tag = $2 AND time >= $3 AND time < $4 ORDER BY time",
-                {meter, tag, from, to}, [&](const Row& row) {
-                  StoredRecord& record = records.emplace_back();
-                  record.time = WholeAt(row, 0);
-                  record.utc = WholeAt(row, 1);
-                  if (!EmptyAt(row, 2)) record.value = NumberAt(row, 2);
-                  record.state = static_cast<RecordState>(WholeAt(row, 3));
-                });
+  database_.Run(
+      "SELECT time, utc, value, state FROM record WHERE meter = $1 AND tag = $2 AND time >= $3 AND time < $4 ORDER BY time",
+      {meter, tag, from, to}, [&](const Row& row) {
+        StoredRecord& record = records.emplace_back();
+        record.time = WholeAt(row, 0);
+        record.utc = WholeAt(row, 1);
+        if (!EmptyAt(row, 2)) record.value = NumberAt(row, 2);
+        record.state = static_cast<RecordState>(WholeAt(row, 3));
+      });
   return records;
 }
 
@@ -118,8 +128,9 @@ void Archive::Post(const std::string& station, const std::string& topic, const s
 
 std::vector<OutboxRow> Archive::Waiting(const std::string& station, std::int64_t after, std::int64_t most) {
   std::vector<OutboxRow> rows;
-  database_.Run("SELECT id, topic, payload FROM outbox WHERE station = $1 AND id > $2 ORDER BY id LIMIT $3", {station, after, most},
-                [&](const Row& row) { rows.push_back({.number = WholeAt(row, 0), .topic = TextAt(row, 1), .payload = TextAt(row, 2)}); });
+  database_.Run(
+      "SELECT id, topic, payload FROM outbox WHERE station = $1 AND id > $2 ORDER BY id LIMIT $3", {station, after, most},
+      [&](const Row& row) { rows.push_back({.number = WholeAt(row, 0), .topic = TextAt(row, 1), .payload = TextAt(row, 2)}); });
   return rows;
 }
 

@@ -32,10 +32,10 @@ struct MeterRow {
   MeterPlaceKey place;
   std::uint32_t address = 0;
   std::uint32_t type = 0;
-  std::string serial;                // empty as long as it is not known
-  std::int64_t since = 0;            // UTC seconds
+  std::string serial;                 // empty as long as it is not known
+  std::int64_t since = 0;             // UTC seconds
   std::optional<std::int64_t> until;  // UTC seconds; none: it is there now
-  std::optional<double> constant;    // impulses per kWh
+  std::optional<double> constant;     // impulses per kWh
 };
 
 struct StoredRecord {

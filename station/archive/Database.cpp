@@ -4,7 +4,9 @@ namespace ostrel::station {
 
 bool IsServer(const std::string& where) { return where.starts_with("postgresql://") || where.starts_with("postgres://"); }
 
-std::unique_ptr<Database> OpenDatabase(const std::string& where) { return IsServer(where) ? OpenPostgres(where) : OpenSqlite(where); }
+std::unique_ptr<Database> OpenDatabase(const std::string& where) {
+  return IsServer(where) ? OpenPostgres(where) : OpenSqlite(where);
+}
 
 // A writer of SQLite takes its lock at once: two that begin by reading would each wait for the other.
 Transaction::Transaction(Database& database) : database_(database) { database_.Run(database_.Dialect("{begin}")); }
@@ -42,7 +44,8 @@ std::string TextAt(const Row& row, std::size_t column) {
 bool EmptyAt(const Row& row, std::size_t column) { return std::holds_alternative<std::monostate>(row.at(column)); }
 
 std::string Replaced(std::string text, const std::string& what, const std::string& by) {
-  for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) text.replace(at, what.size(), by);
+  for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size()))
+    text.replace(at, what.size(), by);
   return text;
 }
 

@@ -13,24 +13,32 @@ const std::vector<Step>& Steps() {
   static const std::vector<Step> steps = {
       {
           // A device at a place. Another serial number at the same address is another meter: its row ends the earlier one's.
-          "CREATE TABLE meter (id {id}, station TEXT NOT NULL, channel TEXT NOT NULL, name TEXT NOT NULL, address BIGINT NOT NULL, "
+          "CREATE TABLE meter (id {id}, station TEXT NOT NULL, channel TEXT NOT NULL, name TEXT NOT NULL, address BIGINT NOT "
+          "NULL, "
           "type BIGINT NOT NULL, serial TEXT NOT NULL, since BIGINT NOT NULL, until BIGINT, constant DOUBLE PRECISION, "
           "UNIQUE (station, channel, name, serial))",
-          "CREATE TABLE tag (meter BIGINT NOT NULL, tag BIGINT NOT NULL, name TEXT NOT NULL, unit TEXT NOT NULL, PRIMARY KEY (meter, "
+          "CREATE TABLE tag (meter BIGINT NOT NULL, tag BIGINT NOT NULL, name TEXT NOT NULL, unit TEXT NOT NULL, PRIMARY KEY "
+          "(meter, "
           "tag)) {byKey}",
           // From `since` on a record every `period` seconds is expected; -1, -2, -3: every day, month, year.
-          "CREATE TABLE expected (meter BIGINT NOT NULL, tag BIGINT NOT NULL, since BIGINT NOT NULL, period BIGINT NOT NULL, PRIMARY "
+          "CREATE TABLE expected (meter BIGINT NOT NULL, tag BIGINT NOT NULL, since BIGINT NOT NULL, period BIGINT NOT NULL, "
+          "PRIMARY "
           "KEY (meter, tag, since)) {byKey}",
-          "CREATE TABLE record (meter BIGINT NOT NULL, tag BIGINT NOT NULL, time BIGINT NOT NULL, utc BIGINT NOT NULL, value DOUBLE "
+          "CREATE TABLE record (meter BIGINT NOT NULL, tag BIGINT NOT NULL, time BIGINT NOT NULL, utc BIGINT NOT NULL, value "
+          "DOUBLE "
           "PRECISION, state BIGINT NOT NULL, PRIMARY KEY (meter, tag, time)) {byKey}",
-          "CREATE TABLE current (meter BIGINT NOT NULL, tag BIGINT NOT NULL, utc BIGINT NOT NULL, value DOUBLE PRECISION, text TEXT, "
+          "CREATE TABLE current (meter BIGINT NOT NULL, tag BIGINT NOT NULL, utc BIGINT NOT NULL, value DOUBLE PRECISION, text "
+          "TEXT, "
           "quality BIGINT NOT NULL, PRIMARY KEY (meter, tag, utc)) {byKey}",
-          "CREATE TABLE event (id {id}, station TEXT NOT NULL, channel TEXT NOT NULL, utc BIGINT NOT NULL, text TEXT NOT NULL, UNIQUE "
+          "CREATE TABLE event (id {id}, station TEXT NOT NULL, channel TEXT NOT NULL, utc BIGINT NOT NULL, text TEXT NOT NULL, "
+          "UNIQUE "
           "(station, channel, text, utc))",
           "CREATE INDEX event_utc ON event (station, utc)",
-          "CREATE TABLE written (id {id}, meter BIGINT NOT NULL, tag BIGINT NOT NULL, utc BIGINT NOT NULL, source TEXT NOT NULL, sent "
+          "CREATE TABLE written (id {id}, meter BIGINT NOT NULL, tag BIGINT NOT NULL, utc BIGINT NOT NULL, source TEXT NOT NULL, "
+          "sent "
           "TEXT NOT NULL, before TEXT NOT NULL, after TEXT NOT NULL, outcome TEXT NOT NULL)",
-          "CREATE TABLE link (meter BIGINT NOT NULL, utc BIGINT NOT NULL, requests BIGINT NOT NULL, answers BIGINT NOT NULL, silent "
+          "CREATE TABLE link (meter BIGINT NOT NULL, utc BIGINT NOT NULL, requests BIGINT NOT NULL, answers BIGINT NOT NULL, "
+          "silent "
           "BIGINT NOT NULL, spoiled BIGINT NOT NULL, PRIMARY KEY (meter, utc)) {byKey}",
           "CREATE TABLE outbox (id {id}, station TEXT NOT NULL, topic TEXT NOT NULL, payload TEXT NOT NULL)",
           "CREATE INDEX outbox_station ON outbox (station, id)",

@@ -55,7 +55,7 @@ void ChannelWorker::BeginChecks() {
     slot->checkDue = false;
     slot->filled = false;
     Readers::Lease archive(parts_.readers);
-    if (!slot->fill->BeginCheck(*archive, *slot->key)) slot->checkDue = true;
+    if (!slot->fill->BeginCheck(*archive, *slot->key, MeterNow(*slot))) slot->checkDue = true;
   }
 }
 
@@ -84,6 +84,10 @@ bool ChannelWorker::FillOnce() {
   }
   // What a silent meter did not say is asked for when it is back.
   if (!result.answered) slot.checkDue = true;
+  if (result.records.empty() || result.portion.kind == PortionKind::Probe) {
+    slot.fill->Kept(result);
+    return true;
+  }
   pending_.push_back({.slot = urgent->first, .confirmations = slot.confirmations + kConfirmations, .result = std::move(result)});
   return true;
 }
@@ -104,11 +108,18 @@ void ChannelWorker::KeepConfirmed() {
   pending_ = std::move(waiting);
   for (const Pending& pending : kept) {
     Slot& slot = *slots_[pending.slot];
-    parts_.writer.Add([&forward = parts_.forward, meter = slot.meter->config.name, key = slot.key, result = pending.result](Archive& archive) {
-      Keep(archive, *key, result, [&](const StoredRecord& record) {
-        if (forward) forward(archive, {.meter = meter, .tag = result.tag, .name = result.name, .unit = result.unit, .current = nullptr, .record = &record});
-      });
-    });
+    parts_.writer.Add(
+        [&forward = parts_.forward, meter = slot.meter->config.name, key = slot.key, result = pending.result](Archive& archive) {
+          Keep(archive, *key, result, [&](const StoredRecord& record) {
+            if (forward)
+              forward(archive, {.meter = meter,
+                                .tag = result.tag,
+                                .name = result.name,
+                                .unit = result.unit,
+                                .current = nullptr,
+                                .record = &record});
+          });
+        });
   }
   if (kept.empty()) return;
   // What is missing is worked out from what is kept.
@@ -120,15 +131,19 @@ void ChannelWorker::KeepConfirmed() {
 
 void ChannelWorker::ShowFill(Slot& slot, Archive& archive, const Portion* portion) {
   constexpr std::int64_t kDays = 30 * 86400;
-  FillState state{.completeness = slot.completeness};
-  if (portion != nullptr) {
+  FillState state;
+  state.completeness = slot.completeness;
+  const std::int64_t now = host::ComputersWallTime();
+  if (portion != nullptr && !portion->idle) {
     state.missing = portion->missing;
     state.secondsLeft = static_cast<double>(portion->missing) * secondsPerRecord_ * 100 / parts_.settings.lineShare;
-    state.doing = portion->searching ? "looks where the meter's memory begins" : "fetches from " + host::WallTimeText(portion->from);
-  } else if (slot.filled) {
-    MeterRow meter{.key = *slot.key, .until = {}, .constant = {}};
-    const std::int64_t now = host::ComputersWallTime();
+    state.doing = portion->kind == PortionKind::Fetch ? "fetches from " + host::WallTimeText(portion->from)
+                                                      : "looks where the meter's memory begins";
+  } else if (!slot.fill->Busy() && (now - slot.countedAt > kHour / 2 || now < slot.countedAt)) {
+    MeterRow meter;
+    meter.key = *slot.key;
     slot.completeness = state.completeness = Share(CountDays(archive, meter, {.from = now - kDays, .to = now}));
+    slot.countedAt = now;
   }
   parts_.live.SetFill(slot.meter->config.name, state);
 }

@@ -87,9 +87,10 @@ void ChannelWorker::Identify(Slot& slot, const std::string& serial) {
     const std::optional<MeterRow> before = archive.MeterAt(row.place);
     *key = archive.Enter(row);
     if (!before || before->serial == row.serial || before->serial.empty()) return;
-    archive.Put(row.place.station, EventRow{.utc = row.since,
-                                            .channel = row.place.channel,
-                                            .text = fmt::format("{}: meter {} was exchanged for {}", row.place.name, before->serial, row.serial)});
+    archive.Put(row.place.station,
+                EventRow{.utc = row.since,
+                         .channel = row.place.channel,
+                         .text = fmt::format("{}: meter {} was exchanged for {}", row.place.name, before->serial, row.serial)});
   });
 }
 
@@ -102,19 +103,26 @@ void ChannelWorker::KeepValues(Slot& slot, const host::MeterReadings& readings, 
     if (!due[i] && now - slot.keptMs[i] < std::int64_t{parts_.settings.currentSeconds} * 1000) continue;
     slot.keptMs[i] = now;
     const host::TagDefinition& definition = slot.meter->tags[readings.tags[i]].definition;
-    kept.push_back({.tag = definition.id, .name = definition.name, .unit = slot.units[i], .value = ToCurrent(readings.readings[i])});
+    kept.push_back(
+        {.tag = definition.id, .name = definition.name, .unit = slot.units[i], .value = ToCurrent(readings.readings[i])});
   }
   if (kept.empty()) return;
-  parts_.writer.Add([&forward = parts_.forward, meter = slot.meter->config.name, key = slot.key, kept = std::move(kept)](Archive& archive) {
-    for (const KeptValue& value : kept) {
-      archive.Put(*key, value.tag, value.value);
-      archive.NameTag(*key, value.tag, value.name, value.unit);
-      if (value.tag == kConstantTag && value.value.number) archive.SetConstant(*key, *value.value.number);
-      if (forward) {
-        forward(archive, {.meter = meter, .tag = value.tag, .name = value.name, .unit = value.unit, .current = &value.value, .record = nullptr});
-      }
-    }
-  });
+  parts_.writer.Add(
+      [&forward = parts_.forward, meter = slot.meter->config.name, key = slot.key, kept = std::move(kept)](Archive& archive) {
+        for (const KeptValue& value : kept) {
+          archive.Put(*key, value.tag, value.value);
+          archive.NameTag(*key, value.tag, value.name, value.unit);
+          if (value.tag == kConstantTag && value.value.number) archive.SetConstant(*key, *value.value.number);
+          if (forward) {
+            forward(archive, {.meter = meter,
+                              .tag = value.tag,
+                              .name = value.name,
+                              .unit = value.unit,
+                              .current = &value.value,
+                              .record = nullptr});
+          }
+        }
+      });
 }
 
 void ChannelWorker::KeepLink(Slot& slot, const MeterFigures& figures) {
@@ -144,7 +152,8 @@ void ChannelWorker::KeepEvents() {
     // Channels may share a file; each takes its own lines.
     if (line.channel != config_.port) continue;
     parts_.journal(config_.port, line.text);
-    parts_.writer.Add([station = parts_.settings.station, event = EventRow{.utc = platform::UtcSeconds(), .channel = config_.port, .text = line.text}](
+    parts_.writer.Add([station = parts_.settings.station,
+                       event = EventRow{.utc = platform::UtcSeconds(), .channel = config_.port, .text = line.text}](
                           Archive& archive) { archive.Put(station, event); });
   }
 }

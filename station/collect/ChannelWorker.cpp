@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "host/session/Failure.h"
 #include "host/session/TagSelection.h"
 #include "platform/clock.h"
 
@@ -37,7 +38,8 @@ std::size_t PlaceOfSerial(const host::Meter& meter) {
 ChannelWorker::ChannelWorker(StationParts& parts, const host::Config& lines, const host::ChannelConfig& channel)
     : parts_(parts),
       config_(channel),
-      session_(std::make_unique<host::Session>(parts.plugin, OneChannel(lines, channel, parts.logFolder), host::Session::Clocks::Keep)),
+      session_(std::make_unique<host::Session>(parts.plugin, OneChannel(lines, channel, parts.logFolder),
+                                               host::Session::Clocks::Keep)),
       channel_(*session_->Channels().front()) {
   session_->Services().WrapPort(config_.port, [figures = figures_](std::unique_ptr<host::ByteStream> stream) {
     return Watched(std::move(stream), figures);
@@ -69,14 +71,18 @@ void ChannelWorker::AddSlot(host::Meter& meter) {
   for (const std::size_t tag : meter.selected) {
     const host::TagDefinition& definition = meter.tags[tag].definition;
     slot->units.push_back(UnitOf(definition.id));
-    live.tags.push_back({.id = definition.id, .name = definition.name, .unit = slot->units.back(), .writable = definition.Writable(), .reading = {}});
+    live.tags.push_back({.id = definition.id,
+                         .name = definition.name,
+                         .unit = slot->units.back(),
+                         .writable = definition.Writable(),
+                         .reading = {}});
   }
   parts_.live.SetMeter(std::move(live));
   slots_.push_back(std::move(slot));
 }
 
 std::vector<host::HistoryTag> ChannelWorker::HistoryTags(const host::Meter& meter) {
-  const std::vector<host::TagDefinition> definitions = host::ReadTagDefinitions(channel_.Protocol(), meter.type.id, host::kBranchHda);
+  const std::vector<host::TagDefinition> definitions = host::ReadTagDefinitions(channel_.Protocol(), meter.type.id, kBranchHda);
   std::vector<bool> chosen(definitions.size());
   for (const host::PlacedText& wanted : parts_.settings.history) {
     try {

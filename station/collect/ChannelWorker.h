@@ -90,6 +90,7 @@ class ChannelWorker {
     std::unique_ptr<MeterFill> fill;
     bool filled = false;                 // nothing is missing before the next look
     std::optional<double> completeness;  // when it was filled last
+    std::int64_t countedAt = 0;
   };
   struct Pending {
     std::size_t slot;

@@ -96,27 +96,30 @@ std::vector<DayCount> CountDays(Archive& archive, const MeterRow& meter, Span sp
   std::vector<DayCount> all;
   for (const std::int64_t tag : RecordTags(archive, meter.key)) {
     std::map<std::int64_t, DayCount> days;
-    for (const std::int64_t time : ExpectedTimes(archive.Expectations(meter.key, tag), span.from, span.to)) ++days[DayOf(time)].expected;
-    archive.Base().Run("SELECT (time - 1) / 86400, state, count(*) FROM record WHERE meter = $1 AND tag = $2 AND time >= $3 AND time < $4 GROUP BY 1, 2",
-                       {meter.key, tag, span.from, span.to}, [&](const Row& row) {
-                         const auto day = days.find(WholeAt(row, 0) * kDay);
-                         if (day == days.end()) return;
-                         const std::int64_t count = WholeAt(row, 2);
-                         switch (static_cast<RecordState>(WholeAt(row, 1))) {
-                           case RecordState::Good:
-                             day->second.stored += count;
-                             break;
-                           case RecordState::Bad:
-                             day->second.bad += count;
-                             break;
-                           case RecordState::Lost:
-                             day->second.lost += count;
-                             break;
-                           case RecordState::Absent:
-                             day->second.expected -= count;
-                             break;
-                         }
-                       });
+    for (const std::int64_t time : ExpectedTimes(archive.Expectations(meter.key, tag), span.from, span.to))
+      ++days[DayOf(time)].expected;
+    archive.Base().Run(
+        "SELECT (time - 1) / 86400, state, count(*) FROM record WHERE meter = $1 AND tag = $2 AND time >= $3 AND time < $4 GROUP "
+        "BY 1, 2",
+        {meter.key, tag, span.from, span.to}, [&](const Row& row) {
+          const auto day = days.find(WholeAt(row, 0) * kDay);
+          if (day == days.end()) return;
+          const std::int64_t count = WholeAt(row, 2);
+          switch (static_cast<RecordState>(WholeAt(row, 1))) {
+            case RecordState::Good:
+              day->second.stored += count;
+              break;
+            case RecordState::Bad:
+              day->second.bad += count;
+              break;
+            case RecordState::Lost:
+              day->second.lost += count;
+              break;
+            case RecordState::Absent:
+              day->second.expected -= count;
+              break;
+          }
+        });
     for (auto& [day, count] : days) {
       count.tag = tag;
       count.day = day;

@@ -45,7 +45,8 @@ std::vector<std::int64_t> ExpectedTimes(const std::vector<Expectation>& expectat
     const bool last = i + 1 == expectations.size();
     const std::int64_t end = std::min(to, last ? std::numeric_limits<std::int64_t>::max() : expectations[i + 1].since);
     std::int64_t time = expectation.since;
-    if (expectation.period > 0 && time < from) time += (from - time + expectation.period - 1) / expectation.period * expectation.period;
+    if (expectation.period > 0 && time < from)
+      time += (from - time + expectation.period - 1) / expectation.period * expectation.period;
     for (; time < end; time = NextTime(time, expectation.period)) {
       if (time >= from) times.push_back(time);
     }

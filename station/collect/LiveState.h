@@ -26,9 +26,9 @@ struct LiveTag {
 
 /// What is left to fetch of a meter's archives.
 struct FillState {
-  std::size_t missing = 0;  // records, as far as they are known
-  double secondsLeft = 0;   // at the speed so far, with the line's share
-  std::string doing;        // for people
+  std::size_t missing = 0;             // records, as far as they are known
+  double secondsLeft = 0;              // at the speed so far, with the line's share
+  std::string doing;                   // for people
   std::optional<double> completeness;  // of the last 30 days, once it was counted
 };
 

@@ -3,14 +3,14 @@
 #include <algorithm>
 #include <limits>
 
-#include "Protocol/object/ChannelRecord.h"
-
 namespace ostrel::station {
 namespace {
 
 constexpr std::int64_t kDay = 86400;
 /// A record is asked for when its interval has been over for so long by the meter's own clock.
 constexpr std::int64_t kSettleSeconds = 60;
+/// The beginning of a meter's memory is felt for in such steps.
+constexpr std::int64_t kProbeSeconds = kDay / 2;
 /// A bad record of an interval this old stays as it is.
 constexpr std::int64_t kBadRetrySeconds = kDay;
 constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
@@ -51,57 +51,94 @@ bool MeterFill::LearnPeriod(TagFill& fill) {
   return fill.period != 0;
 }
 
-bool MeterFill::BeginCheck(Archive& archive, MeterKey key) {
+bool MeterFill::BeginCheck(Archive& archive, MeterKey key, std::int64_t now) {
   for (TagFill& fill : tags_) {
     if (!LearnPeriod(fill)) return false;
-    const bool first = fill.known.empty();
+    const bool first = fill.known.empty() && fill.phase == Phase::Fetch;
     fill.known = archive.Expectations(key, fill.tag.definition.id);
-    const bool searched = fill.searching;
-    fill.searching = fill.known.empty() || fill.known.back().period != fill.period;
-    if (fill.searching && !searched) fill.cursor = 0;
-    if (!fill.searching && (first || searched)) fill.cursor = fill.known.front().since;
+    const bool fits = !fill.known.empty() && fill.known.back().period == fill.period;
+    if (first || (fits && fill.phase != Phase::Fetch && fill.behind == 0) || (!fits && fill.phase == Phase::Fetch))
+      Begin(fill, now);
     fill.badToo = true;
     fill.stalled = false;
   }
   return true;
 }
 
-// Nothing that another tag of the same profile did not find needs to be looked for.
-std::int64_t MeterFill::SearchStart(const TagFill& fill, std::int64_t now) const {
-  std::int64_t start = now - fill.depth * fill.period;
-  if (!fill.known.empty()) start = std::max(start, fill.newestKnown + 1);
-  for (const TagFill& other : tags_) {
-    const bool sibling = &other != &fill && other.tag.definition.id / 4 == fill.tag.definition.id / 4 && !IsCalendar(other.tag);
-    if (sibling && !other.searching && !other.known.empty()) start = std::max(start, other.known.back().since);
+// What was never seen is looked for: an archive as a whole, a profile's beginning by halving, and after a change of the
+// period from the last record of the old one.
+void MeterFill::Begin(TagFill& fill, std::int64_t now) {
+  const bool fits = !fill.known.empty() && fill.known.back().period == fill.period;
+  if (!IsCalendar(fill.tag)) {
+    fill.high = now - now % fill.period - fill.period;
+    fill.low = fill.high - fill.depth * fill.period;
   }
-  return start - start % fill.period;
+  if (fits) {
+    fill.phase = Phase::Fetch;
+    fill.cursor = fill.known.front().since;
+    fill.behind = IsCalendar(fill.tag) ? 0 : fill.cursor - kProbeSeconds;
+    return;
+  }
+  fill.phase = IsCalendar(fill.tag) || !fill.known.empty() ? Phase::Search : Phase::Halve;
+  fill.cursor = 0;
+  if (IsCalendar(fill.tag)) return;
+  if (!fill.known.empty()) fill.cursor = std::max(fill.low, fill.newestKnown - fill.newestKnown % fill.period + fill.period);
 }
 
-Portion MeterFill::Search(TagFill& fill, std::int64_t now) const {
-  Portion portion{.searching = true};
+// The tags of a profile have their records together: the first of them finds out where they begin.
+const MeterFill::TagFill& MeterFill::Leader(const TagFill& fill) const {
+  for (const TagFill& other : tags_) {
+    if (!IsCalendar(other.tag) && other.tag.definition.id / 4 == fill.tag.definition.id / 4) return other;
+  }
+  return fill;
+}
+
+void MeterFill::FollowLeader(TagFill& fill) const {
+  const TagFill& leader = Leader(fill);
+  if (&leader == &fill || IsCalendar(fill.tag) || leader.known.empty() || leader.phase != Phase::Fetch) return;
+  fill.behind = 0;
+  const Expectation& known =
+      fill.known.empty() || fill.known.back().period != fill.period ? leader.known.back() : leader.known.front();
+  if (known.period != fill.period || (!fill.known.empty() && fill.known.front().since <= known.since)) return;
+  fill.phase = Phase::Search;
+  fill.cursor = known.since;
+}
+
+std::optional<Portion> MeterFill::PlanSearch(TagFill& fill, std::int64_t now) const {
   if (IsCalendar(fill.tag)) {
-    portion.to = now + kDay;
-    portion.deadline = now + SureSpan(1, fill.period);
+    if (fill.cursor > now) return std::nullopt;
+    return Portion{.kind = PortionKind::Search, .from = 0, .to = now + kDay, .deadline = now + SureSpan(1, fill.period)};
+  }
+  const TagFill& leader = Leader(fill);
+  if (&leader != &fill && leader.phase != Phase::Fetch) return std::nullopt;
+  Portion portion{.deadline = now};
+  if (fill.phase == Phase::Halve) {
+    portion.kind = PortionKind::Probe;
+    portion.from = (fill.low + fill.high) / 2;
+    portion.from -= portion.from % fill.period;
+    portion.to = portion.from + 1;
     return portion;
   }
-  portion.from = std::max(fill.cursor, SearchStart(fill, now));
+  portion.kind = PortionKind::Search;
+  portion.from = fill.cursor;
   portion.to = std::min(portion.from + kPortionRecords * fill.period, now - kSettleSeconds);
   portion.deadline = portion.from + SureSpan(fill.depth, fill.period);
+  if (portion.from >= portion.to) return std::nullopt;
   return portion;
 }
 
-std::optional<Portion> MeterFill::Plan(Archive& archive, MeterKey key, TagFill& fill, std::int64_t now) {
-  const std::int64_t tag = fill.tag.definition.id;
-  const std::int64_t end = now - kSettleSeconds;
-  if (fill.stalled || fill.busy) return std::nullopt;
-  const std::int64_t start = fill.badToo && !fill.searching ? std::min(fill.cursor, end - kBadRetrySeconds) : fill.cursor;
-  const std::vector<StoredRecord> stored = archive.Records(key, tag, start, now + kDay);
-  for (const StoredRecord& record : stored) fill.newestKnown = std::max(fill.newestKnown, record.time);
-  if (fill.searching) {
-    const Portion portion = Search(fill, now);
-    if (portion.from >= portion.to || (IsCalendar(fill.tag) && fill.cursor > now)) return std::nullopt;
-    return portion;
-  }
+// Long without power, a meter remembers times that lie further back than its memory is long.
+std::optional<Portion> MeterFill::PlanBehind(const TagFill& fill) const {
+  if (fill.behind == 0 || fill.behind < fill.low || &Leader(fill) != &fill) return std::nullopt;
+  return Portion{.kind = PortionKind::Probe,
+                 .from = fill.behind,
+                 .to = fill.behind + 1,
+                 .deadline = std::numeric_limits<std::int64_t>::max(),
+                 .idle = true};
+}
+
+std::optional<Portion> MeterFill::PlanFetch(TagFill& fill, const std::vector<StoredRecord>& stored, std::int64_t start,
+                                            std::int64_t end) const {
   const std::vector<std::int64_t> expected = ExpectedTimes(fill.known, start, end);
   std::vector<std::int64_t> missing = MissingTimes(expected, stored, kNever);
   fill.cursor = missing.empty() ? std::max(fill.cursor, end) : missing.front();
@@ -109,11 +146,23 @@ std::optional<Portion> MeterFill::Plan(Archive& archive, MeterKey key, TagFill& 
   if (missing.empty()) return std::nullopt;
   Portion portion{.from = missing.front(), .to = missing.front() + 1, .missing = missing.size()};
   portion.deadline = missing.front() + SureSpan(fill.depth, fill.period);
-  const std::int64_t most = IsCalendar(fill.tag) ? now + kDay : missing.front() + kPortionRecords * fill.period;
+  const std::int64_t most = IsCalendar(fill.tag) ? end + kDay : missing.front() + kPortionRecords * fill.period;
   for (const std::int64_t time : missing) {
     if (time < most) portion.to = time + 1;
   }
   return portion;
+}
+
+std::optional<Portion> MeterFill::Plan(Archive& archive, MeterKey key, TagFill& fill, std::int64_t now) {
+  if (fill.stalled || fill.busy) return std::nullopt;
+  FollowLeader(fill);
+  if (fill.phase != Phase::Fetch) return PlanSearch(fill, now);
+  const std::int64_t end = now - kSettleSeconds;
+  const std::int64_t start = fill.badToo ? std::min(fill.cursor, end - kBadRetrySeconds) : fill.cursor;
+  const std::vector<StoredRecord> stored = archive.Records(key, fill.tag.definition.id, start, now + kDay);
+  for (const StoredRecord& record : stored) fill.newestKnown = std::max(fill.newestKnown, record.time);
+  const std::optional<Portion> fetch = PlanFetch(fill, stored, start, end);
+  return fetch ? fetch : PlanBehind(fill);
 }
 
 std::optional<Portion> MeterFill::Next(Archive& archive, MeterKey key, std::int64_t now) {
@@ -130,7 +179,12 @@ std::optional<Portion> MeterFill::Next(Archive& archive, MeterKey key, std::int6
 FillResult MeterFill::Read(const Portion& portion, std::int64_t now) {
   TagFill& fill = tags_[portion.tag];
   fill.busy = true;
-  FillResult result{.tag = fill.tag.definition.id, .name = fill.tag.definition.name, .unit = fill.tag.unit, .records = {}, .expectation = {}, .portion = portion};
+  FillResult result{.tag = fill.tag.definition.id,
+                    .name = fill.tag.definition.name,
+                    .unit = fill.tag.unit,
+                    .records = {},
+                    .expectation = {},
+                    .portion = portion};
   host::HistoryReader reader(channel_, meter_);
   const auto sink = [&](const host::HistoryRecord& record) {
     const std::int64_t time = RecordTime(fill.tag, record.time);
@@ -152,12 +206,11 @@ FillResult MeterFill::Read(const Portion& portion, std::int64_t now) {
 
 void MeterFill::Collect(const TagFill& fill, std::int64_t now, FillResult& result) const {
   std::erase_if(result.records, [&](const StoredRecord& record) { return record.time < result.portion.from; });
-  if (result.portion.searching) {
-    if (!result.records.empty()) {
-      result.expectation = Expectation{.since = result.records.front().time, .period = fill.period};
-      MarkRest(fill, now, result);
-    }
-    return;
+  if (result.portion.kind == PortionKind::Probe) return;
+  if (result.portion.kind == PortionKind::Search) {
+    if (result.records.empty()) return;
+    result.expectation = Expectation{.since = result.records.front().time, .period = fill.period};
+    if (!result.answered) return;
   }
   if (result.answered) MarkRest(fill, now, result);
 }
@@ -182,15 +235,41 @@ void MeterFill::MarkRest(const TagFill& fill, std::int64_t now, FillResult& resu
 void MeterFill::Kept(const FillResult& result) {
   TagFill& fill = tags_[result.portion.tag];
   fill.busy = false;
-  fill.badToo = false;
-  fill.stalled = result.records.empty() && !result.portion.searching;
+  if (result.portion.kind == PortionKind::Probe) return KeptProbe(fill, result);
+  fill.stalled = result.records.empty() && (result.portion.kind == PortionKind::Fetch || !result.answered);
   for (const StoredRecord& record : result.records) fill.newestKnown = std::max(fill.newestKnown, record.time);
+  if (result.portion.kind == PortionKind::Fetch) {
+    fill.badToo = false;
+    return;
+  }
   if (result.expectation) {
     fill.known.push_back(*result.expectation);
-    fill.searching = false;
+    std::sort(fill.known.begin(), fill.known.end(),
+              [](const Expectation& left, const Expectation& right) { return left.since < right.since; });
+    fill.phase = Phase::Fetch;
     fill.cursor = fill.known.front().since;
-  } else if (result.portion.searching && result.answered) {
+    fill.behind = IsCalendar(fill.tag) ? 0 : fill.cursor - kProbeSeconds;
+  } else if (result.answered) {
     fill.cursor = result.portion.to;
+  }
+}
+
+void MeterFill::KeptProbe(TagFill& fill, const FillResult& result) const {
+  const bool found = !result.records.empty();
+  fill.stalled = !result.answered && !found;
+  if (fill.stalled) return;
+  if (fill.phase == Phase::Halve) {
+    (found ? fill.high : fill.low) = result.portion.from;
+    if (fill.high - fill.low > kProbeSeconds) return;
+    fill.phase = Phase::Search;
+    fill.cursor = fill.low;
+    return;
+  }
+  if (found) {
+    fill.phase = Phase::Search;
+    fill.cursor = result.portion.from - kProbeSeconds + fill.period;
+  } else {
+    fill.behind -= kProbeSeconds;
   }
 }
 

@@ -36,21 +36,19 @@ Broker::Broker(const MqttSettings& settings, const std::string& client, const Me
   mosquitto_will_set(client_, will.topic.c_str(), static_cast<int>(will.payload.size()), will.payload.data(), kAtLeastOnce, true);
   if (!settings.user.empty()) mosquitto_username_pw_set(client_, settings.user.c_str(), settings.password.c_str());
   Secure(settings);
-  mosquitto_connect_v5_callback_set(client_, [](mosquitto*, void* self, int result, int, const mosquitto_property*) {
-    Self(self).OnConnect(result);
-  });
-  mosquitto_disconnect_v5_callback_set(client_, [](mosquitto*, void* self, int reason, const mosquitto_property*) {
-    Self(self).OnDisconnect(reason);
-  });
-  mosquitto_publish_v5_callback_set(client_, [](mosquitto*, void* self, int mark, int, const mosquitto_property*) {
-    Self(self).events_.delivered(mark);
-  });
-  mosquitto_message_v5_callback_set(client_, [](mosquitto*, void* self, const mosquitto_message* message, const mosquitto_property*) {
-    // A retained write would be carried out again at every start.
-    if (message->retain) return;
-    Self(self).events_.received(message->topic,
-                                std::string(static_cast<const char*>(message->payload), static_cast<std::size_t>(message->payloadlen)));
-  });
+  mosquitto_connect_v5_callback_set(
+      client_, [](mosquitto*, void* self, int result, int, const mosquitto_property*) { Self(self).OnConnect(result); });
+  mosquitto_disconnect_v5_callback_set(
+      client_, [](mosquitto*, void* self, int reason, const mosquitto_property*) { Self(self).OnDisconnect(reason); });
+  mosquitto_publish_v5_callback_set(
+      client_, [](mosquitto*, void* self, int mark, int, const mosquitto_property*) { Self(self).events_.delivered(mark); });
+  mosquitto_message_v5_callback_set(
+      client_, [](mosquitto*, void* self, const mosquitto_message* message, const mosquitto_property*) {
+        // A retained write would be carried out again at every start.
+        if (message->retain) return;
+        Self(self).events_.received(message->topic, std::string(static_cast<const char*>(message->payload),
+                                                                static_cast<std::size_t>(message->payloadlen)));
+      });
 }
 
 Broker::~Broker() {
@@ -64,7 +62,8 @@ void Broker::Secure(const MqttSettings& settings) {
   const char* const key = settings.keyFile.empty() ? nullptr : settings.keyFile.c_str();
   const int result = mosquitto_tls_set(client_, settings.caFile.c_str(), nullptr, certificate, key, nullptr);
   if (result != MOSQ_ERR_SUCCESS) {
-    throw host::Failure(host::kExitUsage, fmt::format("mqtt.ca_file, certificate_file or key_file: {}", mosquitto_strerror(result)));
+    throw host::Failure(host::kExitUsage,
+                        fmt::format("mqtt.ca_file, certificate_file or key_file: {}", mosquitto_strerror(result)));
   }
 }
 
@@ -84,8 +83,8 @@ void Broker::Stop() {
 
 void Broker::OnConnect(int result) {
   if (result != 0) {
-    events_.journal(fmt::format("the broker refuses: {}", settings_.version == 5 ? mosquitto_reason_string(result)
-                                                                                   : mosquitto_connack_string(result)));
+    events_.journal(fmt::format("the broker refuses: {}",
+                                settings_.version == 5 ? mosquitto_reason_string(result) : mosquitto_connack_string(result)));
     return;
   }
   connected_ = true;
@@ -96,7 +95,8 @@ void Broker::OnConnect(int result) {
 
 void Broker::OnDisconnect(int reason) {
   connected_ = false;
-  if (!told_.exchange(true)) events_.journal(fmt::format("the broker is away ({}); what comes is kept for it", mosquitto_strerror(reason)));
+  if (!told_.exchange(true))
+    events_.journal(fmt::format("the broker is away ({}); what comes is kept for it", mosquitto_strerror(reason)));
 }
 
 int Broker::Publish(const Message& message) {

@@ -15,9 +15,9 @@ struct mosquitto;
 namespace ostrel::station {
 
 struct BrokerEvents {
-  std::function<void()> connected;                                                       // also after each return
-  std::function<void(int mark)> delivered;                                               // the broker has taken it
-  std::function<void(const std::string& topic, const std::string& payload)> received;    // never what was retained
+  std::function<void()> connected;                                                     // also after each return
+  std::function<void(int mark)> delivered;                                             // the broker has taken it
+  std::function<void(const std::string& topic, const std::string& payload)> received;  // never what was retained
   std::function<void(const std::string& line)> journal;
 };
 

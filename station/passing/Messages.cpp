@@ -19,9 +19,9 @@ struct SensorRow {
 };
 
 constexpr SensorRow kSensors[] = {
-    {"kWh", "energy", "total_increasing"}, {"W", "power", "measurement"},      {"var", "reactive_power", "measurement"},
-    {"VA", "apparent_power", "measurement"}, {"V", "voltage", "measurement"}, {"A", "current", "measurement"},
-    {"Hz", "frequency", "measurement"},    {"°C", "temperature", "measurement"},
+    {"kWh", "energy", "total_increasing"},   {"W", "power", "measurement"},        {"var", "reactive_power", "measurement"},
+    {"VA", "apparent_power", "measurement"}, {"V", "voltage", "measurement"},      {"A", "current", "measurement"},
+    {"Hz", "frequency", "measurement"},      {"°C", "temperature", "measurement"},
 };
 
 }  // namespace
@@ -84,13 +84,16 @@ Message Messages::Discovery(const LiveMeter& meter, const LiveTag& tag) const {
   return {.topic = "homeassistant/sensor/" + id + "/config", .payload = Dumped(json), .retained = true};
 }
 
-std::string Numbered(const std::string& payload, std::int64_t number) { return fmt::format("{{\"n\":{},{}", number, payload.substr(1)); }
+std::string Numbered(const std::string& payload, std::int64_t number) {
+  return fmt::format("{{\"n\":{},{}", number, payload.substr(1));
+}
 
 WriteRequest ParseWriteRequest(const std::string& payload) {
   constexpr std::size_t kMostBytes = 1024;
   if (payload.size() > kMostBytes) throw host::Failure(host::kExitUsage, "is longer than a write can be");
   const Json json = Json::parse(payload, nullptr, false);
-  if (!json.is_object() || !json.contains("value")) throw host::Failure(host::kExitUsage, "must be {\"value\": ..., \"id\": \"...\"}");
+  if (!json.is_object() || !json.contains("value"))
+    throw host::Failure(host::kExitUsage, "must be {\"value\": ..., \"id\": \"...\"}");
   WriteRequest request;
   const Json& value = json["value"];
   if (!value.is_string() && !value.is_number() && !value.is_boolean()) {

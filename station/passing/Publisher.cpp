@@ -4,6 +4,8 @@
 
 #include <chrono>
 
+#include "host/session/Failure.h"
+
 namespace ostrel::station {
 namespace {
 
@@ -25,11 +27,12 @@ Publisher::Publisher(StationParts& parts, const MqttSettings& settings, WriteSin
       settings_(settings),
       messages_(settings, parts.settings.station),
       writes_(std::move(writes)),
-      broker_(std::make_shared<Broker>(settings, "ostrel-" + parts.settings.station, StationStatus(messages_, "offline"),
-              BrokerEvents{.connected = [this] { Greet(); },
-               .delivered = [this](int mark) { Acknowledge(mark); },
-               .received = [this](const std::string& topic, const std::string& payload) { Receive(topic, payload); },
-               .journal = [this](const std::string& line) { parts_.journal("mqtt", line); }})) {
+      broker_(std::make_shared<Broker>(
+          settings, "ostrel-" + parts.settings.station, StationStatus(messages_, "offline"),
+          BrokerEvents{.connected = [this] { Greet(); },
+                       .delivered = [this](int mark) { Acknowledge(mark); },
+                       .received = [this](const std::string& topic, const std::string& payload) { Receive(topic, payload); },
+                       .journal = [this](const std::string& line) { parts_.journal("mqtt", line); }})) {
   broker_->Start();
   thread_ = std::thread(&Publisher::Loop, this);
 }
@@ -64,7 +67,8 @@ void Publisher::Acknowledge(int mark) {
     early_[mark] = 1;
     return;
   }
-  parts_.writer.Add([station = parts_.settings.station, number = found->second](Archive& archive) { archive.Delivered(station, number); });
+  parts_.writer.Add(
+      [station = parts_.settings.station, number = found->second](Archive& archive) { archive.Delivered(station, number); });
   flying_.erase(found);
   changed_.notify_all();
 }
@@ -100,7 +104,8 @@ void Publisher::SendWaiting() {
     rows = archive->Waiting(parts_.settings.station, handedOver_, static_cast<std::int64_t>(free));
   }
   for (const OutboxRow& row : rows) {
-    const int mark = broker_->Publish({.topic = row.topic, .payload = Numbered(row.payload, row.number), .retained = messages_.Retained(row.topic)});
+    const int mark = broker_->Publish(
+        {.topic = row.topic, .payload = Numbered(row.payload, row.number), .retained = messages_.Retained(row.topic)});
     if (mark == 0) return;
     handedOver_ = row.number;
     bool acknowledged = false;
@@ -160,8 +165,10 @@ void Publisher::Order(const std::string& topic, const std::string& payload) {
                .tag = std::to_string(tag.id),
                .value = request.value,
                .source = "mqtt",
-               .done = [broker = std::weak_ptr(broker_), answer = topic + "/answer", id = request.id](const host::WriteReport& report) {
-                 if (const auto there = broker.lock()) (void)there->Publish({.topic = answer, .payload = WriteAnswer(id, report), .retained = false});
+               .done = [broker = std::weak_ptr(broker_), answer = topic + "/answer",
+                        id = request.id](const host::WriteReport& report) {
+                 if (const auto there = broker.lock())
+                   (void)there->Publish({.topic = answer, .payload = WriteAnswer(id, report), .retained = false});
                }});
       return;
     }

@@ -44,11 +44,11 @@ class Publisher {
   std::condition_variable changed_;
   bool ending_ = false;
   bool greet_ = false;
-  std::int64_t handedOver_ = 0;               // number of the last one
-  std::map<int, std::int64_t> flying_;        // marks and numbers
-  std::map<int, int> early_;                  // acknowledged before their mark was noted
-  std::map<std::string, bool> statusTold_;    // the thread's own
-  std::shared_ptr<Broker> broker_;  // writes that are answered later hold on to it
+  std::int64_t handedOver_ = 0;             // number of the last one
+  std::map<int, std::int64_t> flying_;      // marks and numbers
+  std::map<int, int> early_;                // acknowledged before their mark was noted
+  std::map<std::string, bool> statusTold_;  // the thread's own
+  std::shared_ptr<Broker> broker_;          // writes that are answered later hold on to it
   std::thread thread_;
 };
 

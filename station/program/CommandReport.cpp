@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include <cstdio>
+#include <filesystem>
 
 #include "host/session/HistoryInterval.h"
 #include "host/session/TagSelection.h"
@@ -27,7 +28,7 @@ Span SpanOf(const PeriodOptions& options) {
 
 std::unique_ptr<Database> OpenExisting(const ArchiveSettings& settings) {
   try {
-    if (!IsServer(settings.database) && std::fopen(settings.database.c_str(), "rb") == nullptr) {
+    if (!IsServer(settings.database) && !std::filesystem::exists(settings.database)) {
       throw host::Failure(host::kExitUsage, settings.database + ": is not there");
     }
     auto database = OpenDatabase(settings.database);
@@ -42,9 +43,12 @@ std::unique_ptr<Database> OpenExisting(const ArchiveSettings& settings) {
 std::vector<MeterRow> MetersOf(Archive& archive, const PeriodOptions& options, const std::string& station) {
   std::vector<MeterRow> meters;
   for (MeterRow& meter : archive.Meters()) {
-    if (meter.place.station == station && (options.meter.empty() || meter.place.name == options.meter)) meters.push_back(std::move(meter));
+    if (meter.place.station == station && (options.meter.empty() || meter.place.name == options.meter))
+      meters.push_back(std::move(meter));
   }
-  if (meters.empty()) throw host::Failure(host::kExitUsage, "the archive holds no meter" + (options.meter.empty() ? "" : " \"" + options.meter + "\""));
+  if (meters.empty())
+    throw host::Failure(host::kExitUsage,
+                        "the archive holds no meter" + (options.meter.empty() ? "" : " \"" + options.meter + "\""));
   return meters;
 }
 
@@ -57,22 +61,32 @@ std::string Csv(const std::string& text) { return "\"" + Replaced(text, "\"", "\
 void PrintDay(const PeriodOptions& options, const MeterRow& meter, const std::string& tag, const DayCount& day) {
   const std::string date = WallText(day.day).substr(0, 10);
   if (options.format == "json") {
-    Json json{{"event", "completeness"}, {"meter", meter.place.name}, {"serial", meter.serial}, {"id", day.tag}, {"tag", tag}, {"day", date},
-              {"expected", day.expected}, {"stored", day.stored}, {"bad", day.bad}, {"lost", day.lost}, {"missing", day.Missing()}};
+    Json json{{"event", "completeness"},
+              {"meter", meter.place.name},
+              {"serial", meter.serial},
+              {"id", day.tag},
+              {"tag", tag},
+              {"day", date},
+              {"expected", day.expected},
+              {"stored", day.stored},
+              {"bad", day.bad},
+              {"lost", day.lost},
+              {"missing", day.Missing()}};
     fmt::print("{}\n", Dumped(json));
   } else if (options.format == "csv") {
-    fmt::print("{},{},{},{},{},{},{},{},{},{}\n", Csv(meter.place.name), Csv(meter.serial), day.tag, Csv(tag), date, day.expected, day.stored, day.bad,
-               day.lost, day.Missing());
+    fmt::print("{},{},{},{},{},{},{},{},{},{}\n", Csv(meter.place.name), Csv(meter.serial), day.tag, Csv(tag), date, day.expected,
+               day.stored, day.bad, day.lost, day.Missing());
   } else {
-    fmt::print("{:<16} {:<12} {:<34} {} {:>6} {:>6} {:>5} {:>5} {:>7}\n", meter.place.name, meter.serial, tag, date, day.expected, day.stored, day.bad,
-               day.lost, day.Missing());
+    fmt::print("{:<16} {:<12} {:<34} {} {:>6} {:>6} {:>5} {:>5} {:>7}\n", meter.place.name, meter.serial, tag, date, day.expected,
+               day.stored, day.bad, day.lost, day.Missing());
   }
 }
 
 void PrintReportHead(const std::string& format) {
   if (format == "csv") fmt::print("meter,serial,id,tag,day,expected,stored,bad,lost,missing\n");
   if (format == "table") {
-    fmt::print("{:<16} {:<12} {:<34} {:<10} {:>6} {:>6} {:>5} {:>5} {:>7}\n", "meter", "serial", "tag", "day", "expect", "stored", "bad", "lost", "missing");
+    fmt::print("{:<16} {:<12} {:<34} {:<10} {:>6} {:>6} {:>5} {:>5} {:>7}\n", "meter", "serial", "tag", "day", "expect", "stored",
+               "bad", "lost", "missing");
   }
 }
 
@@ -102,8 +116,9 @@ host::ExitCode Export(Archive& archive, const PeriodOptions& options, const std:
       if (!Wanted(options, tag, name.name)) continue;
       for (const StoredRecord& record : archive.Records(meter.key, tag, span.from, span.to)) {
         const Json value = NumberOrNull(record.value);
-        fmt::print("{},{},{},{},{},{},{},{},{}\n", Csv(meter.place.name), Csv(meter.serial), tag, Csv(name.name), WallText(record.time),
-                   UtcText(record.utc * 1000), value.is_null() ? "" : Dumped(value), name.unit, RecordStateText(record.state));
+        fmt::print("{},{},{},{},{},{},{},{},{}\n", Csv(meter.place.name), Csv(meter.serial), tag, Csv(name.name),
+                   WallText(record.time), UtcText(record.utc * 1000), value.is_null() ? "" : Dumped(value), name.unit,
+                   RecordStateText(record.state));
       }
     }
   }

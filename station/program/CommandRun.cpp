@@ -70,7 +70,8 @@ void Reload(Station& station, const std::string& file) {
 /// Ends the process when the orderly way takes too long.
 class Deadline {
  public:
-  explicit Deadline(Station& station) : thread_([this, &station] {
+  explicit Deadline(Station& station)
+      : thread_([this, &station] {
           const auto end = std::chrono::steady_clock::now() + kStopTime;
           while (!over_ && std::chrono::steady_clock::now() < end) std::this_thread::sleep_for(10ms);
           if (over_) return;

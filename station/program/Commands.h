@@ -16,8 +16,8 @@ struct CommonOptions {
 
 struct PeriodOptions {
   CommonOptions common;
-  std::string from;  // as the meters' clocks show it; empty: a month ago
-  std::string to;    // empty: now
+  std::string from;   // as the meters' clocks show it; empty: a month ago
+  std::string to;     // empty: now
   std::string meter;  // empty: all
   std::string tag;    // name, id or wildcard; empty: all
   std::string format = "table";

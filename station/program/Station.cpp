@@ -4,6 +4,7 @@
 
 #include <set>
 
+#include "host/session/Failure.h"
 #include "platform/clock.h"
 #include "station/program/Journal.h"
 
@@ -85,7 +86,8 @@ void Station::Apply(const StationSettings& settings) {
 void Station::ApplyMqtt(const StationSettings& settings) {
   if (settings.mqtt == settings_.mqtt) return;
   std::shared_ptr<Publisher> publisher;
-  if (settings.mqtt) publisher = std::make_shared<Publisher>(parts_, *settings.mqtt, [this](const WriteOrder& order) { Write(order); });
+  if (settings.mqtt)
+    publisher = std::make_shared<Publisher>(parts_, *settings.mqtt, [this](const WriteOrder& order) { Write(order); });
   {
     const std::lock_guard lock(mutex_);
     publisher_.swap(publisher);
@@ -94,7 +96,8 @@ void Station::ApplyMqtt(const StationSettings& settings) {
 }
 
 void Station::ApplyChannels(const StationSettings& settings) {
-  const bool shared = settings.lines.logFile == settings_.lines.logFile && settings.lines.traceFile == settings_.lines.traceFile &&
+  const bool shared = settings.lines.logFile == settings_.lines.logFile &&
+                      settings.lines.traceFile == settings_.lines.traceFile &&
                       settings.lines.traceSettings == settings_.lines.traceSettings &&
                       settings.lines.clockCorrectionDays == settings_.lines.clockCorrectionDays;
   std::map<std::string, std::shared_ptr<ChannelWorker>> kept;
@@ -131,8 +134,7 @@ void Station::ApplyWeb(const StationSettings& settings) {
                                                              .readers = readers_,
                                                              .writer = writer_,
                                                              .alive = [this] { return Alive(); },
-                                                             .brokerConnected =
-                                                                 [this]() -> std::optional<bool> {
+                                                             .brokerConnected = [this]() -> std::optional<bool> {
                                                                const std::lock_guard lock(mutex_);
                                                                if (!publisher_) return std::nullopt;
                                                                return publisher_->Connected();

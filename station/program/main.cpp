@@ -39,14 +39,19 @@ class CommandLine {
 
 CommandLine::CommandLine() {
   app_.require_subcommand(1);
-  Add("run", "polls, keeps and passes on until it is ended", run_, [this] { return CommandRun(run_); })
-      ->add_option("--module", run_.module, "the plug-in; otherwise the registered one, or the one beside the program");
-  CLI::App* const report =
-      Add("report", "how complete the archive is, by meter, tag and day", report_.common, [this] { return CommandReport(report_); });
+  Add("run", "polls, keeps and passes on until it is ended", run_, [this] {
+    return CommandRun(run_);
+  })->add_option("--module", run_.module, "the plug-in; otherwise the registered one, or the one beside the program");
+  CLI::App* const report = Add("report", "how complete the archive is, by meter, tag and day", report_.common,
+                               [this] { return CommandReport(report_); });
   AddPeriod(report, report_);
-  report->add_option("--format", report_.format, "how it is shown")->check(CLI::IsMember({"table", "csv", "json"}))->capture_default_str();
+  report->add_option("--format", report_.format, "how it is shown")
+      ->check(CLI::IsMember({"table", "csv", "json"}))
+      ->capture_default_str();
   AddPeriod(Add("export", "records of a period as CSV", export_.common, [this] { return CommandExport(export_); }), export_);
-  AddPeriod(Add("check", "compares profile sums with the energies of the same days", check_.common, [this] { return CommandCheck(check_); }), check_);
+  AddPeriod(Add("check", "compares profile sums with the energies of the same days", check_.common,
+                [this] { return CommandCheck(check_); }),
+            check_);
   Add("backup", "copies the embedded archive while it is in use", backup_.common, [this] { return CommandBackup(backup_); })
       ->add_option("FILE", backup_.file, "the copy; it must not be there yet")
       ->required();

@@ -36,7 +36,8 @@ std::string ComputersName() {
 
 // It becomes a level of topics.
 void CheckLevel(TableReader& reader, const char* key, const std::string& text) {
-  if (text.empty() || text.find_first_of("/+# \t") != std::string::npos) reader.Fail(key, "must be a word without / + # or blanks");
+  if (text.empty() || text.find_first_of("/+# \t") != std::string::npos)
+    reader.Fail(key, "must be a word without / + # or blanks");
 }
 
 void SplitAddress(TableReader& reader, const char* key, std::string& host, std::uint16_t& port) {
@@ -108,7 +109,8 @@ WebSettings ReadWeb(const toml::table& table, const std::string& file) {
   if (web.certificateFile.empty() != web.keyFile.empty()) reader.Fail("certificate_file", "and key_file go together");
   web.user = reader.Text("user", "ostrel");
   web.passwordHash = reader.Text("password_hash", "");
-  if (!web.passwordHash.empty() && web.passwordHash.front() != '$') reader.Fail("password_hash", "must be a hash as mkpasswd makes it");
+  if (!web.passwordHash.empty() && web.passwordHash.front() != '$')
+    reader.Fail("password_hash", "must be a hash as mkpasswd makes it");
   web.tokenHash = reader.Text("token_sha256", "");
   if (!web.tokenHash.empty() && web.tokenHash.size() != 64) reader.Fail("token_sha256", "must be 64 hex digits");
   web.writes = reader.Boolean("writes", false);

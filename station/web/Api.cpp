@@ -29,13 +29,15 @@ Span SpanOf(const Asked& asked, std::int64_t usualDays) {
   const std::int64_t tomorrow = host::ComputersWallTime() / kDay * kDay + kDay;
   Span span{.from = 0, .to = TimeOf(asked, "to", tomorrow)};
   span.from = TimeOf(asked, "from", span.to - usualDays * kDay);
-  if (span.from > span.to || span.to - span.from > kMostDays * kDay) throw Wrong(fmt::format("asks for more than {} days", kMostDays));
+  if (span.from > span.to || span.to - span.from > kMostDays * kDay)
+    throw Wrong(fmt::format("asks for more than {} days", kMostDays));
   return span;
 }
 
 std::int64_t NumberOf(const Asked& asked, const char* key) {
   const std::string text = asked(key);
-  const bool digits = !text.empty() && text.size() < 10 && std::all_of(text.begin(), text.end(), [](unsigned char letter) { return std::isdigit(letter) != 0; });
+  const bool digits = !text.empty() && text.size() < 10 &&
+                      std::all_of(text.begin(), text.end(), [](unsigned char letter) { return std::isdigit(letter) != 0; });
   if (!digits) throw Wrong(fmt::format("{} must be a number", key));
   return std::stoll(text);
 }
@@ -111,7 +113,8 @@ Json RecordsAnswer(WebParts& parts, const Asked& asked) {
   const TagName name = NameOf(*archive, meter.key, tag);
   Json records = Json::array();
   for (const StoredRecord& record : archive->Records(meter.key, tag, span.from, span.to)) {
-    records.push_back({{"time", WallText(record.time)}, {"value", NumberOrNull(record.value)}, {"quality", RecordStateText(record.state)}});
+    records.push_back(
+        {{"time", WallText(record.time)}, {"value", NumberOrNull(record.value)}, {"quality", RecordStateText(record.state)}});
   }
   return {{"meter", asked("meter")}, {"tag", name.name}, {"unit", name.unit}, {"records", records}};
 }
@@ -136,10 +139,11 @@ Json CompletenessAnswer(WebParts& parts, const Asked& asked) {
 Json EventsAnswer(WebParts& parts, const Asked&) {
   Readers::Lease archive(parts.readers);
   Json events = Json::array();
-  archive->Base().Run("SELECT utc, channel, text FROM event WHERE station = $1 ORDER BY id DESC LIMIT $2", {parts.station, kMostEvents},
-                      [&](const Row& row) {
-                        events.push_back({{"time", UtcText(WholeAt(row, 0) * 1000)}, {"channel", TextAt(row, 1)}, {"text", TextAt(row, 2)}});
-                      });
+  archive->Base().Run(
+      "SELECT utc, channel, text FROM event WHERE station = $1 ORDER BY id DESC LIMIT $2", {parts.station, kMostEvents},
+      [&](const Row& row) {
+        events.push_back({{"time", UtcText(WholeAt(row, 0) * 1000)}, {"channel", TextAt(row, 1)}, {"text", TextAt(row, 2)}});
+      });
   return {{"events", events}};
 }
 
@@ -147,7 +151,8 @@ Json WritesAnswer(WebParts& parts, const Asked&) {
   Readers::Lease archive(parts.readers);
   Json writes = Json::array();
   archive->Base().Run(
-      "SELECT w.utc, m.name, w.tag, w.source, w.sent, w.before, w.after, w.outcome FROM written w JOIN meter m ON m.id = w.meter WHERE "
+      "SELECT w.utc, m.name, w.tag, w.source, w.sent, w.before, w.after, w.outcome FROM written w JOIN meter m ON m.id = w.meter "
+      "WHERE "
       "m.station = $1 ORDER BY w.id DESC LIMIT $2",
       {parts.station, kMostEvents}, [&](const Row& row) {
         writes.push_back({{"time", UtcText(WholeAt(row, 0) * 1000)},
@@ -195,8 +200,8 @@ std::optional<std::string> BasicPassword(const std::string& header, const std::s
   if (!header.starts_with(kBasic) || header.size() > kMostLetters) return std::nullopt;
   const std::string code = header.substr(kBasic.size());
   std::string text(code.size(), '\0');
-  const int length = EVP_DecodeBlock(reinterpret_cast<unsigned char*>(text.data()), reinterpret_cast<const unsigned char*>(code.data()),
-                                     static_cast<int>(code.size()));
+  const int length = EVP_DecodeBlock(reinterpret_cast<unsigned char*>(text.data()),
+                                     reinterpret_cast<const unsigned char*>(code.data()), static_cast<int>(code.size()));
   if (length < 0) return std::nullopt;
   text.resize(static_cast<std::size_t>(length));
   // What fills the last block up decodes to zeros.

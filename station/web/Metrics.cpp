@@ -20,7 +20,8 @@ class Page {
     name_ = name;
   }
   void Add(const std::string& labels, double value, const char* suffix = "") {
-    fmt::format_to(std::back_inserter(text_), "{}{}{}{}{} {}\n", name_, suffix, labels.empty() ? "" : "{", labels, labels.empty() ? "" : "}", value);
+    fmt::format_to(std::back_inserter(text_), "{}{}{}{}{} {}\n", name_, suffix, labels.empty() ? "" : "{", labels,
+                   labels.empty() ? "" : "}", value);
   }
   [[nodiscard]] std::string Take() { return std::move(text_); }
 
@@ -41,17 +42,23 @@ struct MeterRowOfMetrics {
 };
 
 constexpr MeterRowOfMetrics kMeterRows[] = {
-    {"ostrel_meter_linked", "gauge", "1 while the meter answers", [](const LiveMeter& m) -> std::optional<double> { return m.linked ? 1 : 0; }},
-    {"ostrel_requests_total", "counter", "requests sent", [](const LiveMeter& m) -> std::optional<double> { return m.figures.requests; }},
-    {"ostrel_answers_total", "counter", "answers with a right check", [](const LiveMeter& m) -> std::optional<double> { return m.figures.answers; }},
+    {"ostrel_meter_linked", "gauge", "1 while the meter answers",
+     [](const LiveMeter& m) -> std::optional<double> { return m.linked ? 1 : 0; }},
+    {"ostrel_requests_total", "counter", "requests sent",
+     [](const LiveMeter& m) -> std::optional<double> { return m.figures.requests; }},
+    {"ostrel_answers_total", "counter", "answers with a right check",
+     [](const LiveMeter& m) -> std::optional<double> { return m.figures.answers; }},
     {"ostrel_clock_offset_seconds", "gauge", "the meter's clock ahead of the station's",
      [](const LiveMeter& m) -> std::optional<double> {
        if (!m.figures.clockOffsetSeconds) return std::nullopt;
        return static_cast<double>(*m.figures.clockOffsetSeconds);
      }},
-    {"ostrel_completeness_ratio", "gauge", "stored of the expected records of 30 days", [](const LiveMeter& m) { return m.fill.completeness; }},
-    {"ostrel_fill_missing_records", "gauge", "records known to be missing", [](const LiveMeter& m) -> std::optional<double> { return m.fill.missing; }},
-    {"ostrel_fill_seconds", "gauge", "time that fetching them will take", [](const LiveMeter& m) -> std::optional<double> { return m.fill.secondsLeft; }},
+    {"ostrel_completeness_ratio", "gauge", "stored of the expected records of 30 days",
+     [](const LiveMeter& m) { return m.fill.completeness; }},
+    {"ostrel_fill_missing_records", "gauge", "records known to be missing",
+     [](const LiveMeter& m) -> std::optional<double> { return m.fill.missing; }},
+    {"ostrel_fill_seconds", "gauge", "time that fetching them will take",
+     [](const LiveMeter& m) -> std::optional<double> { return m.fill.secondsLeft; }},
 };
 
 void AddMeters(Page& page, const std::vector<LiveMeter>& meters) {
@@ -108,9 +115,11 @@ void AddChannels(Page& page, WebParts& parts) {
   page.Family("ostrel_pass_seconds", "gauge", "time that the last pass took");
   for (const LiveChannel& channel : channels) page.Add(fmt::format("channel=\"{}\"", Escaped(channel.port)), channel.passSeconds);
   page.Family("ostrel_period_seconds", "gauge", "time from one pass to the next, as configured");
-  for (const LiveChannel& channel : channels) page.Add(fmt::format("channel=\"{}\"", Escaped(channel.port)), channel.periodSeconds);
+  for (const LiveChannel& channel : channels)
+    page.Add(fmt::format("channel=\"{}\"", Escaped(channel.port)), channel.periodSeconds);
   page.Family("ostrel_port_problem", "gauge", "1 while the channel's device cannot be used");
-  for (const LiveChannel& channel : channels) page.Add(fmt::format("channel=\"{}\"", Escaped(channel.port)), channel.problem.empty() ? 0 : 1);
+  for (const LiveChannel& channel : channels)
+    page.Add(fmt::format("channel=\"{}\"", Escaped(channel.port)), channel.problem.empty() ? 0 : 1);
 }
 
 void AddQueues(Page& page, WebParts& parts) {

@@ -107,11 +107,13 @@ void WebServer::SignalStop() {
 }
 
 void WebServer::Guard() {
-  server_->set_default_headers({{"Content-Security-Policy", "default-src 'none'; script-src 'unsafe-inline'; style-src 'unsafe-inline'; connect-src 'self'; img-src data:"},
-                                {"X-Content-Type-Options", "nosniff"},
-                                {"X-Frame-Options", "DENY"},
-                                {"Referrer-Policy", "no-referrer"},
-                                {"Cache-Control", "no-store"}});
+  server_->set_default_headers(
+      {{"Content-Security-Policy",
+        "default-src 'none'; script-src 'unsafe-inline'; style-src 'unsafe-inline'; connect-src 'self'; img-src data:"},
+       {"X-Content-Type-Options", "nosniff"},
+       {"X-Frame-Options", "DENY"},
+       {"Referrer-Policy", "no-referrer"},
+       {"Cache-Control", "no-store"}});
   server_->set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
     const bool open = request.path == "/healthz";
     if (open || !settings_.Guarded() || SignedIn(request)) return httplib::Server::HandlerResponse::Unhandled;
@@ -154,7 +156,8 @@ bool WebServer::SignedIn(const httplib::Request& request) {
 }
 
 void WebServer::AddPages() {
-  server_->Get("/", [](const httplib::Request&, httplib::Response& response) { response.set_content(kPage, "text/html; charset=utf-8"); });
+  server_->Get(
+      "/", [](const httplib::Request&, httplib::Response& response) { response.set_content(kPage, "text/html; charset=utf-8"); });
   server_->Get("/metrics", [this](const httplib::Request&, httplib::Response& response) {
     response.set_content(MetricsText(parts_), "text/plain; version=0.0.4; charset=utf-8");
   });
@@ -181,13 +184,15 @@ void WebServer::Write(const httplib::Request& request, httplib::Response& respon
   const WriteRequest wanted = ParseWriteRequest(request.body);
   const auto answer = std::make_shared<std::promise<std::string>>();
   std::future<std::string> ready = answer->get_future();
-  parts_.write({.meter = request.get_param_value("meter"),
-                .tag = request.get_param_value("tag"),
-                .value = wanted.value,
-                .source = "web " + request.remote_addr,
-                .done = [answer, id = wanted.id](const host::WriteReport& report) { answer->set_value(WriteAnswer(id, report)); }});
+  parts_.write(
+      {.meter = request.get_param_value("meter"),
+       .tag = request.get_param_value("tag"),
+       .value = wanted.value,
+       .source = "web " + request.remote_addr,
+       .done = [answer, id = wanted.id](const host::WriteReport& report) { answer->set_value(WriteAnswer(id, report)); }});
   constexpr auto kWait = std::chrono::seconds(60);
-  if (ready.wait_for(kWait) != std::future_status::ready) return Refuse(response, 504, "the write is under way; see the log of writes");
+  if (ready.wait_for(kWait) != std::future_status::ready)
+    return Refuse(response, 504, "the write is under way; see the log of writes");
   response.set_content(ready.get(), "application/json");
 }
 
