@@ -60,6 +60,7 @@ bool MeterFill::BeginCheck(Archive& archive, MeterKey key, std::int64_t now) {
     if (first || (fits && fill.phase != Phase::Fetch && fill.behind == 0) || (!fits && fill.phase == Phase::Fetch))
       Begin(fill, now);
     fill.badToo = true;
+    fill.emptyFrom = fill.emptyTo = 0;
     fill.stalled = false;
   }
   return true;
@@ -143,6 +144,7 @@ std::optional<Portion> MeterFill::PlanFetch(TagFill& fill, const std::vector<Sto
   std::vector<std::int64_t> missing = MissingTimes(expected, stored, kNever);
   fill.cursor = missing.empty() ? std::max(fill.cursor, end) : missing.front();
   if (fill.badToo) missing = MissingTimes(expected, stored, end - kBadRetrySeconds);
+  std::erase_if(missing, [&](std::int64_t time) { return time >= fill.emptyFrom && time < fill.emptyTo; });
   if (missing.empty()) return std::nullopt;
   Portion portion{.from = missing.front(), .to = missing.front() + 1, .missing = missing.size()};
   portion.deadline = missing.front() + SureSpan(fill.depth, fill.period);
@@ -221,7 +223,9 @@ void MeterFill::MarkRest(const TagFill& fill, std::int64_t now, FillResult& resu
   for (const StoredRecord& record : result.records) newest = std::max(newest, record.time);
   std::vector<Expectation> known = fill.known;
   if (result.expectation) known.push_back(*result.expectation);
-  const std::int64_t from = result.expectation ? result.expectation->since : result.portion.from;
+  const std::int64_t from = result.expectation  ? result.expectation->since
+                            : fill.emptyTo != 0 ? fill.emptyFrom
+                                                : result.portion.from;
   // A meter that was given another period began its memory anew.
   const std::int64_t began = known.size() > 1 ? known.back().since : 0;
   const std::int64_t sureSince = std::max(now - SureSpan(fill.depth, fill.period), began);
@@ -236,10 +240,14 @@ void MeterFill::Kept(const FillResult& result) {
   TagFill& fill = tags_[result.portion.tag];
   fill.busy = false;
   if (result.portion.kind == PortionKind::Probe) return KeptProbe(fill, result);
-  fill.stalled = result.records.empty() && (result.portion.kind == PortionKind::Fetch || !result.answered);
+  fill.stalled = result.records.empty() && !result.answered;
   for (const StoredRecord& record : result.records) fill.newestKnown = std::max(fill.newestKnown, record.time);
   if (result.portion.kind == PortionKind::Fetch) {
     fill.badToo = false;
+    const bool empty = result.records.empty() && result.answered;
+    if (empty && fill.emptyTo == 0) fill.emptyFrom = result.portion.from;
+    if (empty) fill.emptyTo = result.portion.to;
+    if (!result.records.empty()) fill.emptyFrom = fill.emptyTo = 0;
     return;
   }
   if (result.expectation) {

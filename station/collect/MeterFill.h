@@ -71,6 +71,8 @@ class MeterFill {
     std::int64_t cursor = 0;         // everything before is settled, or searched
     std::int64_t behind = 0;         // the next time to probe before the first known record; 0: none any more
     std::int64_t newestKnown = 0;
+    // Asked for in this look and answered with nothing: what becomes of it is known when something later comes.
+    std::int64_t emptyFrom = 0, emptyTo = 0;
     bool busy = false;     // what was read is not kept yet
     bool badToo = false;   // bad records of the last day are asked for once more
     bool stalled = false;  // the last portion brought nothing: not before the next look
