@@ -20,7 +20,6 @@ struct MeterRef {
 struct MeterState {
   MeterRef meter;
   bool exchangeOn;
-  bool infoRead;
 };
 
 /// The meter at a place of the device table as it stands now, taken under ExchangeLock: another thread may be changing the table.
