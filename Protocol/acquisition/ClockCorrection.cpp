@@ -92,9 +92,10 @@ std::uint32_t CompareClock(CProtocol& protocol, DeviceEntry& entry, const std::u
   return 1;
 }
 
-bool ShowsRepeatedHour(const std::uint8_t (&answer)[kClockAnswer]) {
+bool ShowsUnclearTime(const std::uint8_t (&answer)[kClockAnswer]) {
   const std::optional<CalendarTime> meter = MeterTime(answer);
   if (!meter) return false;
+  if (meter->GetHour() != FromBcd(answer[3]) || meter->GetDay() != FromBcd(answer[5])) return true;
   return meter->GetHour() == (*meter - kOneHour).GetHour() || meter->GetHour() == (*meter + kOneHour).GetHour();
 }
 

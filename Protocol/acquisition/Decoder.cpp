@@ -1,5 +1,6 @@
 #include "Protocol/acquisition/Decoder.h"
 
+#include <new>
 #include <string>
 
 #include "Protocol/acquisition/DecodeTable.h"
@@ -35,6 +36,7 @@ void Store(CDeviceTag& tag, const std::string& cp1251) {
   const platform::OleString text = platform::Cp1251ToOle(cp1251);
   tag.Value.vt = VT_BSTR;
   tag.Value.bstrVal = platform::AllocString(text.data(), text.size());
+  if (tag.Value.bstrVal == nullptr) throw std::bad_alloc();  // an empty text would look like the meter's
 }
 
 /// Clients see 1 and 0, not the -1 of VARIANT_TRUE.
@@ -57,7 +59,6 @@ void Store(CDeviceTag& tag, std::int8_t byte) {
 void ShowMissing(CDeviceTag& tag) {
   if (tag.Value.vt == VT_R4) Store(tag, 0.0F);
   if (tag.Value.vt == VT_BSTR) Store(tag, std::string());
-  tag.Quality = kQualityDeviceFailure;
 }
 
 void ShowLog(CDeviceTag& tag, const DeviceEntry& entry) {
@@ -77,8 +78,9 @@ void ShowAnswer(CProtocol& protocol, CDeviceTag& tag, DeviceEntry& entry) {
   const std::uint8_t* const bytes = protocol.AnswerBuffer.data();
   const VariantInfo* const variant = LearnFromAnswer(entry, protocol.VariantMap, tag.TagNumber, bytes);
   const auto value = DecodeAnswer({.bytes = bytes, .scale = ScaleOf(entry), .variant = variant}, tag.TagNumber);
-  tag.Quality = value ? kQualityGood : kQualityDeviceFailure;
-  if (value) std::visit([&tag](const auto& decoded) { Store(tag, decoded); }, *value);
+  if (!value) return;
+  std::visit([&tag](const auto& decoded) { Store(tag, decoded); }, *value);
+  tag.Quality = kQualityGood;
 }
 
 }  // namespace
@@ -89,6 +91,8 @@ std::uint32_t DecodeTag(CProtocol& protocol, CDeviceTag& tag, std::uint32_t devi
   const platform::CriticalSectionGuard guard(protocol.HostContext->TagLock);
   tag.Updated = 1;
   tag.Timestamp = platform::UtcFileTime();
+  // Until there is a value; it stays so when memory is too short for one.
+  tag.Quality = kQualityDeviceFailure;
   FreeText(tag);
   const TagKind kind = KindOf(tag.TagNumber);
   if (IsLog(kind)) {

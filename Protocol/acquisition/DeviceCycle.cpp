@@ -2,6 +2,7 @@
 #include "Protocol/acquisition/DeviceCycle.h"
 
 #include "Protocol/acquisition/ClockCorrection.h"
+#include "Protocol/acquisition/DeviceInfo.h"
 #include "Protocol/acquisition/TagMarking.h"
 #include "Protocol/acquisition/TagReader.h"
 #include "Protocol/acquisition/TagWriter.h"
@@ -107,59 +108,6 @@ bool ServeWithoutReading(CProtocol& protocol, CDeviceTag& tag, std::uint32_t dev
   return tag.TagNumber == kTagTimeCorrection;
 }
 
-/// Coefficients first, since the variant's reading scales with them. Meters of types 2 and 12 have none.
-constexpr std::uint32_t kInfoTags[] = {kTagVoltageCoefficient, kTagCurrentCoefficient, kTagMeterType};
-
-bool HasCoefficients(std::uint32_t typeId) { return typeId != 2 && typeId != 12; }
-
-/// The number behind the three letters of a port name: 12 for COM12.
-std::uint32_t PortNumber(const char* name) {
-  std::uint32_t number = 0;
-  for (int i = 0; name[i] != 0; ++i) {
-    if (i < 3) continue;
-    if (name[i] < '0' || name[i] > '9') break;
-    number = number * 10 + static_cast<std::uint32_t>(name[i] - '0');
-  }
-  return number;
-}
-
-void FillInfoTag(CProtocol& protocol, CDeviceTag& tag, std::uint32_t number, std::uint32_t address) {
-  TagDescriptor row{};
-  static_cast<IBrowser&>(protocol).GetTagDescriptor(number, kBranchDa, 0, &row.DataType);
-  tag.PortNumber = PortNumber(protocol.Channel.PortName);
-  tag.DeviceAddress = address;
-  tag.TagNumber = number;
-  tag.CanonicalType = static_cast<std::uint16_t>(row.DataType);
-  tag.Value.vt = static_cast<VARTYPE>(row.DataType);
-  tag.Code = row.Code;
-  tag.Param = row.Param;
-  tag.SubParam = row.SubParam;
-  tag.RequestLength = row.RequestLength;
-  tag.WriteLength = row.WriteLength;
-  tag.WriteParam = row.WriteParam;
-  tag.ExpectedLength = row.ExpectedLength;
-}
-
-/// A short-lived tag on the stack of the one-time reading.
-class InfoTag final : public CDeviceTag {};
-
-bool ReadInfoTag(CProtocol& protocol, std::uint32_t device, std::uint32_t number) {
-  const LineGuard guard(protocol);
-  const DeviceEntry* const entry = protocol.Device(device);
-  if (entry == nullptr) return false;
-  InfoTag tag;
-  FillInfoTag(protocol, tag, number, entry->Address);
-  return ReadTag(protocol, &tag, Send::Request, device) != 0;
-}
-
-/// Neutral factors, so that nothing is scaled by what another connection read.
-void ForgetScaling(DeviceEntry& entry) {
-  entry.VoltageFactor = 1.0F;
-  entry.CurrentFactor = 1.0F;
-  entry.VariantBytes[2] &= 0x0F;
-  entry.VariantBytes[0] &= 0xF0;
-}
-
 /// The clock's turn; false when it could not be read.
 bool CheckClock(CProtocol& protocol, std::uint32_t device) {
   const LineGuard guard(protocol);
@@ -167,18 +115,10 @@ bool CheckClock(CProtocol& protocol, std::uint32_t device) {
   std::uint8_t answer[kClockAnswer] = {};
   if (ReadMeterClock(protocol, device, answer) == 0) return false;
   DeviceEntry& entry = *protocol.Device(device);
-  // A check that is not forced can wait until the clock is unambiguous again; it stays due.
-  if (entry.ForceClockCheck == 0 && ShowsRepeatedHour(answer)) return true;
+  // A check that is not forced can wait until the meter shows a clear time again; it stays due.
+  if (entry.ForceClockCheck == 0 && ShowsUnclearTime(answer)) return true;
   ClockSetting setting{};
   if (CompareClock(protocol, entry, answer, setting) != 0) CorrectMeterClock(protocol, device, setting);
-  return true;
-}
-
-bool ReadInfoOnce(CProtocol& protocol, std::uint32_t device) {
-  DeviceEntry* entry = protocol.Device(device);
-  if (LoadFlag(entry->InfoRead) != 0 || LoadFlag(entry->ExchangeOn) == 0) return true;
-  if (ReadDeviceInfo(protocol, device) == 0) return false;
-  StoreFlag(protocol.Device(device)->InfoRead, 1);
   return true;
 }
 
@@ -212,22 +152,6 @@ std::uint32_t ServeTags(CProtocol& protocol, std::uint32_t device) {
   return 1;
 }
 
-std::uint32_t ReadDeviceInfo(CProtocol& protocol, std::uint32_t device) {
-  bool coefficients = true;
-  {
-    const LineGuard guard(protocol);
-    DeviceEntry* const entry = protocol.Device(device);
-    if (entry == nullptr) return 0;
-    coefficients = HasCoefficients(entry->TypeId);
-    ForgetScaling(*entry);
-  }
-  for (const std::uint32_t number : kInfoTags) {
-    if (number != kTagMeterType && !coefficients) continue;
-    if (!ReadInfoTag(protocol, device, number)) return 0;
-  }
-  return 1;
-}
-
 std::uint32_t RunDeviceCycle(CProtocol& protocol, std::uint32_t device) {
   if (AnyTagInUse(protocol, device) == 0) return 1;
   if (protocol.CanPollDevice(device) == 0) return 1;
@@ -236,7 +160,7 @@ std::uint32_t RunDeviceCycle(CProtocol& protocol, std::uint32_t device) {
     const LineGuard guard(protocol);
     ClearUpdated(protocol, device);
   }
-  if (!ReadInfoOnce(protocol, device)) return 0;
+  if (LoadFlag(protocol.Device(device)->ExchangeOn) != 0 && ReadInfoOnce(protocol, device) == 0) return 0;
   if (ServeTags(protocol, device) == 0) return 0;
   platform::Sleep(kPauseBeforeClockMs);
   if (!CheckClock(protocol, device)) return 0;

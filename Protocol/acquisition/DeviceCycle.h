@@ -14,8 +14,5 @@ std::uint32_t AnyTagInUse(CProtocol& protocol, std::uint32_t device);
 void ClearUpdated(CProtocol& protocol, std::uint32_t device);
 /// The walk over the meter's tags; 0 when a read failed.
 std::uint32_t ServeTags(CProtocol& protocol, std::uint32_t device);
-/// What is read once after each connection: coefficients, variant, constant. 0 when a read failed. Also called by history
-/// reads on host threads; takes ExchangeLock around each of its requests.
-std::uint32_t ReadDeviceInfo(CProtocol& protocol, std::uint32_t device);
 
 }  // namespace ostrel

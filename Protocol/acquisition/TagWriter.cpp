@@ -46,9 +46,13 @@ bool SendCommand(CProtocol& protocol, std::uint32_t device, const WriteCommand& 
   return outcome.valid;
 }
 
-/// A write is not repeated, whether the meter took it or not.
-std::uint32_t Finish(CDeviceTag& tag, bool accepted) {
-  StoreFlag(tag.WritePending, 0);
+bool IsSame(const VARIANT& left, const VARIANT& right) { return left.vt == right.vt && left.llVal == right.llVal; }
+
+/// A write is not repeated, whether the meter took it or not. One that a client left while the command was on the line is
+/// another one, and stays pending.
+std::uint32_t Finish(HostContext& context, CDeviceTag& tag, const WriteSubject& sent, bool accepted) {
+  const platform::CriticalSectionGuard guard(context.TagLock);
+  if (IsSame(tag.WriteValue, sent.written)) StoreFlag(tag.WritePending, 0);
   return accepted ? 1 : 0;
 }
 
@@ -57,21 +61,22 @@ std::uint32_t Finish(CDeviceTag& tag, bool accepted) {
 std::uint32_t WriteTag(CProtocol& protocol, CDeviceTag& tag, std::uint32_t device) {
   DeviceEntry* const entry = protocol.Device(device);
   if (entry == nullptr || protocol.HostContext == nullptr) return 0;
-  const WriteSubject subject = MakeSubject(*protocol.HostContext, tag, *entry);
+  HostContext& context = *protocol.HostContext;
+  const WriteSubject subject = MakeSubject(context, tag, *entry);
   if (KindOf(tag.TagNumber) == TagKind::Exchange) {
     StoreFlag(entry->ExchangeOn, subject.written.boolVal != 0 ? 1 : 0);
-    return Finish(tag, true);
+    return Finish(context, tag, subject, true);
   }
   WriteCommand command;
   switch (BuildWriteCommand(subject, command)) {
     case WriteDecision::LeavePending:
       return 0;
     case WriteDecision::Drop:
-      return Finish(tag, false);
+      return Finish(context, tag, subject, false);
     case WriteDecision::Send:
       break;
   }
-  return Finish(tag, SendCommand(protocol, device, command));
+  return Finish(context, tag, subject, SendCommand(protocol, device, command));
 }
 
 }  // namespace ostrel

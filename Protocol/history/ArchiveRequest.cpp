@@ -21,9 +21,7 @@ std::optional<MeterState> LookAtMeter(CProtocol& protocol, std::uint32_t device)
   const LineGuard guard(protocol);
   DeviceEntry* const entry = protocol.Device(device);
   if (entry == nullptr) return std::nullopt;
-  return MeterState{.meter = {.device = device, .address = entry->Address},
-                    .exchangeOn = LoadFlag(entry->ExchangeOn) != 0,
-                    .infoRead = LoadFlag(entry->InfoRead) != 0};
+  return MeterState{.meter = {.device = device, .address = entry->Address}, .exchangeOn = LoadFlag(entry->ExchangeOn) != 0};
 }
 
 DeviceEntry* FindMeter(CProtocol& protocol, const MeterRef& meter) {

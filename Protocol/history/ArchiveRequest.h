@@ -16,7 +16,6 @@ struct DeviceEntry;
 struct MeterState {
   MeterRef meter;
   bool exchangeOn;
-  bool infoRead;
 };
 
 /// The meter at a place of the device table as it stands now, taken under ExchangeLock: another thread may be changing the table.

@@ -1,29 +1,15 @@
 // The record times of a history tag within an interval.
 #include <algorithm>
 
-#include "Protocol/acquisition/DeviceCycle.h"
+#include "Protocol/acquisition/DeviceInfo.h"
 #include "Protocol/history/HistoryClasses.h"
 #include "Protocol/history/ProfileTimes.h"
 #include "Protocol/history/ProfileWalk.h"
 #include "Protocol/history/RecordTimes.h"
-#include "Protocol/link/LineGuard.h"
 #include "Protocol/object/CProtocol.h"
 
 namespace ostrel {
 namespace {
-
-/// The meter's factors and constant, read once after each connection, by whoever needs them first.
-bool KnowMeter(CProtocol& protocol, std::uint32_t device) {
-  const auto before = LookAtMeter(protocol, device);
-  if (!before) return false;
-  if (before->infoRead) return true;
-  if (ReadDeviceInfo(protocol, device) == 0) return false;
-  const LineGuard guard(protocol);
-  DeviceEntry* const entry = FindMeter(protocol, before->meter);
-  if (entry == nullptr) return false;
-  StoreFlag(entry->InfoRead, 1);
-  return true;
-}
 
 /// The end is not included; an interval of no length asks for exactly its time.
 bool Within(std::uint64_t time, std::uint64_t start, std::uint64_t end) {
@@ -76,7 +62,7 @@ std::uint32_t STDMETHODCALLTYPE CProtocol::GetHistoryTimestamps(std::uint32_t me
   const auto found = HistoryClassMap.find(tagId);
   if (found == HistoryClassMap.end()) return 0;
   SYSTEMTIME clock{};
-  if (ReadMeterTime(*this, device, clock) == 0 || !KnowMeter(*this, device)) return 0;
+  if (ReadMeterTime(*this, device, clock) == 0 || ReadInfoOnce(*this, device) == 0) return 0;
   if (!Contains(kAllTypes, meterType)) return 1;
   if (const auto step = EnergyStep(found->second)) {
     return ListEnergy(RecordTimes(*step, clock, depth), Ticks(*start), Ticks(*end), *list);

@@ -1,6 +1,5 @@
 #include "Protocol/history/ProfileWalk.h"
 
-#include <new>
 #include <optional>
 
 #include "Protocol/history/HistoryTime.h"
@@ -9,6 +8,7 @@
 #include "Protocol/history/ProfileSearch.h"
 #include "Protocol/history/ProfileStoreIndex.h"
 #include "Protocol/history/ProfileTimes.h"
+#include "Protocol/model/Guarded.h"
 #include "Protocol/object/CProtocol.h"
 
 namespace ostrel {
@@ -194,11 +194,8 @@ Walk::Step Walk::MoveBy(TimeSpan span) {
 
 std::uint32_t ProfileWalk(CProtocol& protocol, const ProfileInterval& interval, TimestampList& list) {
   const platform::CriticalSectionGuard guard(protocol.ProfileWalkLock);
-  try {
-    return Walk(protocol, interval, list).Run();
-  } catch (const std::bad_alloc&) {
-    return 0;  // of the records so far nothing is lost, and nothing thrown may reach the host
-  }
+  // Of the records so far nothing is lost.
+  return Guarded(0U, [&] { return Walk(protocol, interval, list).Run(); });
 }
 
 }  // namespace ostrel

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "Protocol/diagnostics/CLogFile.h"
+#include "Protocol/model/Guarded.h"
 #include "Protocol/object/CProtocol.h"
 #include "platform/resources.h"
 
@@ -81,9 +82,13 @@ void ReportEvent(CProtocol& protocol, std::uint32_t code, std::uint32_t meterAdd
   if (protocol.HostContext == nullptr || protocol.HostContext->LogFile == nullptr) return;
   const MessageRow* const row = FindMessage(code);
   if (row == nullptr) return;
-  char format[kMessageBuffer] = {};
-  if (!platform::LoadModuleString(row->stringId, format, sizeof format)) format[0] = 0;
-  protocol.HostContext->LogFile->WriteEvent(FormatMessage(format, protocol.Channel.PortName, meterAddress));
+  // A line that there is no memory for is dropped; whoever reports has the line's lock to give back.
+  Guarded(0, [&] {
+    char format[kMessageBuffer] = {};
+    if (!platform::LoadModuleString(row->stringId, format, sizeof format)) format[0] = 0;
+    protocol.HostContext->LogFile->WriteEvent(FormatMessage(format, protocol.Channel.PortName, meterAddress));
+    return 0;
+  });
 }
 
 }  // namespace ostrel

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "Protocol/link/LineGuard.h"
 #include "Protocol/link/LinkState.h"
 #include "Protocol/object/CProtocol.h"
 
@@ -145,8 +146,10 @@ void ClosePort(CProtocol& protocol) {
 // A port that history opened is closed as well, with the context that it came from.
 std::uint32_t STDMETHODCALLTYPE CProtocol::SetPortSettings(ostrel::HostContext* context, const PortSettings* settings) {
   if (settings == nullptr) return 0;
+  // A Start of another thread waits for the new settings.
+  const platform::CriticalSectionGuard thread(ThreadLock);
   Stop();
-  LockExchange();
+  const LineGuard line(*this);
   ClosePort(*this);
   HostContext = context;
   StoreSettings(*this, *settings);
@@ -154,7 +157,6 @@ std::uint32_t STDMETHODCALLTYPE CProtocol::SetPortSettings(ostrel::HostContext* 
   Channel.reserved172_ = 0;
   AnswerBuffer.fill(0);
   AnswerLength = 0;
-  UnlockExchange();
   return 1;
 }
 

@@ -4,6 +4,7 @@
 
 #include "Protocol/diagnostics/DebugTrace.h"
 #include "Protocol/link/Port.h"
+#include "Protocol/model/Guarded.h"
 #include "Protocol/object/CProtocol.h"
 #include "platform/clock.h"
 
@@ -13,11 +14,13 @@ namespace {
 constexpr std::int8_t kTraceFrames = 1;
 constexpr std::int8_t kTraceCalls = 2;
 
+// What the trace finds no memory for is dropped: the exchange goes on.
+
 DebugTrace* TraceOf(const CProtocol& protocol) { return protocol.HostContext != nullptr ? protocol.HostContext->Trace : nullptr; }
 
 void TraceCall(const CProtocol& protocol) {
   DebugTrace* const trace = TraceOf(protocol);
-  if (trace != nullptr) trace->WriteCommon(kTraceCalls, "CProtocol::TransmitAndRecieve");
+  if (trace != nullptr) Guarded(0, [&] { return trace->WriteCommon(kTraceCalls, "CProtocol::TransmitAndRecieve"); });
 }
 
 std::string HexText(const std::uint8_t* bytes, std::uint32_t count) {
@@ -37,7 +40,7 @@ void TraceFrame(const CProtocol& protocol, const char* label, std::uint32_t repo
                 std::uint32_t count) {
   DebugTrace* const trace = TraceOf(protocol);
   if (trace == nullptr || !trace->IsCommonEnabled(kTraceFrames)) return;
-  trace->WriteCommon(kTraceFrames, "%s<%u>%s", label, reported, HexText(bytes, count).c_str());
+  Guarded(0, [&] { return trace->WriteCommon(kTraceFrames, "%s<%u>%s", label, reported, HexText(bytes, count).c_str()); });
 }
 
 /// Throws stale input away, waits for output to drain, sends. The port gets a copy of the length, since it may change it.
@@ -67,14 +70,16 @@ std::uint32_t STDMETHODCALLTYPE CProtocol::TransmitAndRecieve(const std::uint8_t
   if (count == nullptr || answer == nullptr || (offset == 0 && request == nullptr)) return 0;
   const std::uint32_t wanted = *count;
   *count = 0;
-  if (PortOpen == 0) OpenPort(*this);
-  TraceCall(*this);
-  if (Channel.PortIo == nullptr) return 0;
-  if (offset == 0 && !SendRequest(*this, request, requestLength)) return 0;
-  *count = ReceiveAnswer(*this, answer + offset, wanted);
-  if (*count != 0) return 1;
-  if (Channel.PortIo->GetState() == kPortFailed) ClosePort(*this);
-  return 0;
+  return Guarded(0U, [&] {
+    if (PortOpen == 0) OpenPort(*this);
+    TraceCall(*this);
+    if (Channel.PortIo == nullptr) return 0U;
+    if (offset == 0 && !SendRequest(*this, request, requestLength)) return 0U;
+    *count = ReceiveAnswer(*this, answer + offset, wanted);
+    if (*count != 0) return 1U;
+    if (Channel.PortIo->GetState() == kPortFailed) ClosePort(*this);
+    return 0U;
+  });
 }
 
 }  // namespace ostrel

@@ -1,7 +1,7 @@
 // Identity, lifetime and locks of the plug-in object.
 #include "Protocol/object/CProtocol.h"
 
-#include <set>
+#include <utility>
 
 #include "Protocol/link/Port.h"
 #include "Protocol/model/TagCatalogue.h"
@@ -10,33 +10,77 @@
 namespace ostrel {
 namespace {
 
-/// A tag may stand in several lists and several times in one; it is ended once.
-void CollectTags(const DeviceEntry& entry, std::set<CDeviceTag*>& tags) { tags.insert(entry.Tags.begin(), entry.Tags.end()); }
+// Every meter's belongings in the order of the table, then what removed meters left behind.
 
-void CollectAux(const DeviceEntry& entry, std::set<AuxRecord*>& records) {
-  records.insert(entry.AuxList.begin(), entry.AuxList.end());
+template <class Visit>
+void ForEachOwner(CProtocol& protocol, Visit visit) {
+  for (DeviceEntry& entry : protocol.Channel.Devices) visit(entry);
+  for (Belongings& left : protocol.Retired) visit(left);
 }
 
-void DestroyTags(CProtocol& protocol) {
-  std::set<CDeviceTag*> tags(protocol.RetiredTags.begin(), protocol.RetiredTags.end());
-  for (DeviceEntry& entry : protocol.Channel.Devices) {
-    CollectTags(entry, tags);
-    entry.Tags.Clear();
+/// Leaves a thing only in the first of the places where it stands, since it is ended once. `mark` is a word of the thing
+/// that nobody needs any more.
+template <class Thing>
+void LeaveFirst(HostVector<Thing*>& list, std::uint32_t Thing::*mark) {
+  for (Thing*& thing : list) {
+    if (thing == nullptr) continue;
+    const bool seen = std::exchange(thing->*mark, 1U) != 0;
+    if (seen) thing = nullptr;
   }
-  for (CDeviceTag* tag : tags) tag->Destroy(1);
 }
 
-void DestroyAux(CProtocol& protocol) {
-  std::set<AuxRecord*> records(protocol.RetiredAux.begin(), protocol.RetiredAux.end());
-  for (DeviceEntry& entry : protocol.Channel.Devices) {
-    CollectAux(entry, records);
-    entry.AuxList.Clear();
+template <class Thing>
+void ClearMarks(HostVector<Thing*>& list, std::uint32_t Thing::*mark) {
+  for (Thing* thing : list) {
+    if (thing != nullptr) thing->*mark = 0;
   }
-  for (AuxRecord* record : records) {
-    if (record == nullptr) continue;
-    platform::FreeString(record->Text);
-    platform::TaskFree(record);
+}
+
+void LeaveEachOnce(CProtocol& protocol) {
+  ForEachOwner(protocol, [](auto& owner) {
+    ClearMarks(owner.Tags, &CDeviceTag::Updated);
+    ClearMarks(owner.AuxList, &AuxRecord::First);
+  });
+  ForEachOwner(protocol, [](auto& owner) {
+    LeaveFirst(owner.Tags, &CDeviceTag::Updated);
+    LeaveFirst(owner.AuxList, &AuxRecord::First);
+  });
+}
+
+void Destroy(CDeviceTag* tag) {
+  if (tag != nullptr) tag->Destroy(1);
+}
+
+void Destroy(AuxRecord* record) {
+  if (record == nullptr) return;
+  platform::FreeString(record->Text);
+  platform::TaskFree(record);
+}
+
+template <class Thing>
+void DestroyAll(HostVector<Thing*>& list) {
+  for (Thing*& thing : list) Destroy(std::exchange(thing, nullptr));
+  list.Clear();
+}
+
+CDeviceTag* TakeNext(CDeviceTag& tag) { return reinterpret_cast<CDeviceTag*>(std::exchange(tag.SecondText, nullptr)); }
+
+/// A mark says that the tag stands in a list as well.
+void DestroyUnlisted(CProtocol& protocol) {
+  while (CDeviceTag* const tag = protocol.UnlistedTags) {
+    protocol.UnlistedTags = TakeNext(*tag);
+    if (tag->Updated == 0) tag->Destroy(1);
   }
+}
+
+/// Asks for no memory: an object is also ended because there is none.
+void DestroyBelongings(CProtocol& protocol) {
+  LeaveEachOnce(protocol);
+  DestroyUnlisted(protocol);
+  ForEachOwner(protocol, [](auto& owner) {
+    DestroyAll(owner.Tags);
+    DestroyAll(owner.AuxList);
+  });
 }
 
 }  // namespace
@@ -46,8 +90,7 @@ CProtocol::CProtocol() : MeterTypes(MakeMeterTypes()), HistoryClassMap(MakeHisto
 CProtocol::~CProtocol() {
   CProtocol::Stop();
   ClosePort(*this);
-  DestroyTags(*this);
-  DestroyAux(*this);
+  DestroyBelongings(*this);
 }
 
 HRESULT STDMETHODCALLTYPE CProtocol::QueryInterface(REFIID iid, void** object) {

@@ -2,11 +2,11 @@
 // a member of an interface is implemented in the folder that it belongs to, and internal operations are free functions
 // that take the protocol and a meter's index.
 //
-// Threads: the poll thread and the host's threads. Lock order: PollLock (device table and tag lists, one poll pass),
-// ProfileWalkLock (one load-profile listing, never taken by the poll thread), ExchangeLock (the line, one transaction), the
-// host's tag lock (values of tags). ProfileDataLock comes last: nothing is taken or asked while it is held. A host does not
-// list a profile while it holds ExchangeLock. The lock operations and TransmitAndRecieve are always called through the
-// object's table, so that a derived object sees them.
+// Threads: the poll thread and the host's threads. Lock order: ThreadLock (the poll thread's handle, never taken by that
+// thread), PollLock (device table and tag lists, one poll pass), ProfileWalkLock (one load-profile listing, never taken by the
+// poll thread), ExchangeLock (the line, one transaction), the host's tag lock (values of tags). ProfileDataLock comes last:
+// nothing is taken or asked while it is held. A host does not list a profile while it holds ExchangeLock. The lock operations and
+// TransmitAndRecieve are always called through the object's table, so that a derived object sees them.
 #pragma once
 
 #include <array>
@@ -37,6 +37,12 @@ inline constexpr std::uint32_t kMeterTypeCount = 9;
 struct ProfileCacheKey {
   MeterRef meter{};
   std::uint32_t tagId = 0;
+};
+
+/// What a meter owns and is not freed with its record.
+struct Belongings {
+  HostVector<CDeviceTag*> Tags;
+  HostVector<AuxRecord*> AuxList;
 };
 
 class CProtocol : public IProtocol, public IBrowser, public IEnumTypes {
@@ -77,6 +83,11 @@ class CProtocol : public IProtocol, public IBrowser, public IEnumTypes {
                                                      std::uint8_t* answer, std::uint32_t* count, std::uint32_t offset) override;
   std::uint32_t STDMETHODCALLTYPE CanPollDevice(std::uint32_t device) override;
 
+ protected:
+  // Its place decides the table: hosts expect the entry directly behind slot 23, before what the other faces bring.
+  virtual ~CProtocol();
+
+ public:
   // IBrowser
   std::uint32_t STDMETHODCALLTYPE GetTagName(std::uint32_t id, std::uint32_t meterType, std::uint32_t branch, char* buffer,
                                              std::uint32_t unused) override;
@@ -96,7 +107,7 @@ class CProtocol : public IProtocol, public IBrowser, public IEnumTypes {
 
   std::atomic<std::uint32_t> RefCount{0};
   ostrel::HostContext* HostContext = nullptr;
-  platform::ThreadHandle PollThread = nullptr;
+  platform::ThreadHandle PollThread = nullptr;  // guarded by ThreadLock
   std::atomic<std::uint32_t> Running{0};
   ChannelRecord Channel{};
   platform::FairSection ExchangeLock;
@@ -110,15 +121,20 @@ class CProtocol : public IProtocol, public IBrowser, public IEnumTypes {
   std::map<VariantKey, VariantInfo> VariantMap;  // grows by unknown variants; guarded by ExchangeLock
   std::array<std::uint8_t, kAnswerBuffer> AnswerBuffer{};
   std::uint32_t AnswerLength = 0;
-  std::uint32_t PauseAfterError = 0;  // ms
+  std::atomic<std::uint32_t> PauseAfterError{0};  // ms; set by whoever opens the port, asked without the line
   std::uint32_t ThreadId = 0;
   HRESULT LastPortResult = 0;
   std::uint32_t EnumCursor = 0;
   /// Grows with every current-value request that is sent, so that no tag is decoded from an answer that is gone.
   std::uint64_t AnswerSerial = 0;
-  /// Tags and auxiliary records of removed meters, kept until the object is destroyed.
-  std::vector<CDeviceTag*> RetiredTags;
-  std::vector<AuxRecord*> RetiredAux;
+  /// What removed meters leave behind, kept until the object is destroyed.
+  std::vector<Belongings> Retired;
+  /// Tags that no list had room for when memory was short, each with the next one in its unused second text.
+  CDeviceTag* UnlistedTags = nullptr;
+  /// Whoever starts, ends or waits for the poll thread holds it, the waiting included; the poll thread never takes it.
+  platform::FairSection ThreadLock;
+  /// The poll thread's last word; taken back by the thread or by a Start, whichever comes first.
+  std::atomic<std::uint32_t> PollEnded{0};
   /// Held for a whole walk over a load profile, its requests included, so that one walk's search does not move the meter's
   /// header address under another's records. Taken before ExchangeLock.
   platform::FairSection ProfileWalkLock;
@@ -126,9 +142,6 @@ class CProtocol : public IProtocol, public IBrowser, public IEnumTypes {
   platform::FairSection ProfileDataLock;
   /// Whose records ProfileCache holds; a record itself does not say its meter.
   ProfileCacheKey ProfileCacheOwner;
-
- protected:
-  virtual ~CProtocol();
 };
 
 }  // namespace ostrel

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Protocol/acquisition/DeviceCycle.h"
+#include "Protocol/acquisition/DeviceInfo.h"
 #include "Protocol/model/TagCatalogue.h"
 #include "tests/acquisition/PlainMeter.h"
 #include "tests/support/TestChannel.h"
