@@ -5,18 +5,16 @@
 
 #include "Protocol/acquisition/DecodeTable.h"
 #include "Protocol/acquisition/LogDecoder.h"
+#include "Protocol/meter/CurrentRequest.h"
 #include "Protocol/meter/MeterInfo.h"
+#include "Protocol/meter/Meters.h"
 #include "Protocol/model/DeviceEntry.h"
 #include "Protocol/model/TagCatalogue.h"
-#include "Protocol/object/CProtocol.h"
 #include "platform/clock.h"
 #include "platform/text.h"
 
 namespace ostrel {
 namespace {
-
-/// Address, one byte of data, check.
-constexpr std::uint32_t kShortestData = 5;
 
 void FreeText(CDeviceTag& tag) {
   if (tag.Value.vt != VT_BSTR) return;
@@ -74,9 +72,9 @@ MeterScale ScaleOf(const DeviceEntry& entry) {
           .constant = entry.MeterConstant};
 }
 
-void ShowAnswer(CProtocol& protocol, CDeviceTag& tag, DeviceEntry& entry) {
-  const std::uint8_t* const bytes = protocol.AnswerBuffer.data();
-  const VariantInfo* const variant = LearnFromAnswer(entry, protocol.VariantMap, tag.TagNumber, bytes);
+void ShowAnswer(Meters& meters, CDeviceTag& tag, DeviceEntry& entry) {
+  const std::uint8_t* const bytes = meters.AnswerBuffer.data();
+  const VariantInfo* const variant = LearnFromAnswer(entry, meters.VariantMap, tag.TagNumber, bytes);
   const auto value = DecodeAnswer({.bytes = bytes, .scale = ScaleOf(entry), .variant = variant}, tag.TagNumber);
   if (!value) return;
   std::visit([&tag](const auto& decoded) { Store(tag, decoded); }, *value);
@@ -85,10 +83,10 @@ void ShowAnswer(CProtocol& protocol, CDeviceTag& tag, DeviceEntry& entry) {
 
 }  // namespace
 
-std::uint32_t DecodeTag(CProtocol& protocol, CDeviceTag& tag, std::uint32_t device) {
-  DeviceEntry* const entry = protocol.Device(device);
-  if (entry == nullptr || protocol.HostContext == nullptr) return 0;
-  const platform::CriticalSectionGuard guard(protocol.HostContext->TagLock);
+std::uint32_t DecodeTag(Meters& meters, CDeviceTag& tag, std::uint32_t device) {
+  DeviceEntry* const entry = meters.Device(device);
+  if (entry == nullptr || meters.HostContext == nullptr) return 0;
+  const platform::CriticalSectionGuard guard(meters.HostContext->TagLock);
   tag.Updated = 1;
   tag.Timestamp = platform::UtcFileTime();
   // Until there is a value; it stays so when memory is too short for one.
@@ -97,10 +95,10 @@ std::uint32_t DecodeTag(CProtocol& protocol, CDeviceTag& tag, std::uint32_t devi
   const TagKind kind = KindOf(tag.TagNumber);
   if (IsLog(kind)) {
     ShowLog(tag, *entry);
-  } else if (protocol.AnswerLength < kShortestData && kind != TagKind::ConnectionState) {
+  } else if (meters.AnswerLength < kShortestData && kind != TagKind::ConnectionState) {
     ShowMissing(tag);
   } else {
-    ShowAnswer(protocol, tag, *entry);
+    ShowAnswer(meters, tag, *entry);
   }
   return 1;
 }

@@ -1,11 +1,11 @@
 // The record times of a history tag within an interval.
 #include <algorithm>
 
-#include "Protocol/acquisition/DeviceInfo.h"
 #include "Protocol/history/HistoryClasses.h"
 #include "Protocol/history/ProfileTimes.h"
 #include "Protocol/history/ProfileWalk.h"
 #include "Protocol/history/RecordTimes.h"
+#include "Protocol/meter/MeterInfo.h"
 #include "Protocol/object/CProtocol.h"
 
 namespace ostrel {

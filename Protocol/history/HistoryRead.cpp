@@ -13,8 +13,6 @@
 namespace ostrel {
 namespace {
 
-constexpr std::uint32_t kPauseBeforeClockMs = 200;
-
 /// What the meter has to say before one of its archives is asked.
 struct EnergyContext {
   TransformCoefficients coefficients;

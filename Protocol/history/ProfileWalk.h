@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "Protocol/history/ArchiveRequest.h"
-#include "Protocol/history/MeterParameters.h"
+#include "Protocol/meter/MeterParameters.h"
 #include "Protocol/model/HistoryTypes.h"
 
 namespace ostrel {

@@ -4,8 +4,8 @@
 
 #include "Protocol/link/AccessChannel.h"
 #include "Protocol/link/Frame.h"
+#include "Protocol/link/Line.h"
 #include "Protocol/link/LinkState.h"
-#include "Protocol/object/CProtocol.h"
 #include "platform/clock.h"
 
 namespace ostrel {
@@ -14,9 +14,9 @@ namespace {
 /// One run of the loop. The meter's entry is looked up in every pass, since the table may change meanwhile.
 class Exchange {
  public:
-  Exchange(CProtocol& protocol, std::uint32_t device, std::span<const std::uint8_t> request, std::uint8_t* answer,
+  Exchange(Line& line, std::uint32_t device, std::span<const std::uint8_t> request, std::uint8_t* answer,
            const ExchangePolicy& policy)
-      : protocol_(protocol), device_(device), request_(request), answer_(answer), policy_(policy) {}
+      : line_(line), device_(device), request_(request), answer_(answer), policy_(policy) {}
 
   ExchangeOutcome Run();
 
@@ -24,7 +24,7 @@ class Exchange {
   enum class Step { Again, Restarted, Done, GiveUp };
 
   [[nodiscard]] std::atomic_ref<std::uint16_t> RetryCount() const {
-    return std::atomic_ref<std::uint16_t>(protocol_.Channel.RetryCount);
+    return std::atomic_ref<std::uint16_t>(line_.Channel.RetryCount);
   }
   Step Pass();
   Step Reopen();
@@ -33,7 +33,7 @@ class Exchange {
   void Keep(std::uint32_t count);
   void Drop();
 
-  CProtocol& protocol_;
+  Line& line_;
   const std::uint32_t device_;
   const std::span<const std::uint8_t> request_;
   std::uint8_t* const answer_;
@@ -65,14 +65,14 @@ ExchangeOutcome Exchange::Run() {
 }
 
 Exchange::Step Exchange::Pass() {
-  const DeviceEntry* const entry = protocol_.Device(device_);
+  const DeviceEntry* const entry = line_.Device(device_);
   if (entry == nullptr) return Step::GiveUp;
-  if (policy_.lowersRetryCountWhenStopped && protocol_.Running == 0) RetryCount().store(1);
+  if (policy_.lowersRetryCountWhenStopped && line_.Running == 0) RetryCount().store(1);
   const std::uint32_t address = entry->Address;
   const std::uint32_t wanted = policy_.room - received_;
   std::uint32_t count = wanted;
   const auto length = static_cast<std::uint32_t>(request_.size());
-  if (protocol_.TransmitAndRecieve(request_.data(), length, answer_, &count, received_) == 0) {
+  if (line_.TransmitAndRecieve(request_.data(), length, answer_, &count, received_) == 0) {
     code_ = kAnswerRefused;
     Drop();
     return Step::Again;
@@ -92,7 +92,7 @@ Exchange::Step Exchange::Reopen() {
   if (reopenings_ == kMaxReopenings) return Step::GiveUp;
   ++reopenings_;
   const bool level1Only = policy_.onClosedChannel == OnClosedChannel::OpenLevel1;
-  const std::uint32_t opened = level1Only ? OpenChannel(protocol_, device_, AccessLevel::Level1) : OpenAccess(protocol_, device_);
+  const std::uint32_t opened = level1Only ? OpenChannel(line_, device_, AccessLevel::Level1) : OpenAccess(line_, device_);
   if (opened == 0) return Step::GiveUp;
   Drop();
   return Step::Restarted;
@@ -126,36 +126,36 @@ void Exchange::Drop() {
   if (policy_.keptLength != nullptr) *policy_.keptLength = 0;
 }
 
-ExchangePolicy TransactionPolicy(const CProtocol& protocol, std::uint32_t expectedLength) {
+ExchangePolicy TransactionPolicy(const Line& line, std::uint32_t expectedLength) {
   return {.room = expectedLength,
           .expectedLength = expectedLength,
           .lowersRetryCountWhenStopped = true,
           .onClosedChannel = OnClosedChannel::OpenLevel1,
           .onBusy = OnBusy::Validate,
-          .pauseAfterRejectedMs = protocol.PauseAfterError,
+          .pauseAfterRejectedMs = line.PauseAfterError,
           .keptLength = nullptr};
 }
 
 }  // namespace
 
-ExchangeOutcome RunExchange(CProtocol& protocol, std::uint32_t device, std::span<const std::uint8_t> request,
-                            std::uint8_t* answer, const ExchangePolicy& policy) {
-  return Exchange(protocol, device, request, answer, policy).Run();
+ExchangeOutcome RunExchange(Line& line, std::uint32_t device, std::span<const std::uint8_t> request, std::uint8_t* answer,
+                            const ExchangePolicy& policy) {
+  return Exchange(line, device, request, answer, policy).Run();
 }
 
 // The message is written after the line is free again, so the address is taken before.
-std::uint32_t ExecuteRequest(CProtocol& protocol, std::uint32_t device, const std::uint8_t* request, std::uint32_t requestLength,
+std::uint32_t ExecuteRequest(Line& line, std::uint32_t device, const std::uint8_t* request, std::uint32_t requestLength,
                              std::uint8_t* answer, std::uint32_t expectedLength) {
   if (request == nullptr || answer == nullptr || expectedLength == 0) return 0;
-  protocol.LockExchange();
-  const ExchangePolicy policy = TransactionPolicy(protocol, expectedLength);
-  const ExchangeOutcome outcome = RunExchange(protocol, device, {request, requestLength}, answer, policy);
-  UpdateLinkState(protocol, device, outcome.valid);
-  const DeviceEntry* const entry = protocol.Device(device);
+  line.LockExchange();
+  const ExchangePolicy policy = TransactionPolicy(line, expectedLength);
+  const ExchangeOutcome outcome = RunExchange(line, device, {request, requestLength}, answer, policy);
+  UpdateLinkState(line, device, outcome.valid);
+  const DeviceEntry* const entry = line.Device(device);
   const bool known = entry != nullptr;
   const std::uint32_t address = known ? entry->Address : 0;
-  protocol.UnlockExchange();
-  if (known) ReportEvent(protocol, outcome.code, address);
+  line.UnlockExchange();
+  if (known) ReportEvent(line, outcome.code, address);
   return outcome.valid ? 1 : 0;
 }
 

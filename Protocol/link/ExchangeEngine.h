@@ -12,7 +12,7 @@
 
 namespace ostrel {
 
-class CProtocol;
+class Line;
 
 /// What a four-byte answer with the status "access channel closed" leads to, if it is the whole answer.
 enum class OnClosedChannel { Validate, OpenLevel1, OpenAccess };
@@ -41,12 +41,12 @@ struct [[nodiscard]] ExchangeOutcome {
 
 /// Sends `request` to the meter until a valid answer stands in `answer` (at least policy.room bytes) or the tries are used
 /// up. The caller holds ExchangeLock.
-ExchangeOutcome RunExchange(CProtocol& protocol, std::uint32_t device, std::span<const std::uint8_t> request,
-                            std::uint8_t* answer, const ExchangePolicy& policy);
+ExchangeOutcome RunExchange(Line& line, std::uint32_t device, std::span<const std::uint8_t> request, std::uint8_t* answer,
+                            const ExchangePolicy& policy);
 
 /// One whole transaction under ExchangeLock: retries, level-1 reopening, link state, message. 1 when `answer` holds an
 /// answer of exactly `expectedLength` bytes; on 0 the buffer is not to be used. 0 for a device outside the table.
-std::uint32_t ExecuteRequest(CProtocol& protocol, std::uint32_t device, const std::uint8_t* request, std::uint32_t requestLength,
+std::uint32_t ExecuteRequest(Line& line, std::uint32_t device, const std::uint8_t* request, std::uint32_t requestLength,
                              std::uint8_t* answer, std::uint32_t expectedLength);
 
 }  // namespace ostrel

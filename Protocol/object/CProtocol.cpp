@@ -3,7 +3,11 @@
 
 #include <utility>
 
+#include "Protocol/acquisition/PollThread.h"
+#include "Protocol/link/LineGuard.h"
 #include "Protocol/link/Port.h"
+#include "Protocol/link/Transmit.h"
+#include "Protocol/model/Guarded.h"
 #include "Protocol/model/TagCatalogue.h"
 #include "Protocol/object/MeterTypes.h"
 
@@ -85,7 +89,7 @@ void DestroyBelongings(CProtocol& protocol) {
 
 }  // namespace
 
-CProtocol::CProtocol() : MeterTypes(MakeMeterTypes()), HistoryClassMap(MakeHistoryClassMap()), VariantMap(MakeVariantMap()) {}
+CProtocol::CProtocol() : MeterTypes(MakeMeterTypes()), HistoryClassMap(MakeHistoryClassMap()) {}
 
 CProtocol::~CProtocol() {
   CProtocol::Stop();
@@ -148,5 +152,38 @@ std::uint32_t STDMETHODCALLTYPE CProtocol::UnlockPoll() {
   PollLock.Leave();
   return 1;
 }
+
+// A Start of another thread waits for the new settings.
+std::uint32_t STDMETHODCALLTYPE CProtocol::SetPortSettings(ostrel::HostContext* context, const PortSettings* settings) {
+  if (settings == nullptr) return 0;
+  const platform::CriticalSectionGuard thread(ThreadLock);
+  Stop();
+  const LineGuard line(*this);
+  ApplyPortSettings(*this, context, *settings);
+  AnswerBuffer.fill(0);
+  AnswerLength = 0;
+  return 1;
+}
+
+std::uint32_t STDMETHODCALLTYPE CProtocol::TransmitAndRecieve(const std::uint8_t* request, std::uint32_t requestLength,
+                                                              std::uint8_t* answer, std::uint32_t* count, std::uint32_t offset) {
+  return Guarded(0U, [&] { return Transmit(*this, request, requestLength, answer, count, offset); });
+}
+
+std::uint32_t STDMETHODCALLTYPE CProtocol::Stop() {
+  StopPolling(*this);
+  return 1;
+}
+
+std::uint32_t STDMETHODCALLTYPE CProtocol::Start() {
+  return Guarded(0U, [&] { return StartPolling(*this); });
+}
+
+std::uint32_t STDMETHODCALLTYPE CProtocol::SignalStop() {
+  Running = 0;
+  return 1;
+}
+
+std::uint32_t STDMETHODCALLTYPE CProtocol::CanPollDevice(std::uint32_t device) { return EndFailureHold(*this, device); }
 
 }  // namespace ostrel

@@ -1,6 +1,6 @@
-// The plug-in object, one per serial channel. All state of a channel stands here; the behaviour stands with its subsystem:
-// a member of an interface is implemented in the folder that it belongs to, and internal operations are free functions
-// that take the protocol and a meter's index.
+// The plug-in object, one per serial channel: the operations that the host calls, each a guarded call of the floor that it
+// belongs to. The state of a channel stands in its bases, floor by floor: the line (Line), its meters (Meters), the poll
+// thread (PolledChannel).
 //
 // Threads: the poll thread and the host's threads. Lock order: ThreadLock (the poll thread's handle, never taken by that
 // thread), PollLock (device table and tag lists, one poll pass), ProfileWalkLock (one load-profile listing, never taken by the
@@ -15,6 +15,7 @@
 #include <map>
 #include <vector>
 
+#include "Protocol/acquisition/PolledChannel.h"
 #include "Protocol/history/ArchiveRequest.h"
 #include "Protocol/link/ChannelRecord.h"
 #include "Protocol/link/HostContext.h"
@@ -45,7 +46,7 @@ struct Belongings {
   HostVector<AuxRecord*> AuxList;
 };
 
-class CProtocol : public IProtocol, public IBrowser, public IEnumTypes {
+class CProtocol : public IProtocol, public IBrowser, public IEnumTypes, public PolledChannel {
  public:
   CProtocol();
   CProtocol(const CProtocol&) = delete;
@@ -102,39 +103,19 @@ class CProtocol : public IProtocol, public IBrowser, public IEnumTypes {
   HRESULT STDMETHODCALLTYPE Next(MeterTypeRecord* record) override;
   HRESULT STDMETHODCALLTYPE Reset() override;
 
-  /// The meter at an index of the device table, or null. Not to be kept across a call that may change the table.
-  [[nodiscard]] DeviceEntry* Device(std::uint32_t index);
-
   std::atomic<std::uint32_t> RefCount{0};
-  ostrel::HostContext* HostContext = nullptr;
-  platform::ThreadHandle PollThread = nullptr;  // guarded by ThreadLock
-  std::atomic<std::uint32_t> Running{0};
-  ChannelRecord Channel{};
   platform::FairSection ExchangeLock;
   platform::FairSection PollLock;
   platform::CriticalSection HostLock;
   std::array<MeterTypeEntry, kMeterTypeCount> MeterTypes;
   std::uint32_t MeterTypeCount = kMeterTypeCount;
-  std::uint32_t PortOpen = 0;
   std::map<std::uint32_t, std::uint32_t> HistoryClassMap;
   std::vector<ProfileRecord> ProfileCache;
-  std::map<VariantKey, VariantInfo> VariantMap;  // grows by unknown variants; guarded by ExchangeLock
-  std::array<std::uint8_t, kAnswerBuffer> AnswerBuffer{};
-  std::uint32_t AnswerLength = 0;
-  std::atomic<std::uint32_t> PauseAfterError{0};  // ms; set by whoever opens the port, asked without the line
-  std::uint32_t ThreadId = 0;
-  HRESULT LastPortResult = 0;
   std::uint32_t EnumCursor = 0;
-  /// Grows with every current-value request that is sent, so that no tag is decoded from an answer that is gone.
-  std::uint64_t AnswerSerial = 0;
   /// What removed meters leave behind, kept until the object is destroyed.
   std::vector<Belongings> Retired;
   /// Tags that no list had room for when memory was short, each with the next one in its unused second text.
   CDeviceTag* UnlistedTags = nullptr;
-  /// Whoever starts, ends or waits for the poll thread holds it, the waiting included; the poll thread never takes it.
-  platform::FairSection ThreadLock;
-  /// The poll thread's last word; taken back by the thread or by a Start, whichever comes first.
-  std::atomic<std::uint32_t> PollEnded{0};
   /// Held for a whole walk over a load profile, its requests included, so that one walk's search does not move the meter's
   /// header address under another's records. Taken before ExchangeLock.
   platform::FairSection ProfileWalkLock;

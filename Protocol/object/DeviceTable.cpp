@@ -62,8 +62,6 @@ bool IsInAList(const CProtocol& protocol, const CDeviceTag* tag) {
 
 }  // namespace
 
-DeviceEntry* CProtocol::Device(std::uint32_t index) { return index < Channel.Devices.Size() ? &Channel.Devices[index] : nullptr; }
-
 std::int32_t STDMETHODCALLTYPE CProtocol::AddDevice(const DeviceEntry* config) {
   if (config == nullptr) return -1;
   return Guarded(std::int32_t{-1}, [&]() -> std::int32_t {
