@@ -23,7 +23,8 @@ struct MeterState {
   bool infoRead;
 };
 
-/// The meter at a place of the device table as it stands now, taken under ExchangeLock: another thread may be changing the table.
+/// The meter at a place of the device table as it stands now, taken under ProfileDataLock: another thread may be changing the
+/// table. Does not wait for the line.
 [[nodiscard]] std::optional<MeterState> LookAtMeter(CProtocol& protocol, std::uint32_t device);
 
 /// The meter's record as long as it is the one that was meant, else null. Not to be kept across a request. The
@@ -31,7 +32,7 @@ struct MeterState {
 [[nodiscard]] DeviceEntry* FindMeter(CProtocol& protocol, const MeterRef& meter);
 
 /// Sends the bytes that stand between address and check, at most 16; true when `answer` was filled with a valid frame of
-/// exactly its size.
+/// exactly its size and the meter is still the one that was meant. A failure is written to the event log after the line is free.
 [[nodiscard]] bool AskMeter(CProtocol& protocol, const MeterRef& meter, std::span<const std::uint8_t> body,
                             std::span<std::uint8_t> answer);
 

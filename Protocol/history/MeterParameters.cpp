@@ -2,12 +2,8 @@
 
 #include <array>
 
+#include "Protocol/history/ArchiveRequest.h"
 #include "Protocol/history/CalendarTime.h"
-#include "Protocol/link/ExchangeEngine.h"
-#include "Protocol/link/Frame.h"
-#include "Protocol/link/LineGuard.h"
-#include "Protocol/model/DeviceEntry.h"
-#include "Protocol/object/CProtocol.h"
 
 namespace ostrel {
 namespace {
@@ -34,14 +30,8 @@ constexpr ParameterRequest kPeriodRequests[] = {
 
 template <std::size_t Length>
 bool Ask(CProtocol& protocol, std::uint32_t device, const ParameterRequest& request, std::array<std::uint8_t, Length>& answer) {
-  const LineGuard guard(protocol);
-  const DeviceEntry* const entry = protocol.Device(device);
-  if (entry == nullptr) return false;
-  std::array<std::uint8_t, 6> frame{static_cast<std::uint8_t>(entry->Address)};
-  for (std::uint32_t i = 0; i < request.length; ++i) frame[i + 1] = request.body[i];
-  const std::uint32_t length = request.length + 3U;
-  AppendCrc(frame.data(), static_cast<std::int32_t>(length));
-  return ExecuteRequest(protocol, device, frame.data(), length, answer.data(), Length) != 0;
+  const auto state = LookAtMeter(protocol, device);
+  return state && AskMeter(protocol, state->meter, std::span(request.body).first(request.length), answer);
 }
 
 WORD BcdField(std::uint8_t byte) { return static_cast<WORD>(FromBcd(byte)); }

@@ -143,19 +143,27 @@ ExchangeOutcome RunExchange(CProtocol& protocol, std::uint32_t device, std::span
   return Exchange(protocol, device, request, answer, policy).Run();
 }
 
-// The message is written after the line is free again, so the address is taken before.
+TransactionOutcome RunTransaction(CProtocol& protocol, std::uint32_t device, std::span<const std::uint8_t> request,
+                                  std::span<std::uint8_t> answer) {
+  const ExchangePolicy policy = TransactionPolicy(protocol, static_cast<std::uint32_t>(answer.size()));
+  const ExchangeOutcome outcome = RunExchange(protocol, device, request, answer.data(), policy);
+  UpdateLinkState(protocol, device, outcome.valid);
+  const DeviceEntry* const entry = protocol.Device(device);
+  return {
+      .valid = outcome.valid, .known = entry != nullptr, .code = outcome.code, .address = entry != nullptr ? entry->Address : 0};
+}
+
+void ReportTransaction(CProtocol& protocol, const TransactionOutcome& outcome) {
+  if (outcome.known) ReportEvent(protocol, outcome.code, outcome.address);
+}
+
 std::uint32_t ExecuteRequest(CProtocol& protocol, std::uint32_t device, const std::uint8_t* request, std::uint32_t requestLength,
                              std::uint8_t* answer, std::uint32_t expectedLength) {
   if (request == nullptr || answer == nullptr || expectedLength == 0) return 0;
   protocol.LockExchange();
-  const ExchangePolicy policy = TransactionPolicy(protocol, expectedLength);
-  const ExchangeOutcome outcome = RunExchange(protocol, device, {request, requestLength}, answer, policy);
-  UpdateLinkState(protocol, device, outcome.valid);
-  const DeviceEntry* const entry = protocol.Device(device);
-  const bool known = entry != nullptr;
-  const std::uint32_t address = known ? entry->Address : 0;
+  const TransactionOutcome outcome = RunTransaction(protocol, device, {request, requestLength}, {answer, expectedLength});
   protocol.UnlockExchange();
-  if (known) ReportEvent(protocol, outcome.code, address);
+  ReportTransaction(protocol, outcome);
   return outcome.valid ? 1 : 0;
 }
 
