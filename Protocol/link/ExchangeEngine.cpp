@@ -143,19 +143,27 @@ ExchangeOutcome RunExchange(Line& line, std::uint32_t device, std::span<const st
   return Exchange(line, device, request, answer, policy).Run();
 }
 
-// The message is written after the line is free again, so the address is taken before.
+TransactionOutcome RunTransaction(Line& line, std::uint32_t device, std::span<const std::uint8_t> request,
+                                  std::span<std::uint8_t> answer) {
+  const ExchangePolicy policy = TransactionPolicy(line, static_cast<std::uint32_t>(answer.size()));
+  const ExchangeOutcome outcome = RunExchange(line, device, request, answer.data(), policy);
+  UpdateLinkState(line, device, outcome.valid);
+  const DeviceEntry* const entry = line.Device(device);
+  return {
+      .valid = outcome.valid, .known = entry != nullptr, .code = outcome.code, .address = entry != nullptr ? entry->Address : 0};
+}
+
+void ReportTransaction(Line& line, const TransactionOutcome& outcome) {
+  if (outcome.known) ReportEvent(line, outcome.code, outcome.address);
+}
+
 std::uint32_t ExecuteRequest(Line& line, std::uint32_t device, const std::uint8_t* request, std::uint32_t requestLength,
                              std::uint8_t* answer, std::uint32_t expectedLength) {
   if (request == nullptr || answer == nullptr || expectedLength == 0) return 0;
   line.LockExchange();
-  const ExchangePolicy policy = TransactionPolicy(line, expectedLength);
-  const ExchangeOutcome outcome = RunExchange(line, device, {request, requestLength}, answer, policy);
-  UpdateLinkState(line, device, outcome.valid);
-  const DeviceEntry* const entry = line.Device(device);
-  const bool known = entry != nullptr;
-  const std::uint32_t address = known ? entry->Address : 0;
+  const TransactionOutcome outcome = RunTransaction(line, device, {request, requestLength}, {answer, expectedLength});
   line.UnlockExchange();
-  if (known) ReportEvent(line, outcome.code, address);
+  ReportTransaction(line, outcome);
   return outcome.valid ? 1 : 0;
 }
 

@@ -44,6 +44,20 @@ struct [[nodiscard]] ExchangeOutcome {
 ExchangeOutcome RunExchange(Line& line, std::uint32_t device, std::span<const std::uint8_t> request, std::uint8_t* answer,
                             const ExchangePolicy& policy);
 
+/// What came of a transaction, and what is still to be written to the event log of it.
+struct [[nodiscard]] TransactionOutcome {
+  bool valid = false;         // the answer holds an answer of exactly its size; otherwise it is not to be used
+  bool known = false;         // the meter is still in the table
+  std::uint8_t code = 0;      // last AnswerCheck
+  std::uint32_t address = 0;  // of the meter, where it is known
+};
+
+/// A transaction without its message, for who looks at the meter before and after it. The caller holds ExchangeLock, lets go of
+/// it, and then calls ReportTransaction: writing to the log may take long, and the line is not to wait for it.
+TransactionOutcome RunTransaction(Line& line, std::uint32_t device, std::span<const std::uint8_t> request,
+                                  std::span<std::uint8_t> answer);
+void ReportTransaction(Line& line, const TransactionOutcome& outcome);
+
 /// One whole transaction under ExchangeLock: retries, level-1 reopening, link state, message. 1 when `answer` holds an
 /// answer of exactly `expectedLength` bytes; on 0 the buffer is not to be used. 0 for a device outside the table.
 std::uint32_t ExecuteRequest(Line& line, std::uint32_t device, const std::uint8_t* request, std::uint32_t requestLength,

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "Protocol/acquisition/PollThread.h"
+#include "Protocol/history/HistoryOperations.h"
 #include "Protocol/link/LineGuard.h"
 #include "Protocol/link/Port.h"
 #include "Protocol/link/Transmit.h"
@@ -89,7 +90,7 @@ void DestroyBelongings(CProtocol& protocol) {
 
 }  // namespace
 
-CProtocol::CProtocol() : MeterTypes(MakeMeterTypes()), HistoryClassMap(MakeHistoryClassMap()) {}
+CProtocol::CProtocol() : MeterTypes(MakeMeterTypes()) {}
 
 CProtocol::~CProtocol() {
   CProtocol::Stop();
@@ -185,5 +186,32 @@ std::uint32_t STDMETHODCALLTYPE CProtocol::SignalStop() {
 }
 
 std::uint32_t STDMETHODCALLTYPE CProtocol::CanPollDevice(std::uint32_t device) { return EndFailureHold(*this, device); }
+
+std::uint32_t STDMETHODCALLTYPE CProtocol::ReadHistoryValue(std::uint32_t meterType, const HistoryItem* item,
+                                                            const FILETIME* time, HistoryValue* value) {
+  if (item == nullptr || time == nullptr || value == nullptr) return 0;
+  return Guarded(0U, [&] { return ReadArchivedValue(*this, *this, meterType, *item, *time, *value); });
+}
+
+std::int32_t STDMETHODCALLTYPE CProtocol::GetHistoryInterval(std::uint32_t tagId, std::uint32_t device, std::uint32_t* period) {
+  return Guarded(-1, [&] { return IntervalOf(*this, *this, tagId, device, period); });
+}
+
+std::uint32_t STDMETHODCALLTYPE CProtocol::GetHistoryDepth(std::uint32_t meterType, std::uint32_t tagId) {
+  return DepthOf(*this, meterType, tagId);
+}
+
+std::uint32_t STDMETHODCALLTYPE CProtocol::GetHistoryTimestamps(std::uint32_t meterType, std::uint32_t tagId,
+                                                                std::uint32_t device, FILETIME* start, FILETIME* end,
+                                                                TimestampList* list) {
+  if (start == nullptr || end == nullptr || list == nullptr) return 0;
+  return Guarded(0U, [&] { return ListRecordTimes(*this, *this, meterType, tagId, device, *start, *end, *list); });
+}
+
+std::uint32_t STDMETHODCALLTYPE CProtocol::CheckHistoryTimestamp(std::uint32_t meterType, std::uint32_t tagId,
+                                                                 std::uint32_t device, FILETIME* time) {
+  if (time == nullptr) return 0;
+  return Guarded(0U, [&] { return CheckRecordTime(*this, *this, meterType, tagId, device, *time); });
+}
 
 }  // namespace ostrel

@@ -1,6 +1,6 @@
 // The plug-in object, one per serial channel: the operations that the host calls, each a guarded call of the floor that it
 // belongs to. The state of a channel stands in its bases, floor by floor: the line (Line), its meters (Meters), the poll
-// thread (PolledChannel).
+// thread (PolledChannel), the records of past listings (HistoryState).
 //
 // Threads: the poll thread and the host's threads. Lock order: ThreadLock (the poll thread's handle, never taken by that
 // thread), PollLock (device table and tag lists, one poll pass), ProfileWalkLock (one load-profile listing, never taken by the
@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "Protocol/acquisition/PolledChannel.h"
-#include "Protocol/history/ArchiveRequest.h"
+#include "Protocol/history/HistoryState.h"
 #include "Protocol/link/ChannelRecord.h"
 #include "Protocol/link/HostContext.h"
 #include "Protocol/model/VariantMap.h"
@@ -34,19 +34,13 @@ struct MeterTypeEntry {
 
 inline constexpr std::uint32_t kMeterTypeCount = 9;
 
-/// Meter and tag of the last profile listing; no tag before the first.
-struct ProfileCacheKey {
-  MeterRef meter{};
-  std::uint32_t tagId = 0;
-};
-
 /// What a meter owns and is not freed with its record.
 struct Belongings {
   HostVector<CDeviceTag*> Tags;
   HostVector<AuxRecord*> AuxList;
 };
 
-class CProtocol : public IProtocol, public IBrowser, public IEnumTypes, public PolledChannel {
+class CProtocol : public IProtocol, public IBrowser, public IEnumTypes, public PolledChannel, public HistoryState {
  public:
   CProtocol();
   CProtocol(const CProtocol&) = delete;
@@ -109,20 +103,11 @@ class CProtocol : public IProtocol, public IBrowser, public IEnumTypes, public P
   platform::CriticalSection HostLock;
   std::array<MeterTypeEntry, kMeterTypeCount> MeterTypes;
   std::uint32_t MeterTypeCount = kMeterTypeCount;
-  std::map<std::uint32_t, std::uint32_t> HistoryClassMap;
-  std::vector<ProfileRecord> ProfileCache;
   std::uint32_t EnumCursor = 0;
   /// What removed meters leave behind, kept until the object is destroyed.
   std::vector<Belongings> Retired;
   /// Tags that no list had room for when memory was short, each with the next one in its unused second text.
   CDeviceTag* UnlistedTags = nullptr;
-  /// Held for a whole walk over a load profile, its requests included, so that one walk's search does not move the meter's
-  /// header address under another's records. Taken before ExchangeLock.
-  platform::FairSection ProfileWalkLock;
-  /// Guards ProfileCache with its owner, and the meters' profile stores and header addresses; never held across a request.
-  platform::FairSection ProfileDataLock;
-  /// Whose records ProfileCache holds; a record itself does not say its meter.
-  ProfileCacheKey ProfileCacheOwner;
 };
 
 }  // namespace ostrel
