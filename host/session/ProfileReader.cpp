@@ -151,7 +151,7 @@ WallTime ProfileReader::Next(const WallInterval& piece, const HistoryListing& li
 
 void ProfileReader::Give(const HistoryListing& listing, const HistorySink& sink) {
   for (const WallTime time : listing.times) {
-    if (time < interval_.from || time >= interval_.to || time <= given_) continue;
+    if (time <= given_ || time >= interval_.to) continue;
     given_ = time;
     latest_ = std::max(latest_, time);
     sink(client_.Read(tag_, time).record);

@@ -56,7 +56,7 @@ class ProfileReader {
   const HistoryProgress& progress_;
   const WallTime period_;  // seconds
   WallTime end_;           // of what is worth asking for
-  WallTime given_;         // the last record, or before the first
+  WallTime given_;         // the last record, or the second before the interval
   WallTime latest_;        // of all records
   WallTime done_ = 0;      // seconds of the interval
   bool oneHour_ = false;   // the next listing is to tell whether its hour is there

@@ -6,9 +6,8 @@
 #include <cmath>
 #include <numeric>
 
-#include "host/session/HistoryInterval.h"
 #include "simulator/HistoryExpectation.h"
-#include "tests/end_to_end/Programs.h"
+#include "tests/end_to_end/HistoryRun.h"
 
 namespace ostrel::test {
 namespace {
@@ -22,54 +21,8 @@ constexpr int kBad = 0x00040000;
 
 constexpr const char* kClock = "at=2026-11-20T10:40:00";
 
-/// Values by time of one tag.
-using Series = std::map<std::string, double>;
-
-struct History {
-  std::map<int, Series> tags;  // records with a value, by id
-  std::map<std::pair<int, std::string>, int> qualities;
-  int exitCode = -1;
-  std::string errors;
-};
-
-History Parsed(const HostRun& run) {
-  History history{.tags = {}, .qualities = {}, .exitCode = run.exitCode, .errors = run.errors};
-  for (const auto& event : run.events) {
-    if (event["event"] != "history") continue;
-    const int id = event["id"];
-    const std::string time = event["time"];
-    history.qualities[{id, time}] = event["quality"];
-    if (event["value"].is_number()) history.tags[id][time] = event["value"];
-  }
-  return history;
-}
-
-History Read(Bench& bench, std::vector<std::string> tags, const std::string& from, const std::string& to) {
-  std::vector<std::string> arguments = {"history", "--meter", "m", "--json", "--from", from, "--to", to};
-  arguments.insert(arguments.end(), tags.begin(), tags.end());
-  return Parsed(bench.Run(arguments));
-}
-
-/// A line with one meter that stands still, and a host for it.
-void Start(Bench& bench, std::uint32_t type, const std::string& more) {
-  bench.StartMeters({MeterText(1, type, more)});
-  bench.Configure("timeout_ms = 200", MeterTable("m", 1, type));
-}
-
-sim::Meter ModelOf(const std::string& text) {
-  sim::MeterSpec spec;
-  std::string error;
-  EXPECT_TRUE(sim::ParseMeterSpec(text, spec, error)) << error;
-  return sim::Meter(spec, 1);
-}
-
 double Total(const Series& series) {
   return std::accumulate(series.begin(), series.end(), 0.0, [](double sum, const auto& record) { return sum + record.second; });
-}
-
-/// What a float makes of some summands.
-void ExpectNear(double expected, double value, double summands, const std::string& what) {
-  EXPECT_NEAR(expected, value, std::fabs(expected) * 1.2e-7 * summands + 1e-9) << what;
 }
 
 /// How many records of the tag were right.
@@ -98,9 +51,9 @@ int CompareTag(const sim::MeterView& view, int id, const Series& series) {
 /// plug-in's pauses cost nothing.
 void CompareType(std::uint32_t type) {
   Bench bench;
-  Start(bench, type, kClock);
-  const History profiles = Read(bench, {"*Profile*"}, "2026-11-20T08:00", "2026-11-20T10:00");
-  const History archives = Read(bench, {"*Tariff Sum"}, "2026-11-20", "2026-11-21");
+  StartMeter(bench, type, kClock);
+  const History profiles = ReadHistory(bench, {"*Profile*"}, "2026-11-20T08:00", "2026-11-20T10:00");
+  const History archives = ReadHistory(bench, {"*Tariff Sum"}, "2026-11-20", "2026-11-21");
   sim::Meter meter = ModelOf(MeterText(1, type, kClock));
   int right = 0;
   for (const auto* history : {&profiles, &archives}) {
@@ -122,15 +75,15 @@ constexpr double kHalfPulse = 100.0 * 20 / (2 * 5000) / 2;
 
 TEST(HistoryAgrees, ProfileDayReadingsAndMonths) {
   Bench bench;
-  Start(bench, 6, "at=2026-11-20T10:40:00:period=30");
-  const History history = Read(bench, {"40044", "40164"}, "2026-09-01", "2026-12-01");
+  StartMeter(bench, 6, "at=2026-11-20T10:40:00:period=30");
+  const History history = ReadHistory(bench, {"40044", "40164"}, "2026-09-01", "2026-12-01");
   const Series& months = history.tags.at(40044);
   const Series& readings = history.tags.at(40164);
   for (const auto& [begin, end] :
        {std::pair("2026-09-01T00:00:00", "2026-10-01T00:00:00"), {"2026-10-01T00:00:00", "2026-11-01T00:00:00"}}) {
     EXPECT_NEAR(months.at(end), readings.at(end) - readings.at(begin), kHalfPulse) << end;
   }
-  const History last = Read(bench, {"40008", "40128", "40108"}, "2026-11-19T00:00", "2026-11-20T00:30");
+  const History last = ReadHistory(bench, {"40008", "40128", "40108"}, "2026-11-19T00:00", "2026-11-20T00:30");
   const Series& today = last.tags.at(40128);
   const double day = last.tags.at(40008).at("2026-11-20T00:00:00");
   EXPECT_NEAR(day, today.at("2026-11-20T00:00:00") - today.at("2026-11-19T00:00:00"), kHalfPulse);
@@ -148,16 +101,16 @@ TEST(HistoryAgrees, ProfileDayReadingsAndMonths) {
 
 TEST(HistoryAgrees, ThirtyDaysAreTheirMonth) {
   Bench bench;
-  Start(bench, 8, "at=2026-12-01T00:30:00");
-  const History history = Read(bench, {"40008", "40044"}, "2026-11-02", "2026-12-02");
+  StartMeter(bench, 8, "at=2026-12-01T00:30:00");
+  const History history = ReadHistory(bench, {"40008", "40044"}, "2026-11-02", "2026-12-02");
   EXPECT_EQ(30U, history.tags.at(40008).size());
   EXPECT_NEAR(history.tags.at(40044).at("2026-12-01T00:00:00"), Total(history.tags.at(40008)), kHalfPulse);
 }
 
 TEST(HistoryWalk, LeavesOutWhatIsNotThere) {
   Bench bench;
-  Start(bench, 1, "at=2026-11-20T10:40:00:period=30:powercut=2026-11-20T04:10:00/2026-11-20T07:20:00:searchpolls=3");
-  const History history = Read(bench, {"40108"}, "2026-11-20T03:30", "2026-11-20T12:00");
+  StartMeter(bench, 1, "at=2026-11-20T10:40:00:period=30:powercut=2026-11-20T04:10:00/2026-11-20T07:20:00:searchpolls=3");
+  const History history = ReadHistory(bench, {"40108"}, "2026-11-20T03:30", "2026-11-20T12:00");
   std::vector<std::string> times;
   for (const auto& [time, value] : history.tags.at(40108)) times.push_back(time.substr(11, 5));
   // The hours 05 and 06 had no power at all, so they have no records; of 04 and 07 the parts without power are not whole.
@@ -172,9 +125,9 @@ TEST(HistoryWalk, LeavesOutWhatIsNotThere) {
 
 TEST(HistoryWalk, CrossesTheRingsWrapAndEndsAtItsOldestHour) {
   Bench bench;
-  Start(bench, 1, "at=2026-11-20T10:40:00:period=60");
+  StartMeter(bench, 1, "at=2026-11-20T10:40:00:period=60");
   // 4096 blocks of two units: the newest is that of 10:00, so the oldest hour began 4095 hours before.
-  const History history = Read(bench, {"40108"}, "2026-06-02T00:00", "2026-06-03T00:00");
+  const History history = ReadHistory(bench, {"40108"}, "2026-06-02T00:00", "2026-06-03T00:00");
   EXPECT_EQ(0, history.exitCode) << history.errors;
   EXPECT_EQ("2026-06-02T20:00:00", history.tags.at(40108).begin()->first);
   sim::Meter meter = ModelOf(MeterText(1, 1, "at=2026-11-20T10:40:00:period=60"));
@@ -193,83 +146,18 @@ TEST(HistoryWalk, CrossesBothChangesOfTheClock) {
   };
   for (const auto& row : rows) {
     Bench bench;
-    Start(bench, 1, std::string("at=") + row.now + ":period=30:dst=1");
+    StartMeter(bench, 1, std::string("at=") + row.now + ":period=30:dst=1");
     std::vector<std::string> times;
-    const History history = Read(bench, {"40108"}, row.from, row.to);
+    const History history = ReadHistory(bench, {"40108"}, row.from, row.to);
     for (const auto& [time, value] : history.tags.at(40108)) times.push_back(time.substr(11, 5));
     EXPECT_EQ(row.times, times) << row.now;
   }
 }
 
-/// Times and values of the tag within an interval, worked out from the model alone. A time is made of what the clock showed when
-/// the record's hour began; of an hour that was shown twice the first is the one that is found.
-Series RecordsOfModel(const std::string& text, std::uint32_t tag, const std::string& from, const std::string& to) {
-  sim::Meter meter = ModelOf(text);
-  const sim::MeterView view = meter.View(0);
-  const sim::MeterTime begin = *sim::ParseMeterTime(from);
-  const sim::MeterTime end = *sim::ParseMeterTime(to);
-  Series records;
-  for (const sim::MeterTime time : sim::ExpectedProfileTimes(view, tag, {begin - sim::kDay, end + sim::kDay})) {
-    const sim::MeterTime hour = (time - 1) / sim::kHour * sim::kHour;
-    const sim::MeterTime shown = view.wall.Shown(hour) + time - hour;
-    if (shown < begin || shown >= end) continue;
-    records.try_emplace(host::WallTimeText(shown), sim::ExpectedProfile(view, tag, time)->value);
-  }
-  return records;
-}
-
-TEST(HistoryInterval, IsEveryRecordInItWhateverLiesBetween) {
-  const struct {
-    const char* what;
-    const char* keys;
-    const char* from;
-    const char* to;
-    std::size_t count;
-  } rows[] = {
-      {"a start between two records", "at=2026-01-20T10:00:00:period=15", "2026-01-13T10:07:00", "2026-01-14T10:07:00", 96},
-      {"an end between two records", "at=2026-01-20T10:00:00:period=30", "2026-01-13T09:59:59", "2026-01-13T11:36:00", 4},
-      {"one record", "at=2026-01-20T10:00:00:period=30", "2026-01-13T11:30:00", "2026-01-13T11:30:00", 1},
-      {"a cut over midnight", "at=2026-01-20T10:00:00:period=3:powercut=2026-01-13T22:10:00/2026-01-14T01:20:00",
-       "2026-01-13T12:00:00", "2026-01-14T12:00:00", 20 * 22},
-      {"the first hour of a life", "at=2026-01-20T10:00:00:installed=2026-01-13T13:00:00:period=3", "2026-01-13T00:00:00",
-       "2026-01-13T16:01:00", 60},
-      {"a memory that begins in mid-day", "at=2026-01-20T10:00:00:recording=2026-01-13T13:20:00", "2026-01-12T12:30:00",
-       "2026-01-14T00:30:00", 22},
-      {"the change to summer time", "at=2026-03-31T10:00:00:dst=1", "2026-03-28T02:30:00", "2026-03-30T02:30:00", 94},
-      {"the change to winter time", "at=2026-10-27T10:00:00:dst=1", "2026-10-24T02:30:00", "2026-10-26T02:30:00", 96},
-      {"wider than the memory, with months of darkness",
-       "at=2026-11-20T10:40:00:period=3:searchpolls=0:powercut=2026-09-01T00:00:00/2026-11-19T12:00:00", "2024-06-01T00:00:00",
-       "2027-01-01T00:00:00", 390 * 20 - 6},
-      {"blank records: within an hour, its first and last, behind a cut, a whole hour",
-       "at=2026-01-20T10:00:00:period=15:powercut=2026-01-14T09:00:00/2026-01-14T11:00:00:emptyrecord=2026-01-14T03:20:00"
-       ":emptyrecord=2026-01-14T05:00:00:emptyrecord=2026-01-14T05:59:00:emptyrecord=2026-01-14T11:00:00"
-       ":emptyrecord=2026-01-14T13:00:00:emptyrecord=2026-01-14T13:15:00:emptyrecord=2026-01-14T13:30:00"
-       ":emptyrecord=2026-01-14T13:45:00",
-       "2026-01-14T00:00:00", "2026-01-15T00:00:00", 96 - 8 - 8},
-  };
-  for (const auto& row : rows) {
-    Bench bench;
-    Start(bench, 1, row.keys);
-    const std::string to = row.from == std::string(row.to) ? std::string(row.to).replace(17, 2, "01") : row.to;
-    const Series expected = RecordsOfModel(MeterText(1, 1, row.keys), 40108, row.from, to);
-    EXPECT_EQ(row.count, expected.size()) << row.what;
-    const HostRun run = bench.Run({"history", "--meter", "m", "--json", "40108", "--from", row.from, "--to", row.to});
-    const History history = Parsed(run);
-    EXPECT_EQ(0, history.exitCode) << row.what << history.errors;
-    EXPECT_EQ(expected.size(), run.events.size()) << row.what << ": once each";
-    std::string before;
-    for (const auto& event : run.events) EXPECT_LT(std::exchange(before, event["time"]), event["time"]) << row.what;
-    for (const auto& [time, value] : expected) {
-      ASSERT_EQ(1U, history.tags.at(40108).count(time)) << row.what << " " << time;
-      ExpectNear(value, history.tags.at(40108).at(time), 2, std::string(row.what) + " " + time);
-    }
-  }
-}
-
 TEST(HistoryCommand, TakesIntervalsAsTheyAre) {
   Bench bench;
-  Start(bench, 1, kClock);
-  const auto days = [&](const char* from, const char* to) { return Read(bench, {"40008"}, from, to).tags[40008].size(); };
+  StartMeter(bench, 1, kClock);
+  const auto days = [&](const char* from, const char* to) { return ReadHistory(bench, {"40008"}, from, to).tags[40008].size(); };
   EXPECT_EQ(1U, days("2026-11-19", "2026-11-19"));
   EXPECT_EQ(0U, days("2026-11-19T01:00", "2026-11-19T01:00"));
   EXPECT_EQ(2U, days("2026-11-18", "2026-11-20")) << "the end is not in it";
@@ -284,7 +172,7 @@ TEST(HistoryCommand, KeepsWhatCameBeforeTheMeterFellSilent) {
                     "[[fault]]\nkind = \"silence\"\nevery = 60\n[[fault]]\nkind = \"silence\"\nevery = 61\n"
                     "[[fault]]\nkind = \"silence\"\nevery = 62\n[[fault]]\nkind = \"silence\"\nevery = 63\n");
   bench.Configure("timeout_ms = 100\nretries = 2", MeterTable("m", 1, 1));
-  const History history = Read(bench, {"40108"}, "2026-11-18T00:30", "2026-11-20T00:30");
+  const History history = ReadHistory(bench, {"40108"}, "2026-11-18T00:30", "2026-11-20T00:30");
   EXPECT_EQ(3, history.exitCode);
   EXPECT_THAT(history.errors, HasSubstr("the meter did not answer"));
   EXPECT_LT(5U, history.tags.at(40108).size());
@@ -293,7 +181,7 @@ TEST(HistoryCommand, KeepsWhatCameBeforeTheMeterFellSilent) {
 
 TEST(HistoryCommand, ShowsTablesCsvAndCharts) {
   Bench bench;
-  Start(bench, 1, "at=2026-11-20T10:40:00:period=60:powercut=2026-11-20T05:00:00/2026-11-20T06:00:00");
+  StartMeter(bench, 1, "at=2026-11-20T10:40:00:period=60:powercut=2026-11-20T05:00:00/2026-11-20T06:00:00");
   const auto shown = [&](const std::string& format) {
     const auto host = bench.StartHost(
         {"history", "--meter", "m", "40108", "--from", "2026-11-20T05:00", "--to", "2026-11-20T08:00", "--format", format});
@@ -309,7 +197,7 @@ TEST(HistoryCommand, ShowsTablesCsvAndCharts) {
 
 TEST(HistoryCommand, ExportsEveryTagAsAFile) {
   Bench bench;
-  Start(bench, 2, kClock);
+  StartMeter(bench, 2, kClock);
   EXPECT_EQ(0, bench
                    .Run({"history", "--meter", "m", "--all-tags", "--csv", bench.File("out"), "--from", "2026-11-01", "--to",
                          "2026-11-21"})
@@ -321,7 +209,7 @@ TEST(HistoryCommand, ExportsEveryTagAsAFile) {
 
 TEST(HistoryCommand, EndsCleanlyWhenInterrupted) {
   Bench bench;
-  Start(bench, 1, kClock);
+  StartMeter(bench, 1, kClock);
   const auto host = bench.StartHost({"history", "--meter", "m", "40108", "--json", "--from", "2026-09-01", "--to", "2026-11-20"});
   ASSERT_TRUE(host->WaitFor("\"history\""));
   host->Signal(SIGINT);
