@@ -120,6 +120,7 @@ std::uint32_t PauseForBaudRate(std::uint32_t baudRate) {
 
 std::uint32_t OpenPort(CProtocol& protocol) {
   if (protocol.PortOpen != 0) return 1;
+  ClosePort(protocol);  // what an opening that broke off has left
   if (!AcquirePort(protocol)) return 1;
   if (!OpenDevice(protocol)) {
     ReportEvent(protocol, kEventPortOpenFailed, 0);
