@@ -81,6 +81,8 @@ bool SameFamily(const CDeviceTag& left, const CDeviceTag& right) {
   return kLogTags.Has(left.TagNumber) == kLogTags.Has(right.TagNumber);
 }
 
+/// What came from the plug-in's own state is no answer to share: a second "Exchange" or "Log Number" tag is filled when somebody
+/// uses it.
 void ShareAnswer(CProtocol& protocol, std::uint32_t device, std::uint32_t position, const ServedAnswer& answer) {
   if (answer.source == AnswerSource::None) return;
   const CDeviceTag& served = *protocol.Device(device)->Tags[position];
