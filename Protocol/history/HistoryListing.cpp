@@ -34,7 +34,8 @@ Listing ListEnergy(RecordTimes times, std::uint64_t start, std::uint64_t end, Ti
   return ListingOf(times.Outcome());
 }
 
-/// Both ends onto whole periods, and back to the caller also when nothing is then listed.
+/// Both ends inwards onto whole periods, and back to the caller also when nothing is then listed. An end between two records
+/// is the asking program's to round.
 TimeOutcome AlignInterval(std::uint32_t period, FILETIME& start, FILETIME& end) {
   FILETIME first = start;
   FILETIME last = end;

@@ -118,6 +118,7 @@ std::uint32_t PauseForBaudRate(std::uint32_t baudRate) {
 
 std::uint32_t OpenPort(Line& line) {
   if (line.PortOpen != 0) return 1;
+  ClosePort(line);  // what an opening that broke off has left
   if (!AcquirePort(line)) return 1;
   if (!OpenDevice(line)) {
     ReportEvent(line, kEventPortOpenFailed, 0);

@@ -35,9 +35,9 @@ class Race {
   int Run() {
     CProtocol& protocol = channel_.Protocol();
     if (how_.startsAt <= 0) StartListing();
-    while (how_.startsAt <= 0 && !pollingDue_) std::this_thread::yield();
+    if (how_.startsAt <= 0) pollingDue_.wait(false);
     EXPECT_EQ(1U, protocol.Start());
-    while (polled_ < kPolledRequests) std::this_thread::yield();
+    for (int polled = polled_; polled < kPolledRequests; polled = polled_) polled_.wait(polled);
     protocol.Stop();
     listing_.join();
     CountWrong();
@@ -49,7 +49,9 @@ class Race {
   Bytes Answer(std::span<const std::uint8_t> request) {
     if (std::this_thread::get_id() == listing_.get_id()) return AnswerListing(request);
     CountWrong();
-    if (++polled_ == how_.startsAt) {
+    const bool begins = ++polled_ == how_.startsAt;
+    polled_.notify_all();
+    if (begins) {
       StartListing();
       AwaitWaiter();
     }
@@ -58,10 +60,15 @@ class Race {
 
   Bytes AnswerListing(std::span<const std::uint8_t> request) {
     if (++listed_ == 1 - how_.startsAt) {
-      pollingDue_ = true;
+      Raise(pollingDue_);
       AwaitWaiter();
     }
     return listed_ == how_.loses ? Bytes() : meter_.Answer(request);
+  }
+
+  static void Raise(std::atomic<bool>& flag) {
+    flag = true;
+    flag.notify_all();
   }
 
   /// The other thread stands in line behind this request.
@@ -71,14 +78,14 @@ class Race {
 
   void StartListing() {
     listing_ = std::thread([this] {
-      while (!started_) std::this_thread::yield();
+      started_.wait(false);
       FILETIME start = TimeAt("2026-11-22 08:30");
       FILETIME end = TimeAt("2026-11-22 09:30");
       TimestampList list{};
       channel_.Protocol().GetHistoryTimestamps(1, how_.tag, device_, &start, &end, &list);
-      pollingDue_ = true;
+      Raise(pollingDue_);
     });
-    started_ = true;
+    Raise(started_);
   }
 
   /// 20000 impulses at 5000 per kWh, counted twice each, times 20 and 100: 2 * 2000, and so on through the four kinds.
