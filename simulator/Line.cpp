@@ -17,8 +17,9 @@ constexpr struct {
     {"lost-byte", FaultKind::LostByte}, {"flipped-bit", FaultKind::FlippedBit},
     {"cut", FaultKind::CutAnswer},      {"merged", FaultKind::Merged},
     {"pieces", FaultKind::Pieces},      {"late", FaultKind::Late},
-    {"echo", FaultKind::Echo},          {"noise", FaultKind::Noise},
-    {"silence", FaultKind::Silence},    {"port-failure", FaultKind::PortFailure},
+    {"doubled", FaultKind::Doubled},    {"echo", FaultKind::Echo},
+    {"noise", FaultKind::Noise},        {"silence", FaultKind::Silence},
+    {"port-failure", FaultKind::PortFailure},
 };
 
 void LoseByte(Bytes& answer, std::uint64_t place) {
@@ -51,7 +52,8 @@ Line::Line(std::vector<Meter> meters, FaultPlan plan, Pace pace)
       pace_(pace),
       random_(plan_.seed),
       met_(plan_.faults.size()),
-      down_until_ms_(std::numeric_limits<std::int64_t>::min()) {}
+      down_until_ms_(std::numeric_limits<std::int64_t>::min()),
+      queued_until_ms_(0) {}
 
 std::vector<Delivery> Line::Transact(std::span<const std::uint8_t> request, std::int64_t utcMs) {
   if (request.empty() || IsDown(utcMs)) return {};
@@ -60,7 +62,9 @@ std::vector<Delivery> Line::Transact(std::span<const std::uint8_t> request, std:
     if (Meets(i, request[0])) Spoil(plan_.faults[i], request, utcMs, passing);
   }
   if (IsDown(utcMs)) return {};
-  return Schedule(passing, request.size(), utcMs);
+  std::vector<Delivery> deliveries = Schedule(passing, request.size(), utcMs);
+  if (plan_.inOrder) Queue(deliveries);
+  return deliveries;
 }
 
 Line::Passing Line::Ask(std::span<const std::uint8_t> request, std::int64_t utcMs) {
@@ -97,7 +101,10 @@ void Line::Spoil(const Fault& fault, std::span<const std::uint8_t> request, std:
       passing.shape.gapMs = fault.ms;
       return;
     case FaultKind::Late:
-      passing.shape.lateMs += fault.ms;
+      passing.shape.lateMs += fault.ms + (fault.spread == 0 ? 0 : static_cast<std::uint32_t>(random_.Below(fault.spread + 1)));
+      return;
+    case FaultKind::Doubled:
+      passing.shape.againMs = fault.ms;
       return;
     case FaultKind::Echo:
       passing.before.assign(request.begin(), request.end());
@@ -133,7 +140,21 @@ std::vector<Delivery> Line::Schedule(const Passing& passing, std::size_t request
   };
   deliver(passing.before, requestBytes, {});
   deliver(passing.answer, requestBytes + passing.before.size(), passing.shape);
+  if (passing.shape.againMs) {
+    Shape again = passing.shape;
+    again.lateMs += *again.againMs;
+    deliver(passing.answer, requestBytes + passing.before.size() + passing.answer.size(), again);
+  }
   return deliveries;
+}
+
+void Line::Queue(std::vector<Delivery>& deliveries) {
+  if (deliveries.empty()) return;
+  const std::int64_t wait = std::max<std::int64_t>(0, queued_until_ms_ - deliveries.front().atMs);
+  for (Delivery& each : deliveries) {
+    each.atMs += wait;
+    queued_until_ms_ = std::max(queued_until_ms_, each.atMs);
+  }
 }
 
 }  // namespace ostrel::sim
