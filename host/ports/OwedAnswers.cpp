@@ -14,11 +14,19 @@ constexpr std::size_t kCheckBytes = 2;
 constexpr std::size_t kMostStrangers = 3;
 constexpr std::uint32_t kTimeoutsToHorizon = 5;
 constexpr int kSilencesToForgetLateness = 3;
+/// Frames are told apart a while after they came, so copies that were owed then are kept for it; ms.
+constexpr std::int32_t kKeptForSettlingMs = 10'000;
 constexpr std::uint32_t kLatenessDecay = 64;
 constexpr std::uint32_t kToldStepMs = 50;
 
 /// Test of the connection, opening of the channel, writing: all of them are answered by a status alone.
 bool IsCommand(Bytes request) { return request.size() > 1 && request[1] <= 0x03; }
+
+/// Address, code and the first parameter.
+std::vector<std::uint8_t> KindOf(Bytes request) {
+  const Bytes kind = request.first(std::min<std::size_t>(3, request.size()));
+  return {kind.begin(), kind.end()};
+}
 
 bool Same(Bytes left, Bytes right) { return std::ranges::equal(left, right); }
 
@@ -54,7 +62,7 @@ std::int32_t OwedAnswers::Left(const Run& run, std::uint32_t sent, std::uint32_t
 }
 
 void OwedAnswers::Forget(std::uint32_t tick) {
-  for (Run& run : runs_) std::erase_if(run.sent, [&](std::uint32_t sent) { return Left(run, sent, tick) <= 0; });
+  for (Run& run : runs_) std::erase_if(run.sent, [&](std::uint32_t sent) { return Left(run, sent, tick) <= -kKeptForSettlingMs; });
   std::erase_if(runs_, [](const Run& run) { return run.sent.empty(); });
   std::erase_if(answered_, [&](const Answered& each) {
     return static_cast<std::int32_t>(each.tick + kLongestLatenessMs + marginMs_ - tick) <= 0;
@@ -79,10 +87,11 @@ void OwedAnswers::Close() {
   for (const Arrival& each : std::exchange(came_, {})) Settle(each.frame, each.tick);
 }
 
-std::size_t OwedAnswers::Strangers(std::size_t frameLength) const {
+std::size_t OwedAnswers::Strangers(std::size_t frameLength, std::uint32_t tick) const {
   std::size_t count = 0;
   for (const Run& run : runs_) {
-    if (MayMeet(run.request, current_.request) && FitsLength(run.length, frameLength)) count += run.sent.size();
+    if (!MayMeet(run.request, current_.request) || !FitsLength(run.length, frameLength)) continue;
+    count += static_cast<std::size_t>(std::ranges::count_if(run.sent, [&](std::uint32_t sent) { return Left(run, sent, tick) > 0; }));
   }
   return count;
 }
@@ -95,9 +104,10 @@ bool OwedAnswers::HasTwin(Bytes frame) const {
 }
 
 // A status alone carries no value: the worst that a stranger's can do is that the request is sent again.
-bool OwedAnswers::IsBelievable(const Frame& frame) const {
+bool OwedAnswers::IsBelievable(const Arrival& arrival) const {
+  const Frame& frame = arrival.frame;
   if (frame.size() == kStatusFrame) return true;
-  const std::size_t strangers = Strangers(frame.size());
+  const std::size_t strangers = Strangers(frame.size(), arrival.tick);
   const std::size_t twins = HasTwin(frame) ? 1 : 0;
   const auto alike = std::ranges::count_if(came_, [&](const Arrival& each) { return each.frame == frame; });
   return static_cast<std::size_t>(alike) > (doubles_ ? 2 * strangers + twins : std::max(strangers, twins));
@@ -108,7 +118,7 @@ bool OwedAnswers::Came(Bytes frame, std::uint32_t tick) {
   Forget(tick);
   came_.push_back({Frame(frame.begin(), frame.end()), tick});
   const Arrival believed = came_.back();
-  if (!IsBelievable(believed.frame)) return false;
+  if (!IsBelievable(believed)) return false;
   Believe(believed);
   return true;
 }
@@ -116,7 +126,7 @@ bool OwedAnswers::Came(Bytes frame, std::uint32_t tick) {
 // What else came was a stranger's, or a second time the same. A status may be a stranger's too, so the request stays owed then.
 void OwedAnswers::Believe(const Arrival& believed) {
   const bool status = believed.frame.size() == kStatusFrame;
-  const bool mayBeStrangers = status && Strangers(0) != 0;
+  const bool mayBeStrangers = status && Strangers(0, believed.tick) != 0;
   std::vector<Arrival> strays;
   std::size_t own = 0;
   for (Arrival& each : std::exchange(came_, {})) {
@@ -138,16 +148,18 @@ void OwedAnswers::CameStray(Bytes frame, std::uint32_t tick) {
   Settle(frame, tick);
 }
 
+bool OwedAnswers::CanAnswer(const Run& run, Bytes frame, std::uint32_t tick) const {
+  if (run.sent.empty() || (run.request[0] != frame[0] && run.request[0] != 0) || Left(run, run.sent.back(), tick) <= 0) return false;
+  return FitsLength(run.length, frame.size()) || frame.size() == kStatusFrame;
+}
+
 // Taken off the oldest copy that it can answer. One that answers nothing was sent twice.
 void OwedAnswers::Settle(Bytes frame, std::uint32_t tick) {
-  const auto fits = [&](const Run& run) {
-    if (run.sent.empty() || (run.request[0] != frame[0] && run.request[0] != 0)) return false;
-    return FitsLength(run.length, frame.size()) || frame.size() == kStatusFrame;
-  };
-  const auto owed = std::ranges::find_if(runs_, fits);
+  if (frame.size() > kStatusFrame) answered_.push_back({{}, Frame(frame.begin(), frame.end()), tick});
+  const auto owed = std::ranges::find_if(runs_, [&](const Run& run) { return CanAnswer(run, frame, tick); });
   if (owed != runs_.end()) {
     TakeOff(*owed, tick);
-  } else if (!current_.request.empty() && fits(current_)) {
+  } else if (CanAnswer(current_, frame, tick)) {
     TakeOff(current_, tick);
   } else {
     doubles_ = true;
@@ -207,12 +219,16 @@ std::uint32_t OwedAnswers::PutOffMs(Bytes request, std::uint32_t tick) {
   if (request.empty() || Same(current_.request, request)) return 0;
   std::int32_t putOff = 0;
   std::vector<std::int32_t> left;
+  const auto changing = changing_.find(KindOf(request));
+  const bool changes = changing != changing_.end();
   const auto look = [&](const Run& run) {
     if (!MayMeet(run.request, request)) return;
     for (const std::uint32_t sent : run.sent) {
+      if (Left(run, sent, tick) <= 0) continue;
       putOff = std::max(putOff, static_cast<std::int32_t>(sent + SoonMs(run.request[0]) - tick));
       left.push_back(Left(run, sent, tick));
-      if (IsCommand(request) && IsCommand(run.request)) putOff = std::max(putOff, left.back());
+      const bool alone = IsCommand(request) ? IsCommand(run.request) : changes && FitsLength(run.length, changing->second);
+      if (alone) putOff = std::max(putOff, left.back());
     }
   };
   for (const Run& run : runs_) look(run);
@@ -220,6 +236,10 @@ std::uint32_t OwedAnswers::PutOffMs(Bytes request, std::uint32_t tick) {
   std::ranges::sort(left, std::greater());
   if (left.size() > kMostStrangers) putOff = std::max(putOff, left[kMostStrangers]);
   return static_cast<std::uint32_t>(std::max(putOff, 0));
+}
+
+void OwedAnswers::ValuesChange() {
+  if (!came_.empty()) changing_[KindOf(current_.request)] = came_.back().frame.size();
 }
 
 std::uint32_t OwedAnswers::UntilAloneMs(std::uint32_t tick) {

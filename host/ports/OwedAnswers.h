@@ -50,6 +50,8 @@ class OwedAnswers {
   /// How long sending `request` has to be put off, by ms; 0: it can go now. Copies that should arrive any moment are waited
   /// for, and so are commands, since "done" answers them all and none is sent twice to make sure.
   [[nodiscard]] std::uint32_t PutOffMs(std::span<const std::uint8_t> request, std::uint32_t tick);
+  /// The answers to the last request differ from copy to copy. From now on such requests go when they are alone.
+  void ValuesChange();
   /// Until no stranger is left for the last request; ms.
   [[nodiscard]] std::uint32_t UntilAloneMs(std::uint32_t tick);
   /// How long an answer of this meter is waited for; ms.
@@ -82,11 +84,12 @@ class OwedAnswers {
 
   [[nodiscard]] std::uint32_t HorizonMs(const Run& run) const;
   /// ms from now until the copy is settled by time alone; not positive when it is.
+  [[nodiscard]] bool CanAnswer(const Run& run, std::span<const std::uint8_t> frame, std::uint32_t tick) const;
   [[nodiscard]] std::int32_t Left(const Run& run, std::uint32_t sent, std::uint32_t tick) const;
   void Forget(std::uint32_t tick);
   /// Copies of other requests whose answer, of this length (0: any), may come in place of the last request's.
-  [[nodiscard]] std::size_t Strangers(std::size_t frameLength) const;
-  [[nodiscard]] bool IsBelievable(const Frame& frame) const;
+  [[nodiscard]] std::size_t Strangers(std::size_t frameLength, std::uint32_t tick) const;
+  [[nodiscard]] bool IsBelievable(const Arrival& arrival) const;
   [[nodiscard]] bool HasTwin(std::span<const std::uint8_t> frame) const;
   void Settle(std::span<const std::uint8_t> frame, std::uint32_t tick);
   bool TakeOff(Run& run, std::uint32_t tick);
@@ -104,6 +107,7 @@ class OwedAnswers {
   std::vector<Arrival> came_;  // for it, not believed so far
   std::vector<Answered> answered_;
   std::map<std::uint8_t, Lateness> late_;
+  std::map<Frame, std::size_t> changing_;  // kinds of requests whose answers change by the moment, and how long these are
   bool doubles_ = false;
 };
 

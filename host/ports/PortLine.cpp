@@ -150,6 +150,7 @@ std::size_t PortLine::NextPiece(std::uint8_t* buffer, std::size_t wanted) {
 }
 
 void PortLine::LetStrangersPass() {
+  owed_->ValuesChange();
   const std::uint32_t start = platform::TickCount();
   for (;;) {
     const std::uint32_t left = owed_->UntilAloneMs(platform::TickCount());
