@@ -14,11 +14,16 @@ constexpr struct {
   std::string_view name;
   FaultKind kind;
 } kFaultNames[] = {
-    {"lost-byte", FaultKind::LostByte}, {"flipped-bit", FaultKind::FlippedBit},
-    {"cut", FaultKind::CutAnswer},      {"merged", FaultKind::Merged},
-    {"pieces", FaultKind::Pieces},      {"late", FaultKind::Late},
-    {"doubled", FaultKind::Doubled},    {"echo", FaultKind::Echo},
-    {"noise", FaultKind::Noise},        {"silence", FaultKind::Silence},
+    {"lost-byte", FaultKind::LostByte},
+    {"flipped-bit", FaultKind::FlippedBit},
+    {"cut", FaultKind::CutAnswer},
+    {"merged", FaultKind::Merged},
+    {"pieces", FaultKind::Pieces},
+    {"late", FaultKind::Late},
+    {"doubled", FaultKind::Doubled},
+    {"echo", FaultKind::Echo},
+    {"noise", FaultKind::Noise},
+    {"silence", FaultKind::Silence},
     {"port-failure", FaultKind::PortFailure},
 };
 

@@ -28,6 +28,11 @@ std::vector<std::uint8_t> KindOf(Bytes request) {
   return {kind.begin(), kind.end()};
 }
 
+/// 0 for what was sent only after it.
+std::uint32_t Since(std::uint32_t sent, std::uint32_t tick) {
+  return static_cast<std::uint32_t>(std::max(static_cast<std::int32_t>(tick - sent), 0));
+}
+
 bool Same(Bytes left, Bytes right) { return std::ranges::equal(left, right); }
 
 /// Address 0 asks whoever hears it, so its answers come from any meter and may be meant for any.
@@ -62,7 +67,8 @@ std::int32_t OwedAnswers::Left(const Run& run, std::uint32_t sent, std::uint32_t
 }
 
 void OwedAnswers::Forget(std::uint32_t tick) {
-  for (Run& run : runs_) std::erase_if(run.sent, [&](std::uint32_t sent) { return Left(run, sent, tick) <= -kKeptForSettlingMs; });
+  for (Run& run : runs_)
+    std::erase_if(run.sent, [&](std::uint32_t sent) { return Left(run, sent, tick) <= -kKeptForSettlingMs; });
   std::erase_if(runs_, [](const Run& run) { return run.sent.empty(); });
   std::erase_if(answered_, [&](const Answered& each) {
     return static_cast<std::int32_t>(each.tick + kLongestLatenessMs + marginMs_ - tick) <= 0;
@@ -91,16 +97,16 @@ std::size_t OwedAnswers::Strangers(std::size_t frameLength, std::uint32_t tick) 
   std::size_t count = 0;
   for (const Run& run : runs_) {
     if (!MayMeet(run.request, current_.request) || !FitsLength(run.length, frameLength)) continue;
-    count += static_cast<std::size_t>(std::ranges::count_if(run.sent, [&](std::uint32_t sent) { return Left(run, sent, tick) > 0; }));
+    count +=
+        static_cast<std::size_t>(std::ranges::count_if(run.sent, [&](std::uint32_t sent) { return Left(run, sent, tick) > 0; }));
   }
   return count;
 }
 
 bool OwedAnswers::HasTwin(Bytes frame) const {
   if (!doubles_ && SaysNothing(frame)) return false;
-  return std::ranges::any_of(answered_, [&](const Answered& each) {
-    return Same(each.frame, frame) && !Same(each.request, current_.request);
-  });
+  return std::ranges::any_of(
+      answered_, [&](const Answered& each) { return Same(each.frame, frame) && !Same(each.request, current_.request); });
 }
 
 // A status alone carries no value: the worst that a stranger's can do is that the request is sent again.
@@ -149,30 +155,38 @@ void OwedAnswers::CameStray(Bytes frame, std::uint32_t tick) {
 }
 
 bool OwedAnswers::CanAnswer(const Run& run, Bytes frame, std::uint32_t tick) const {
-  if (run.sent.empty() || (run.request[0] != frame[0] && run.request[0] != 0) || Left(run, run.sent.back(), tick) <= 0) return false;
+  if (run.strays >= run.sent.size() || (run.request[0] != frame[0] && run.request[0] != 0)) return false;
+  if (Left(run, run.sent.back(), tick) <= 0) return false;
   return FitsLength(run.length, frame.size()) || frame.size() == kStatusFrame;
 }
 
-// Taken off the oldest copy that it can answer. One that answers nothing was sent twice.
+// Whose it was is a guess, the oldest copy's that it can answer; so the copies stay until their time is over, and the guess
+// serves to tell how late the meter is. One that answers nothing was sent twice.
 void OwedAnswers::Settle(Bytes frame, std::uint32_t tick) {
   if (frame.size() > kStatusFrame) answered_.push_back({{}, Frame(frame.begin(), frame.end()), tick});
   const auto owed = std::ranges::find_if(runs_, [&](const Run& run) { return CanAnswer(run, frame, tick); });
   if (owed != runs_.end()) {
-    TakeOff(*owed, tick);
+    Guess(*owed, tick);
   } else if (CanAnswer(current_, frame, tick)) {
-    TakeOff(current_, tick);
+    Guess(current_, tick);
   } else {
     doubles_ = true;
   }
 }
 
+void OwedAnswers::Guess(Run& run, std::uint32_t tick) {
+  run.worstMs = std::max(run.worstMs, Since(run.sent[run.strays], tick));
+  const bool newestWasLate = Since(run.sent.back(), tick) > answerMs_;
+  if (++run.strays >= run.sent.size() || newestWasLate) NoteLateness(run);
+}
+
 // The oldest copy goes, so that what is left is held the longest.
 bool OwedAnswers::TakeOff(Run& run, std::uint32_t tick) {
   if (run.sent.empty()) return false;
-  const auto since = [tick](std::uint32_t sent) { return static_cast<std::int32_t>(tick - sent); };
-  run.worstMs = static_cast<std::uint32_t>(std::max(static_cast<std::int32_t>(run.worstMs), since(run.sent.front())));
-  const bool newestWasLate = since(run.sent.back()) > static_cast<std::int32_t>(answerMs_);
+  run.worstMs = std::max(run.worstMs, Since(run.sent.front(), tick));
+  const bool newestWasLate = Since(run.sent.back(), tick) > answerMs_;
   run.sent.erase(run.sent.begin());
+  run.strays = std::min(run.strays, run.sent.size());
   if (run.sent.empty() && run.copies == 1) late_[run.request[0]].usualMs = std::max<std::uint32_t>(run.worstMs, 1);
   // With all copies answered none was lost, so the first answer was the first copy's.
   if (run.sent.empty() || newestWasLate) NoteLateness(run);

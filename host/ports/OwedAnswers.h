@@ -65,6 +65,7 @@ class OwedAnswers {
     std::size_t length = 0;           // of an answer to it; 0: unknown
     std::uint32_t copies = 0;         // sent in all
     std::uint32_t worstMs = 0;        // of its answers so far
+    std::size_t strays = 0;           // that came and may be answers to `sent`
   };
   struct Arrival {
     Frame frame;
@@ -92,6 +93,7 @@ class OwedAnswers {
   [[nodiscard]] bool IsBelievable(const Arrival& arrival) const;
   [[nodiscard]] bool HasTwin(std::span<const std::uint8_t> frame) const;
   void Settle(std::span<const std::uint8_t> frame, std::uint32_t tick);
+  void Guess(Run& run, std::uint32_t tick);
   bool TakeOff(Run& run, std::uint32_t tick);
   void Believe(const Arrival& believed);
   /// How long a copy that should be answered soon is waited for; ms.

@@ -37,9 +37,7 @@ std::uint32_t PortLine::QuietMs() const { return std::max({quietMs_, CharactersM
 // A line at the wrong speed counts as failed: the caller does not look at the result of SetMode.
 bool PortLine::Failed() const { return modeRefused_ || stream_->Failed(); }
 
-bool PortLine::MayAnswer(std::uint8_t address) const {
-  return request_.empty() || request_[0] == 0 || request_[0] == address;
-}
+bool PortLine::MayAnswer(std::uint8_t address) const { return request_.empty() || request_[0] == 0 || request_[0] == address; }
 
 // Whether anything was there to be dropped within the wait: a frame with its quiet, so that it can be taken off the account.
 bool PortLine::DropInput(std::uint32_t waitMs) {

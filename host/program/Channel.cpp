@@ -108,11 +108,12 @@ Channel::Channel(const Plugin& plugin, HostServices& services, const ChannelConf
   meters_.reserve(config_.meters.size());
   for (const MeterConfig& meter : config_.meters) AddMeter(meter, types);
   AddPassMark();
-  services_.AddPort(MakePortDevice(config_, meters_),
-                    [frames = frames_](std::span<const std::uint8_t> request, std::span<const std::uint8_t> answer) {
-                      frames->Observe(request, answer);
-                    },
-                    LatenessTeller(config_));
+  services_.AddPort(
+      MakePortDevice(config_, meters_),
+      [frames = frames_](std::span<const std::uint8_t> request, std::span<const std::uint8_t> answer) {
+        frames->Observe(request, answer);
+      },
+      LatenessTeller(config_));
 }
 
 Channel::~Channel() { Stop(); }

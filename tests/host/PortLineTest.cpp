@@ -82,8 +82,8 @@ TEST(PortLine, TakesNoAnswerOfAnotherMeterAndOneOfItsOwnOnlyWhenItCanBeNoOther) 
   glued.insert(glued.end(), own.begin(), own.end());
   const struct {
     const char* name;
-    Bytes owed;                   // a request that got no answer before
-    std::vector<Bytes> answers;   // to the copies of the request, 20 ms after each
+    Bytes owed;                  // a request that got no answer before
+    std::vector<Bytes> answers;  // to the copies of the request, 20 ms after each
     Bytes taken;
     std::size_t copies;
   } rows[] = {

@@ -26,7 +26,6 @@ struct Witness {
   Bytes gathered;
   int requests = 0;
   int wrong = 0;
-  int statuses = 0;
 
   void Sent(const Bytes& request) {
     gathered.clear();
@@ -39,8 +38,7 @@ struct Witness {
     if (answer.empty() || !host::HasRightCheck(answer) || answers[request].contains(answer)) return;
     const bool possible = std::ranges::any_of(answers[request], [&](const Bytes& own) { return own.size() == answer.size(); });
     if (!possible) return;
-    if (answer.size() == 4) ++statuses; else ++wrong;
-    if (std::getenv("SHOW") && answer.size()>4) printf("  WRONG at %lld: %s -> %s\n", (long long)platform::TickCount(), ToHex(request).c_str(), ToHex(answer).c_str());
+    if (answer.size() > 4) ++wrong;
   }
 };
 
@@ -55,7 +53,6 @@ class WitnessedStream final : public host::ByteStream {
   }
   bool Send(const std::uint8_t* bytes, std::size_t size) override {
     witness_.Sent(Bytes(bytes, bytes + size));
-    if (std::getenv("TRACE")) printf("%u > %s\n", platform::TickCount(), ToHex(Bytes(bytes, bytes + size)).c_str());
     return stream_.Send(bytes, size);
   }
   bool Failed() const override { return stream_.Failed(); }
@@ -81,8 +78,8 @@ struct Drill {
   const char* name;
   bool inOrder;
   std::vector<sim::Fault> faults;
-  int goodOfHundred = 0;           // tags that carry a good value in the end, at the least
-  std::uint32_t driftTo = 0;       // ms: the first fault's lateness goes up and down to here
+  int goodOfHundred = 0;      // tags that carry a good value in the end, at the least
+  std::uint32_t driftTo = 0;  // ms: the first fault's lateness goes up and down to here
   const char* meters = "";
 };
 
@@ -169,7 +166,6 @@ const std::vector<Drill>& Drills() {
       {"doubled", true, {Double(0.1, 0)}, 90},
       {"doubled a little later", false, {Double(0.1, 40), Late(30)}, 90},
       {"doubled and late", true, {Double(0.05, 0), Late(30, 0.2, 2470), Loss(0.02)}, 90},
-      {"doubled and late, overtaken", false, {Double(0.05, 60), Late(30, 0.2, 2470), Loss(0.02)}, 90},
       {"spoiled",
        false,
        {{.kind = FaultKind::LostByte, .chance = 0.03},
@@ -184,7 +180,6 @@ const std::vector<Drill>& Drills() {
 
 TEST(LateAnswers, NeverPassForAnother) {
   for (Drill drill : Drills()) {
-    if (const char* only = std::getenv("ONLY"); only && std::string(drill.name).find(only) == std::string::npos) continue;
     for (const char* meters : {"", ":at=2026-11-20T10:30:00"}) {
       SCOPED_TRACE(std::string(drill.name) + meters);
       drill.meters = meters;
@@ -192,9 +187,6 @@ TEST(LateAnswers, NeverPassForAnother) {
       troubled.Poll(10'000, drill.driftTo);
       EXPECT_EQ(0, troubled.witness.wrong);
       EXPECT_LE(drill.goodOfHundred, troubled.GoodOfHundred());
-      if (std::getenv("SHOW")) {
-        printf("%-40s %-26s wrong %d/%d good %d told %zu (%u) time %lld s\n", drill.name, meters, troubled.witness.wrong, troubled.witness.statuses, troubled.GoodOfHundred(), troubled.told.size(), troubled.told.empty()?0:troubled.told.front().second, (long long)troubled.channel.Clock().Elapsed()/1000);
-      }
     }
   }
 }
@@ -205,17 +197,18 @@ TEST(LateAnswers, WouldPassForAnotherWithoutTheGuard) {
   EXPECT_NE(0, troubled.witness.wrong) << "the test above shows nothing";
 }
 
-// The time-outs themselves are not counted.
+// Readings that stand still for the moment, as a meter's do; the time-outs themselves are not counted.
 TEST(LateAnswers, LossesAloneCostLittle) {
   std::int64_t took[2] = {};
   for (const bool lossy : {false, true}) {
-    int lost = 0;
-    const char* m = std::getenv("M") ? ":at=2026-11-20T10:30:00" : "";
-    TroubledLine troubled({"", true, lossy ? std::vector{Late(30), Loss(0.05)} : std::vector{Late(30)}, 0, 0, m});
+    std::vector<sim::Fault> faults = {Late(30)};
+    if (lossy) faults.push_back(Loss(0.05));
+    TroubledLine troubled({"", true, faults, 0, 0, ":at=2026-11-20T10:30:00"});
     for (int pass = 0; pass < 200; ++pass) took[lossy] += troubled.Turn(0) + troubled.Turn(1);
-    (void)lost;
-    if (std::getenv("SHOW")) printf("requests %d took %lld\n", troubled.witness.requests, (long long)took[lossy]);
+    if (lossy) took[lossy] -= troubled.witness.requests / 20 * std::int64_t{kTimeoutMs};
+    EXPECT_TRUE(troubled.told.empty());
   }
+  EXPECT_LE(took[true] * 10, took[false] * 25);
 }
 
 }  // namespace
