@@ -160,12 +160,12 @@ bool OwedAnswers::CanAnswer(const Run& run, Bytes frame, std::uint32_t tick) con
   return FitsLength(run.length, frame.size()) || frame.size() == kStatusFrame;
 }
 
-// Whose it was is a guess, the oldest copy's that it can answer; so the copies stay until their time is over, and the guess
+// Whose it was is a guess, the latest request's that it can answer; so the copies stay until their time is over, and the guess
 // serves to tell how late the meter is. One that answers nothing was sent twice.
 void OwedAnswers::Settle(Bytes frame, std::uint32_t tick) {
   if (frame.size() > kStatusFrame) answered_.push_back({{}, Frame(frame.begin(), frame.end()), tick});
-  const auto owed = std::ranges::find_if(runs_, [&](const Run& run) { return CanAnswer(run, frame, tick); });
-  if (owed != runs_.end()) {
+  const auto owed = std::find_if(runs_.rbegin(), runs_.rend(), [&](const Run& run) { return CanAnswer(run, frame, tick); });
+  if (owed != runs_.rend()) {
     Guess(*owed, tick);
   } else if (CanAnswer(current_, frame, tick)) {
     Guess(current_, tick);
