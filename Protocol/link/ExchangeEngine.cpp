@@ -7,9 +7,13 @@
 #include "Protocol/link/Line.h"
 #include "Protocol/link/LinkState.h"
 #include "platform/clock.h"
+#include "platform/thread.h"
 
 namespace ostrel {
 namespace {
+
+/// Start bit, eight data bits, parity or a second stop bit, stop bit.
+constexpr std::uint32_t kBitsPerCharacter = 11;
 
 /// One run of the loop. The meter's entry is looked up in every pass, since the table may change meanwhile.
 class Exchange {
@@ -30,6 +34,7 @@ class Exchange {
   Step Reopen();
   Step Judge(std::uint32_t address, std::uint32_t count);
   [[nodiscard]] bool IsWholeStatus(std::uint32_t count, std::uint8_t status) const;
+  [[nodiscard]] bool GatheringEnds() const;
   void Keep(std::uint32_t count);
   void Drop();
 
@@ -39,6 +44,7 @@ class Exchange {
   std::uint8_t* const answer_;
   const ExchangePolicy& policy_;
   std::uint32_t received_ = 0;
+  std::uint32_t gatheringSince_ = 0;  // tick of the first piece
   std::uint32_t tries_ = 0;
   int reopenings_ = 0;
   std::uint8_t code_ = kAnswerValid;
@@ -107,13 +113,25 @@ Exchange::Step Exchange::Judge(std::uint32_t address, std::uint32_t count) {
       Drop();
       return Step::Again;
     case kAnswerIncomplete:
+      if (received_ == 0) gatheringSince_ = platform::TickCount();
       Keep(count);
+      if (GatheringEnds()) {
+        code_ = kAnswerRefused;
+        Drop();
+      }
       return Step::Again;
     default:
       Drop();
       platform::Sleep(policy_.pauseAfterRejectedMs);
       return Step::Again;
   }
+}
+
+bool Exchange::GatheringEnds() const {
+  if (line_.Running == 0 && platform::CurrentThreadId() == line_.ThreadId) return true;
+  const ChannelRecord& channel = line_.Channel;
+  const std::uint64_t longestMs = std::uint64_t{kMaxAnswer} * kBitsPerCharacter * 1000 / std::max(channel.BaudRate, 1U);
+  return platform::TickCount() - gatheringSince_ > longestMs + std::uint64_t{kGatherTimeouts} * channel.PortTimeout;
 }
 
 void Exchange::Keep(std::uint32_t count) {

@@ -4,7 +4,7 @@
 //
 // The loop counts a pass as a try when nothing of an answer is left in the buffer after it, so an answer that comes in
 // pieces is gathered however few tries there are. Answers with a bad check count as incomplete: reading goes on until a
-// pass brings nothing, and the request is sent again.
+// pass brings nothing, or for too long, and the request is sent again. Once the poll thread is to stop, it gathers no more.
 #pragma once
 
 #include <cstdint>
@@ -18,6 +18,10 @@ class Line;
 enum class OnClosedChannel { Validate, OpenLevel1, OpenAccess };
 /// Where a busy answer is recognised; it counts as a try in any case.
 enum class OnBusy { Validate, RetryBeforeCheck, RetryAfterCheck };
+
+/// An answer may be gathered for as long as the longest one takes on the line, with this many time-outs on top. Stray bytes
+/// would otherwise hold the line, and everybody who waits for it, for as long as they go on.
+inline constexpr std::uint32_t kGatherTimeouts = 4;
 
 /// A meter that grants access but keeps answering that its channel is closed would hold the line for ever, and Stop with
 /// it. After this many openings in one transaction the access counts as failed.
