@@ -45,7 +45,7 @@ class HostServices {
   HostServices& operator=(const HostServices&) = delete;
 
   /// Before the first channel opens the port.
-  TAVRINDASERVER_API void AddPort(const PortDevice& device, ExchangeObserver observer = {});
+  TAVRINDASERVER_API void AddPort(const PortDevice& device, ExchangeObserver observer = {}, LateListener late = {});
   TAVRINDASERVER_API void AddPort(const std::string& port, PortEntry entry);
   /// Puts something around every stream that the port opens from now on.
   TAVRINDASERVER_API void WrapPort(const std::string& port, StreamWrapper wrapper);
