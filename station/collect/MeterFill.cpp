@@ -187,7 +187,7 @@ FillResult MeterFill::Read(const Portion& portion, std::int64_t now) {
                     .records = {},
                     .expectation = {},
                     .portion = portion};
-  host::HistoryReader reader(channel_, meter_);
+  host::HistoryReader reader(host::HistoryClient(channel_.Protocol(), meter_.type.id, meter_.index));
   const auto sink = [&](const host::HistoryRecord& record) {
     const std::int64_t time = RecordTime(fill.tag, record.time);
     const bool good = record.quality == host::kHistoryGood && record.value;
@@ -201,7 +201,8 @@ FillResult MeterFill::Read(const Portion& portion, std::int64_t now) {
   // A whole archive is asked for by no interval: its times are the meter's.
   if (!IsCalendar(fill.tag)) from = portion.from, to = portion.to;
   const host::HistoryOutcome outcome = reader.Read(fill.tag, from, to, sink, [](std::size_t, std::size_t) {});
-  result.answered = outcome == host::HistoryOutcome::Complete;
+  // Where the memory ended, what lies behind it is not there.
+  result.answered = outcome == host::HistoryOutcome::Complete || outcome == host::HistoryOutcome::MemoryEnded;
   Collect(fill, now, result);
   return result;
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "host/session/Channel.h"
 #include "host/session/HistoryReader.h"
 #include "station/archive/Archive.h"
 #include "station/collect/GapPlan.h"
