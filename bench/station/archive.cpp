@@ -56,6 +56,7 @@ void KeepRecords(const std::string& file) {
     transaction.Commit();
   }
   const auto count = static_cast<double>(kMeters * kTags * kRecordsPerTag);
+  fmt::print("bytes of a record on the disk: {:.1f}\n", static_cast<double>(base->SizeBytes()) / count);
   fmt::print("records kept per second: {:.0f} (of {:.1f} million)\n", count / Milliseconds(start) * 1000, count / 1e6);
 }
 

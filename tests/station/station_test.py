@@ -2,7 +2,7 @@
 """The station as a whole: real processes, a real broker, a real browser.
 
 station_test.py PROGRAMS MODULE [unittest arguments]
-OSTREL_KILLS is the number of times the station is killed (40).
+OSTREL_KILLS is the number of times the station is killed (20).
 """
 import base64, http.client, json, os, random, signal, socket, sqlite3, subprocess, sys, tempfile, time, unittest, urllib.error, urllib.parse, urllib.request
 
@@ -151,7 +151,7 @@ class Killed(StationTest):
         listener = self.broker.listen('ostrel/#')
         self.addCleanup(listener.close)
         luck, kept = random.Random(1), set()
-        for kill in range(int(os.environ.get('OSTREL_KILLS', '40'))):
+        for kill in range(int(os.environ.get('OSTREL_KILLS', '20'))):
             self.start(ready=False)
             time.sleep(luck.uniform(0.05, 1.2))
             if os.path.exists(self.path + '/archive.db') and kill % 3 == 0:
