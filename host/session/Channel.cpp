@@ -87,7 +87,11 @@ const MeterType& TypeOf(const std::vector<MeterType>& types, const MeterConfig& 
 }  // namespace
 
 Channel::Channel(const Plugin& plugin, HostServices& services, const ChannelConfig& config)
-    : services_(services), config_(config), frames_(std::make_shared<WriteFrames>()), protocol_(plugin.CreateProtocol()) {
+    : services_(services),
+      context_(services.MakeContext()),
+      config_(config),
+      frames_(std::make_shared<WriteFrames>()),
+      protocol_(plugin.CreateProtocol()) {
   ApplySettings();
   const std::vector<MeterType> types = ReadMeterTypes(*protocol_);
   meters_.reserve(config_.meters.size());
@@ -103,7 +107,7 @@ Channel::~Channel() { Stop(); }
 
 void Channel::ApplySettings() {
   const PortSettings settings = MakePortSettings(config_);
-  protocol_->SetPortSettings(services_.Context(), &settings);
+  protocol_->SetPortSettings(&context_, &settings);
 }
 
 void Channel::AddMeter(const MeterConfig& config, const std::vector<MeterType>& types) {

@@ -65,6 +65,7 @@ class Channel {
   [[nodiscard]] bool PassEnded();
 
   HostServices& services_;
+  HostContext& context_;
   ChannelConfig config_;
   std::shared_ptr<WriteFrames> frames_;
   ComPointer<IProtocol> protocol_;

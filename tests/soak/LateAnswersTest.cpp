@@ -37,7 +37,7 @@ struct LateLine {
     services.AddPort("COM3", {.open = [this](std::string&) { return std::make_unique<host::SimulatedStream>(line); },
                               .line = {.lateGuardMs = lateGuardMs, .echo = false},
                               .observer = [this](auto, auto) { ++requests; }});
-    channel.Context().ObjectProvider = services.Context()->ObjectProvider;
+    channel.Context().ObjectProvider = services.MakeContext().ObjectProvider;
     meter = channel.AddMeter(1, 1);
     for (std::uint32_t number = 9; number < 94; ++number) channel.AddTag(meter, number);
     channel.Protocol().Running = 1;
