@@ -154,15 +154,22 @@ bool Channel::TakePass(PassReport& report) {
     lookedAt_ = now;
     return false;
   }
-  report = {.pass = ++passes_, .seconds = static_cast<double>(now - lookedAt_) / 1000.0, .meters = {}};
+  report.pass = ++passes_;
+  report.seconds = static_cast<double>(now - lookedAt_) / 1000.0;
   lookedAt_ = now;
-  for (Meter& meter : meters_) {
-    MeterReadings& readings = report.meters.emplace_back();
-    readings.meter = &meter;
-    readings.tags = meter.selected;
-    for (const std::size_t tag : meter.selected) readings.readings.push_back(ReadTag(meter.tags[tag]));
-  }
+  report.meters.resize(meters_.size());
+  for (std::size_t i = 0; i < meters_.size(); ++i) Refresh(meters_[i], report.meters[i]);
   return true;
+}
+
+// Tags are only ever added to those selected.
+void Channel::Refresh(Meter& meter, MeterReadings& readings) {
+  readings.meter = &meter;
+  const std::size_t before = readings.tags.size();
+  readings.tags.insert(readings.tags.end(), meter.selected.begin() + static_cast<std::ptrdiff_t>(before), meter.selected.end());
+  readings.readings.resize(readings.tags.size());
+  for (std::size_t i = 0; i < readings.tags.size(); ++i) host::Refresh(meter.tags[readings.tags[i]], readings.readings[i]);
+  for (std::size_t i = before; i < readings.tags.size(); ++i) readings.readings[i].changed = true;
 }
 
 void Channel::SelectTag(Meter& meter, std::size_t tag) {

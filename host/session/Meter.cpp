@@ -86,10 +86,20 @@ PolledTag MakeTag(const TagDefinition& definition, std::uint32_t portNumber, std
   return {.definition = definition, .tag = tag, .born = tag->Timestamp};
 }
 
-TagReading ReadTag(PolledTag& tag) {
-  TagReading reading{.value = ValueOf(tag.tag->Value), .quality = tag.tag->Quality, .timestamp = tag.tag->Timestamp};
+void Refresh(PolledTag& tag, TagReading& reading) {
+  const std::uint16_t before = reading.quality;
+  reading.quality = tag.tag->Quality;
+  reading.timestamp = tag.tag->Timestamp;
   tag.wasGood = tag.wasGood || reading.quality == kQualityGood;
-  if (!HasValue(tag, reading)) reading.value = {};
+  const VARIANT shown = HasValue(tag, reading) ? tag.tag->Value : VARIANT{};
+  const bool same = IsValueOf(reading.value, shown);
+  if (!same) reading.value = ValueOf(shown);
+  reading.changed = !same || reading.quality != before;
+}
+
+TagReading ReadTag(PolledTag& tag) {
+  TagReading reading;
+  Refresh(tag, reading);
   return reading;
 }
 

@@ -39,6 +39,8 @@ struct Meter {
 
 /// Value, quality and time. The caller holds PollLock, so that no pass writes meanwhile.
 [[nodiscard]] TagReading ReadTag(PolledTag& tag);
+/// Brings an earlier reading of the tag up to date; what did not change is not copied. The caller holds PollLock.
+void Refresh(PolledTag& tag, TagReading& reading);
 
 /// Digits behind the first three characters of a port's name; 0 when there are none.
 [[nodiscard]] std::uint32_t PortNumberOf(const std::string& port);
