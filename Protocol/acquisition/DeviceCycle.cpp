@@ -79,12 +79,24 @@ bool SameFamily(const CDeviceTag& left, const CDeviceTag& right) {
   return IsLog(KindOf(left.TagNumber)) == IsLog(KindOf(right.TagNumber));
 }
 
+/// The next tag from a place on that the served one's answer serves too; `at` moves behind it. Every tag that is read looks at
+/// all that follow it, so most of a pass's own work is here.
+CDeviceTag* NextSharing(const HostVector<CDeviceTag*>& tags, const CDeviceTag& served, std::uint32_t& at) {
+  while (at < tags.Size()) {
+    CDeviceTag& tag = *tags[at++];
+    if (!AskTheSame(served, tag) || tag.Updated != 0 || IsFirstLogRecord(tag.TagNumber) || !SameFamily(served, tag)) continue;
+    return &tag;
+  }
+  return nullptr;
+}
+
 void ShareAnswer(CProtocol& protocol, std::uint32_t device, std::uint32_t position, const ServedAnswer& answer) {
   if (answer.source == AnswerSource::None) return;
   const CDeviceTag& served = *protocol.Device(device)->Tags[position];
-  for (std::uint32_t i = position + 1; i < protocol.Device(device)->Tags.Size() && protocol.Running != 0; ++i) {
-    CDeviceTag& tag = *protocol.Device(device)->Tags[i];
-    if (tag.Updated != 0 || IsFirstLogRecord(tag.TagNumber) || !AskTheSame(served, tag) || !SameFamily(served, tag)) continue;
+  std::uint32_t at = position + 1;
+  while (CDeviceTag* const next = NextSharing(protocol.Device(device)->Tags, served, at)) {
+    if (protocol.Running == 0) return;
+    CDeviceTag& tag = *next;
     const LineGuard guard(protocol);
     if (StillStands(protocol, answer, tag)) ReadTag(protocol, &tag, Send::DecodeOnly, device);
   }

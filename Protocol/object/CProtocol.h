@@ -92,7 +92,9 @@ class CProtocol : public IProtocol, public IBrowser, public IEnumTypes {
   HRESULT STDMETHODCALLTYPE Reset() override;
 
   /// The meter at an index of the device table, or null. Not to be kept across a call that may change the table.
-  [[nodiscard]] DeviceEntry* Device(std::uint32_t index);
+  [[nodiscard]] DeviceEntry* Device(std::uint32_t index) {
+    return index < Channel.Devices.Size() ? &Channel.Devices[index] : nullptr;
+  }
 
   std::atomic<std::uint32_t> RefCount{0};
   ostrel::HostContext* HostContext = nullptr;

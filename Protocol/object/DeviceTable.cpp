@@ -20,8 +20,6 @@ class [[nodiscard]] TableChange {
 
 }  // namespace
 
-DeviceEntry* CProtocol::Device(std::uint32_t index) { return index < Channel.Devices.Size() ? &Channel.Devices[index] : nullptr; }
-
 std::int32_t STDMETHODCALLTYPE CProtocol::AddDevice(const DeviceEntry* config) {
   const TableChange change(*this);
   if (config == nullptr || !Channel.Devices.Append(*config)) return -1;
