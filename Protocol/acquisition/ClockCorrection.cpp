@@ -63,6 +63,11 @@ Step NextStep(CalendarTime now, CalendarTime meter, std::uint32_t days) {
   return {now, TimeSpan(days, 0, 0, 0)};
 }
 
+/// 0: never.
+std::uint32_t CorrectionDays(const CProtocol& protocol) {
+  return protocol.HostContext == nullptr ? 0 : protocol.HostContext->ClockCorrectionDays;
+}
+
 }  // namespace
 
 std::uint32_t ReadMeterClock(CProtocol& protocol, std::uint32_t device, std::uint8_t (&answer)[kClockAnswer]) {
@@ -78,15 +83,18 @@ std::uint32_t ReadMeterClock(CProtocol& protocol, std::uint32_t device, std::uin
   return outcome.valid ? 1 : 0;
 }
 
+bool ClockCheckIsDue(const CProtocol& protocol, const DeviceEntry& entry) {
+  if (CorrectionDays(protocol) == 0) return false;
+  return entry.ForceClockCheck != 0 || CalendarTime(entry.NextClockCheck) <= CalendarTime::Now();
+}
+
 std::uint32_t CompareClock(CProtocol& protocol, DeviceEntry& entry, const std::uint8_t (&answer)[kClockAnswer],
                            ClockSetting& setting) {
-  const std::uint32_t days = protocol.HostContext == nullptr ? 0 : protocol.HostContext->ClockCorrectionDays;
-  if (days == 0) return 0;
+  if (!ClockCheckIsDue(protocol, entry)) return 0;
   const CalendarTime now = CalendarTime::Now();
-  if (entry.ForceClockCheck == 0 && CalendarTime(entry.NextClockCheck) > now) return 0;
   const std::optional<CalendarTime> meter = MeterTime(answer);
   if (!meter) return 0;
-  const Step step = NextStep(now, *meter, days);
+  const Step step = NextStep(now, *meter, CorrectionDays(protocol));
   setting = TimeOfDay(step.target);
   entry.NextClockCheck = (now + step.rest).Seconds();
   return 1;

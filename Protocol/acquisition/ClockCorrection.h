@@ -21,6 +21,9 @@ struct ClockSetting {
   std::uint8_t seconds;
 };
 
+/// Whether the configuration asks for a look at the meter's clock now.
+[[nodiscard]] bool ClockCheckIsDue(const CProtocol& protocol, const DeviceEntry& entry);
+
 /// 1 when a correction is due, with the time to send.
 std::uint32_t CompareClock(CProtocol& protocol, DeviceEntry& entry, const std::uint8_t (&answer)[kClockAnswer],
                            ClockSetting& setting);

@@ -179,6 +179,7 @@ bool CheckClock(CProtocol& protocol, std::uint32_t device) {
   std::uint8_t answer[kClockAnswer] = {};
   if (ReadMeterClock(protocol, device, answer) == 0) return false;
   DeviceEntry& entry = *protocol.Device(device);
+  if (!ClockCheckIsDue(protocol, entry)) return true;
   // A check that is not forced can wait until the clock is unambiguous again; it stays due.
   if (entry.ForceClockCheck == 0 && ShowsRepeatedHour(answer)) return true;
   ClockSetting setting{};
