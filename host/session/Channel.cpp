@@ -95,7 +95,7 @@ Channel::Channel(const Plugin& plugin, HostServices& services, const ChannelConf
   ApplySettings();
   const std::vector<MeterType> types = ReadMeterTypes(*protocol_);
   meters_.reserve(config_.meters.size());
-  for (const MeterConfig& meter : config_.meters) AddMeter(meter, types);
+  for (const MeterConfig& meter : config_.meters) AddMeter(plugin, meter, types);
   AddPassMark();
   services_.AddPort(MakePortDevice(config_, meters_),
                     [frames = frames_](std::span<const std::uint8_t> request, std::span<const std::uint8_t> answer) {
@@ -110,13 +110,14 @@ void Channel::ApplySettings() {
   protocol_->SetPortSettings(&context_, &settings);
 }
 
-void Channel::AddMeter(const MeterConfig& config, const std::vector<MeterType>& types) {
-  Meter meter{.config = config, .type = TypeOf(types, config), .index = 0, .tags = {}, .selected = {}};
-  const std::vector<TagDefinition> definitions = ReadTagDefinitions(*protocol_, meter.type.id, kBranchDa);
-  if (config.polled) meter.selected = SelectedTags(definitions, config);
+void Channel::AddMeter(const Plugin& plugin, const MeterConfig& config, const std::vector<MeterType>& types) {
+  Meter meter{.config = config, .type = TypeOf(types, config), .definitions = {}, .index = 0, .tags = {}, .selected = {}};
+  meter.definitions = plugin.TagsOf(*protocol_, meter.type.id);
+  if (config.polled) meter.selected = SelectedTags(*meter.definitions, config);
   const DeviceConfig record = MakeDeviceConfig(config, meter.type.id);
   meter.index = static_cast<std::uint32_t>(protocol_->AddDevice(&record));
-  for (const TagDefinition& definition : definitions) {
+  meter.tags.reserve(meter.definitions->size());
+  for (const TagDefinition& definition : *meter.definitions) {
     meter.tags.push_back(MakeTag(definition, PortNumberOf(config_.port), config.address));
     protocol_->AddTag(meter.index, meter.tags.back().tag);
   }

@@ -61,7 +61,7 @@ class Channel {
 
  private:
   void ApplySettings();
-  void AddMeter(const MeterConfig& config, const std::vector<MeterType>& types);
+  void AddMeter(const Plugin& plugin, const MeterConfig& config, const std::vector<MeterType>& types);
   void AddPassMark();
   [[nodiscard]] bool PassEnded();
   static void Refresh(Meter& meter, MeterReadings& readings);

@@ -49,11 +49,7 @@ bool HasValue(const PolledTag& tag, const TagReading& reading) {
 
 }  // namespace
 
-std::size_t Meter::FindTag(const std::string& text) const {
-  std::vector<TagDefinition> definitions;
-  for (const PolledTag& tag : tags) definitions.push_back(tag.definition);
-  return SelectTag(definitions, text);
-}
+std::size_t Meter::FindTag(const std::string& text) const { return SelectTag(*definitions, text); }
 
 const PolledTag* Meter::TagById(std::uint32_t id) const {
   const auto found = std::find_if(tags.begin(), tags.end(), [id](const PolledTag& tag) { return tag.definition.id == id; });

@@ -107,7 +107,8 @@ TEST(TagReading, IsNewWhenValueOrQualityAreAndNotANumberOnce) {
       {VT_BSTR, 0, "дат", 12, true},
       {VT_BSTR, 0, nullptr, 12, true},
   };
-  PolledTag tag = MakeTag(SomeTag(), 1, 12);
+  const TagDefinition definition = SomeTag();
+  PolledTag tag = MakeTag(definition, 1, 12);
   tag.wasGood = true;
   TagReading reading;
   for (const auto& row : rows) {
