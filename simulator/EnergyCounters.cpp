@@ -68,15 +68,19 @@ void EnergyCounters::AddWholeDays(Totals& totals, std::size_t from, std::size_t 
   }
 }
 
-EnergyCounters::Totals EnergyCounters::UpToDay(std::size_t day) const {
+const EnergyCounters::Totals& EnergyCounters::UpToDay(std::size_t day) const {
+  for (const Recent& recent : recent_) {
+    if (recent.day == day) return recent.totals;
+  }
   while (kept_.size() <= day / kDaysBetween) {
     Totals next = kept_.back();
     AddWholeDays(next, (kept_.size() - 1) * kDaysBetween, kept_.size() * kDaysBetween);
     kept_.push_back(next);
   }
-  Totals totals = kept_[day / kDaysBetween];
-  AddWholeDays(totals, day - day % kDaysBetween, day);
-  return totals;
+  Recent& made = recent_[oldest_++ % recent_.size()];
+  made = {.day = day, .totals = kept_[day / kDaysBetween]};
+  AddWholeDays(made.totals, day - day % kDaysBetween, day);
+  return made.totals;
 }
 
 Energies EnergyCounters::Pulses(const Totals& totals, int tariff) const {

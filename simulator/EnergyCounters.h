@@ -33,13 +33,18 @@ class EnergyCounters {
  private:
   static constexpr int kTariffs = 8;
   /// Thousands of meters stand in one process for years of model time: few totals are kept, a few days are summed again.
-  static constexpr std::size_t kDaysBetween = 8;
+  static constexpr std::size_t kDaysBetween = 64;
   using Totals = std::array<std::array<double, 4>, kTariffs>;  // watt seconds by tariff and kind
 
   [[nodiscard]] double Integral(const SmoothCurve& curve, MeterTime from, MeterTime to) const;
   /// Adds the part of the day up to `time` to the totals.
   void AddDay(Totals& totals, MeterTime dayStart, MeterTime time) const;
-  [[nodiscard]] Totals UpToDay(std::size_t day) const;
+  struct Recent {
+    std::size_t day = 0;
+    Totals totals{};  // of day 0: nothing
+  };
+
+  [[nodiscard]] const Totals& UpToDay(std::size_t day) const;
   void AddWholeDays(Totals& totals, std::size_t from, std::size_t to) const;
   [[nodiscard]] Energies Pulses(const Totals& totals, int tariff) const;
 
@@ -48,7 +53,9 @@ class EnergyCounters {
   SmoothCurve reactive_;
   double pulses_per_watt_second_;
   std::vector<Period> outages_;
-  mutable std::vector<Totals> kept_;  // totals at the start of every kDaysBetween-th day since the installation
+  mutable std::vector<Totals> kept_;         // totals at the start of every kDaysBetween-th day since the installation
+  mutable std::array<Recent, 12> recent_{};  // asked last: where the days, months and years began that are asked for now
+  mutable std::size_t oldest_ = 0;           // of these
 };
 
 }  // namespace ostrel::sim
