@@ -10,8 +10,7 @@
 #include "Protocol/model/TagCatalogue.h"
 #include "platform/clock.h"
 #include "platform/local_time.h"
-#include "simulator/Meter.h"
-#include "tests/support/TestChannel.h"
+#include "tests/support/SimulatedChannel.h"
 #include "tests/support/TimeZone.h"
 
 namespace ostrel::test {
@@ -30,18 +29,11 @@ std::int64_t UtcMs(int year, unsigned month, unsigned day, int hour, int minute)
   return (std::chrono::seconds(date.time_since_epoch()).count() + hour * kHour + minute * kMinute) * 1000;
 }
 
-sim::MeterSpec Parsed(const std::string& text) {
-  sim::MeterSpec spec;
-  std::string error;
-  EXPECT_TRUE(sim::ParseMeterSpec(text, spec, error)) << error;
-  return spec;
-}
-
+/// A channel with a simulated meter, its device cycle called by hand as the poll thread would.
 class Simulated {
  public:
-  explicit Simulated(const std::string& text, const ChannelOptions& options = {})
-      : channel(options), meter(Parsed(text), 1), device(channel.AddMeter(1, Parsed(text).type)) {
-    channel.Line().OnRequest([this](auto request) { return silent ? Bytes{} : meter.Answer(request, NowMs()); });
+  explicit Simulated(const std::string& settings, const LineOptions& options = {})
+      : channel(options), device(channel.AddMeter(1, 1, {.simulated = settings})) {
     channel.Protocol().Running = 1;
   }
   ~Simulated() { channel.Protocol().Running = 0; }
@@ -49,10 +41,11 @@ class Simulated {
   std::int64_t NowMs() { return platform::UtcMilliseconds(); }
   DeviceEntry& Entry() { return channel.Entry(device); }
   std::uint32_t Cycle() { return RunDeviceCycle(channel.Protocol(), device); }
+  sim::MeterView View() { return channel.Line().Meter(1).View(NowMs()); }
 
   /// Seconds that the meter's clock is ahead of the computer's.
   std::int64_t Ahead() {
-    const sim::CivilTime shown = sim::ToCivil(meter.View(NowMs()).now);
+    const sim::CivilTime shown = sim::ToCivil(View().now);
     const auto local = platform::LocalFromSeconds(NowMs() / 1000);
     return sim::FromCivil(shown) -
            sim::FromCivil({local->year, local->month, local->day, local->hour, local->minute, local->second});
@@ -68,10 +61,8 @@ class Simulated {
     return frames;
   }
 
-  TestChannel channel;
-  sim::Meter meter;
+  SimulatedChannel channel;
   std::uint32_t device;
-  bool silent = false;
 };
 
 /// A write as a client leaves it, in the tag's own type.
@@ -112,7 +103,7 @@ TEST(SimulatedWrites, EveryParameterIsReadBack) {
   for (const auto& row : rows) {
     for (std::uint32_t number = row.first; number <= row.last; ++number) {
       SCOPED_TRACE("tag " + std::to_string(number) + " = " + std::to_string(row.value));
-      Simulated simulated("1:1");
+      Simulated simulated("");
       CDeviceTag& tag = *simulated.channel.AddTag(simulated.device, number);
       ASSERT_EQ(1U, simulated.Cycle());
       Leave(tag, row.value);
@@ -126,7 +117,7 @@ TEST(SimulatedWrites, EveryParameterIsReadBack) {
 }
 
 TEST(SimulatedWrites, CommandsTakeEffectInTheMeter) {
-  Simulated simulated("1:1:offset_s=90");
+  Simulated simulated("offset_s=90");
   const auto command = [&](std::uint32_t number, float value) {
     CDeviceTag& tag = *simulated.channel.AddTag(simulated.device, number);
     simulated.Cycle();
@@ -136,7 +127,7 @@ TEST(SimulatedWrites, CommandsTakeEffectInTheMeter) {
     EXPECT_EQ(0.0, Number(tag)) << number;
     EXPECT_EQ(kQualityGood, tag.Quality) << number;
   };
-  const auto settings = [&] { return simulated.meter.View(simulated.NowMs()).settings; };
+  const auto settings = [&] { return simulated.View().settings; };
   EXPECT_EQ(90, simulated.Ahead());
   command(kTagTimeCorrection, 1);
   EXPECT_EQ(0, simulated.Ahead());
@@ -147,7 +138,7 @@ TEST(SimulatedWrites, CommandsTakeEffectInTheMeter) {
   command(kTagIndicationRecoveryCommand, 1);
   EXPECT_TRUE(settings().recoveryInhibited);
 
-  Simulated farOff("1:1:offset_s=-100000");
+  Simulated farOff("offset_s=-100000");
   CDeviceTag& setup = *farOff.channel.AddTag(farOff.device, kTagTimeSetup);
   farOff.Cycle();
   Leave(setup, 0);
@@ -156,15 +147,15 @@ TEST(SimulatedWrites, CommandsTakeEffectInTheMeter) {
 }
 
 TEST(SimulatedWrites, WaitForAMeterThatIsAwayAndGoOutOnce) {
-  Simulated simulated("1:1", {.retries = 2});
+  Simulated simulated("", {.retries = 2});
   CDeviceTag& limit = *simulated.channel.AddTag(simulated.device, 219);
   CDeviceTag& coefficient = *simulated.channel.AddTag(simulated.device, 6);
-  simulated.silent = true;
+  simulated.channel.Line().ReplyAlways("", "");
   Leave(limit, 5);
   Leave(coefficient, 30);
   for (int pass = 0; pass < 3; ++pass) EXPECT_EQ(0U, simulated.Cycle());
   EXPECT_EQ(1U, LoadFlag(limit.WritePending) & LoadFlag(coefficient.WritePending));
-  simulated.silent = false;
+  simulated.channel.Line().ReplyAlways("", "*");
   simulated.channel.Line().ClearRecords();
   for (int pass = 0; pass < 4; ++pass) EXPECT_EQ(1U, simulated.Cycle());
   std::vector<std::string> writes;
@@ -203,7 +194,7 @@ TEST(ClockDrill, TenMinutesTakeFiveDays) {
   const TimeZone zone("Europe/Berlin");
   if (!zone.Applies()) GTEST_SKIP() << kInAnotherZone;
   for (const int offset : {600, -600}) {
-    const std::unique_ptr<Simulated> simulated(Drill("1:1:offset_s=" + std::to_string(offset), 7, UtcMs(2026, 6, 1, 9, 0)));
+    const std::unique_ptr<Simulated> simulated(Drill("offset_s=" + std::to_string(offset), 7, UtcMs(2026, 6, 1, 9, 0)));
     const int sign = offset > 0 ? 1 : -1;
     for (const int left : {480, 360, 240, 120, 0}) {
       PollFor(*simulated, 1);
@@ -220,7 +211,7 @@ TEST(ClockDrill, TenMinutesTakeFiveDays) {
 
 TEST(ClockDrill, ANearClockIsSetAtOnceAndThenLeftAlone) {
   const TimeZone zone("Europe/Berlin");
-  const std::unique_ptr<Simulated> simulated(Drill("1:1:offset_s=119", 3, UtcMs(2026, 6, 1, 9, 0)));
+  const std::unique_ptr<Simulated> simulated(Drill("offset_s=119", 3, UtcMs(2026, 6, 1, 9, 0)));
   simulated->Cycle();
   EXPECT_EQ(1U, simulated->Corrections().size());
   EXPECT_NEAR(0, simulated->Ahead(), 1);
@@ -236,7 +227,7 @@ TEST(ClockDrill, ANearClockIsSetAtOnceAndThenLeftAlone) {
 
 /// A meter takes one correction a day. The second is refused, which is logged and changes nothing.
 TEST(ClockDrill, ARefusedCorrectionIsReportedAndTheCycleGoesOn) {
-  const std::unique_ptr<Simulated> simulated(Drill("1:1:offset_s=600", 7, UtcMs(2026, 6, 1, 9, 0)));
+  const std::unique_ptr<Simulated> simulated(Drill("offset_s=600", 7, UtcMs(2026, 6, 1, 9, 0)));
   simulated->Cycle();
   simulated->Entry().ForceClockCheck = 1;
   EXPECT_EQ(1U, simulated->Cycle());
@@ -251,7 +242,7 @@ TEST(ClockDrill, ChangesOfTheComputersTimeMakeNoStep) {
   if (!zone.Applies()) GTEST_SKIP() << kInAnotherZone;
   for (const std::int64_t start : {UtcMs(2026, 3, 28, 22, 0), UtcMs(2026, 10, 24, 22, 0)}) {
     for (const int offset : {0, 70, -70}) {
-      const std::unique_ptr<Simulated> simulated(Drill("1:1:offset_s=" + std::to_string(offset), 1, start));
+      const std::unique_ptr<Simulated> simulated(Drill("offset_s=" + std::to_string(offset), 1, start));
       for (int pass = 0; pass < 36; ++pass) {
         simulated->Entry().NextClockCheck = 0;
         simulated->Cycle();

@@ -23,7 +23,7 @@ struct ExpectedTag {
 
 std::vector<ExpectedTag> ExpectedTags() {
   std::vector<ExpectedTag> tags;
-  for (const test::TableRow& row : test::ReadTable("model/expected_catalogue.tsv", 4)) {
+  for (const test::TableRow& row : test::ReadTable("model/expected_catalogue.tsv", 5)) {
     tags.push_back({test::Numbers(row[0]).front(), row[1], row[2], test::Numbers(row[3])});
   }
   return tags;

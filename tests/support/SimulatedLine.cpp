@@ -122,12 +122,12 @@ void SimulatedLine::Add(std::string_view meter) {
 
 void SimulatedLine::Reply(std::string_view request, const std::vector<std::string>& replies) {
   const Guard guard(mutex_);
-  overrides_.push_back({std::string(request), {replies.begin(), replies.end()}, false});
+  std::ranges::copy(replies, std::back_inserter(scripts_[std::string(request)]));
 }
 
 void SimulatedLine::ReplyAlways(std::string_view request, const std::string& reply) {
   const Guard guard(mutex_);
-  overrides_.insert(overrides_.begin(), {std::string(request), {reply}, true});
+  rules_.emplace(rules_.begin(), request, reply);
 }
 
 // --- the records
@@ -189,13 +189,13 @@ void SimulatedLine::Answer(std::span<const std::uint8_t> request, const std::str
 }
 
 std::string SimulatedLine::TakeReply(const std::string& request) {
-  const auto found = std::ranges::find_if(overrides_, [&](const Override& row) {
-    return !row.replies.empty() && (row.always ? request.starts_with(row.request) : request == row.request);
-  });
-  if (found == overrides_.end()) return "*";
-  const std::string reply = found->replies.front();
-  if (!found->always) found->replies.pop_front();
-  return reply;
+  if (const auto script = scripts_.find(request); script != scripts_.end() && !script->second.empty()) {
+    std::string reply = std::move(script->second.front());
+    script->second.pop_front();
+    return reply;
+  }
+  const auto rule = std::ranges::find_if(rules_, [&](const auto& row) { return request.starts_with(row.first); });
+  return rule == rules_.end() ? "*" : rule->second;
 }
 
 void SimulatedLine::Queue(const std::string& reply) {

@@ -78,11 +78,6 @@ class SimulatedLine final : public IObjectProvider {
  private:
   class Port;
   class Io;
-  struct Override {
-    std::string request;
-    std::deque<std::string> replies;
-    bool always;
-  };
   using Guard = std::lock_guard<std::mutex>;
 
   template <class Field>
@@ -106,7 +101,8 @@ class SimulatedLine final : public IObjectProvider {
   std::unique_ptr<Port> port_;
   std::unique_ptr<Io> io_;
   std::map<std::uint8_t, sim::Meter> meters_;
-  std::vector<Override> overrides_;
+  std::map<std::string, std::deque<std::string>> scripts_;  // replies by request, which come first
+  std::vector<std::pair<std::string, std::string>> rules_;  // by the beginning of requests, the newest first
   std::function<void(const std::string&)> watcher_;
   std::map<std::string, HRESULT> results_;
   std::deque<Bytes> input_;
