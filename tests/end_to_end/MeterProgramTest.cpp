@@ -45,8 +45,9 @@ class MeterProgram : public testing::Test {
     EXPECT_TRUE(program_->WaitFor("\n")) << program_->Errors();
     return program_->Output();
   }
-  int Open() const {
-    const int terminal = open(path_.c_str(), O_RDWR | O_NOCTTY);
+  int Open() const { return Open(path_); }
+  static int Open(const std::string& path) {
+    const int terminal = open(path.c_str(), O_RDWR | O_NOCTTY);
     EXPECT_GE(terminal, 0);
     return terminal;
   }
@@ -62,12 +63,15 @@ class MeterProgram : public testing::Test {
 
 TEST_F(MeterProgram, AnswersOverAPseudoTerminalThatUsersOpenAndClose) {
   fs::create_symlink("/dev/pts/99999", path_);  // left by one that was killed
-  ASSERT_EQ(Start({"--seed", "1", "12:1", "13:8", "14:12"}, "pty:" + path_), "ready " + path_ + "\n");
+  const std::string other = folder_.File("other");
+  Start({"--line", "pty:" + other, "--seed", "1", "12:1", "13:8", "14:12"}, "pty:" + path_);
+  ASSERT_TRUE(program_->WaitFor("ready " + path_ + "\nready " + other + "\n")) << program_->Output();
   for (int i = 0; i < 3; ++i) {
     EXPECT_EQ(Talk(Open(), Frame("0C 00"), 4), ToHex(Frame("0C 00")));
     EXPECT_EQ(Talk(Open(), Frame("0D 01 30 30 30 30 30 30"), 4), ToHex(Frame("0D 00")));
     EXPECT_EQ(Talk(Open(), Frame("0D 08 05"), 5), ToHex(Frame("0D 00 0D")));
   }
+  EXPECT_EQ(Talk(Open(other), Frame("0D 08 05"), 4), ToHex(Frame("0D 05"))) << "a meter of its own";
   EXPECT_EQ(End(SIGTERM), 0);
   EXPECT_FALSE(fs::exists(fs::symlink_status(path_)));
 }
