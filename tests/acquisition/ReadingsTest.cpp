@@ -51,21 +51,6 @@ class Readings : public testing::Test {
     return tag;
   }
   std::uint32_t Read(CDeviceTag& tag, Send send = Send::Request) { return ReadTag(Protocol(), &tag, send, meter_); }
-  static std::string Text(const CDeviceTag& tag) {
-    return tag.Value.vt == VT_BSTR ? platform::OleToUtf8({tag.Value.bstrVal, platform::StringLength(tag.Value.bstrVal)}) : "?";
-  }
-  static float Number(const CDeviceTag& tag) {
-    switch (tag.Value.vt) {
-      case VT_BOOL:
-        return tag.Value.boolVal;
-      case VT_UI1:
-        return tag.Value.bVal;
-      case VT_I1:
-        return static_cast<signed char>(tag.Value.cVal);
-      default:
-        return tag.Value.fltVal;
-    }
-  }
 
   SimulatedChannel channel_;
   const std::uint32_t meter_ = channel_.AddMeter(1, 1, {.logRequest = 1});
@@ -125,11 +110,11 @@ TEST_F(Readings, ShowWhatTheAnswersMean) {
     EXPECT_EQ(row[4], std::to_string(tag.Quality));
     EXPECT_EQ(1U, tag.Updated);
     if (tag.CanonicalType == VT_BSTR) {
-      EXPECT_EQ(row[3], Text(tag));
+      EXPECT_EQ(row[3], TextOf(tag));
       continue;
     }
     const float expected = std::stof(row[3]);
-    const float shown = Number(tag);
+    const float shown = NumberOf(tag);
     EXPECT_TRUE(expected == shown || (std::isnan(expected) && std::isnan(shown))) << shown << " for " << expected;
     EXPECT_EQ(std::signbit(expected), std::signbit(shown) && !std::isnan(shown));
   }
@@ -140,7 +125,7 @@ TEST_F(Readings, ShowLogRecordsWithAsManyStampsAsTheirLogHas) {
     Entry().LogRequest = static_cast<std::uint8_t>(Numbers(row[0])[0]);
     for (std::uint32_t i = 0; i < 4; ++i) {
       const CDeviceTag& tag = Read(107 + i, row[1]);
-      EXPECT_EQ(row[2 + i], Text(tag)) << "log " << row[0] << ", " << row[1] << ", tag " << i;
+      EXPECT_EQ(row[2 + i], TextOf(tag)) << "log " << row[0] << ", " << row[1] << ", tag " << i;
       EXPECT_EQ(row[6 + i / 2], std::to_string(tag.Quality)) << "log " << row[0];
       EXPECT_EQ(1U, tag.Updated);
     }
@@ -185,7 +170,7 @@ TEST_F(Readings, StampTheMomentAndReplaceTexts) {
   CDeviceTag& tag = Read(3, "!01 03 02 0A 70 BF");
   channel_.Clock().Advance(1500);
   for (int i = 0; i < 3; ++i) ReadAgain(tag, "!01 03 02 0A 70 BF");
-  EXPECT_EQ("3.2.a", Text(tag));
+  EXPECT_EQ("3.2.a", TextOf(tag));
   const FILETIME now = platform::UtcFileTime();
   EXPECT_EQ(now.dwLowDateTime, tag.Timestamp.dwLowDateTime);
   EXPECT_EQ(now.dwHighDateTime, tag.Timestamp.dwHighDateTime);
@@ -233,7 +218,7 @@ TEST_F(Readings, OfThePlugInsOwnStateAskNothing) {
     EXPECT_EQ(1U, Read(tag));
     EXPECT_EQ(kQualityGood, tag.Quality);
     EXPECT_EQ(row.type, tag.Value.vt);
-    EXPECT_EQ(row.value, Number(tag));
+    EXPECT_EQ(row.value, NumberOf(tag));
     EXPECT_EQ(0U, tag.Updated);
     EXPECT_EQ(1U, tag.Timestamp.dwLowDateTime);
   }
@@ -249,7 +234,7 @@ TEST_F(Readings, OfThePlugInsOwnStateAskNothing) {
   Entry().LogCacheLength = 17;
   CDeviceTag& noLog = *channel_.AddTag(meter_, 182);
   EXPECT_EQ(1U, Read(noLog));
-  EXPECT_EQ("", Text(noLog));
+  EXPECT_EQ("", TextOf(noLog));
   EXPECT_EQ(kQualityGood, noLog.Quality);
   EXPECT_EQ(0U, channel_.Line().RequestCount());
 }

@@ -38,14 +38,7 @@ class Writes : public testing::Test {
   std::string Written(std::uint32_t number, float value) {
     channel_.Line().ClearRecords();
     CDeviceTag& tag = *channel_.AddTag(meter_, number);
-    if (tag.CanonicalType == VT_UI1) {
-      tag.WriteValue.bVal = static_cast<BYTE>(value);
-    } else if (tag.CanonicalType == VT_BOOL) {
-      tag.WriteValue.boolVal = static_cast<std::int16_t>(value);
-    } else {
-      tag.WriteValue.fltVal = value;
-    }
-    StoreFlag(tag.WritePending, 1);
+    LeaveWrite(tag, value);
     result_ = WriteTag(channel_.Protocol(), tag, meter_);
     pending_ = LoadFlag(tag.WritePending);
     const auto requests = channel_.Line().RequestTexts();

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "Protocol/model/SharedFlag.h"
 #include "Protocol/model/TagCatalogue.h"
 #include "platform/text.h"
 #include "simulator/MeterTypes.h"
@@ -117,5 +118,34 @@ void SimulatedChannel::StartTrace(std::string_view settings) {
 }
 
 std::vector<std::string> SimulatedChannel::TraceLines() const { return MessagesOf(folder_.File("trace.log")); }
+
+void LeaveWrite(CDeviceTag& tag, float value) {
+  tag.WriteValue.vt = tag.CanonicalType;
+  if (tag.CanonicalType == VT_UI1) {
+    tag.WriteValue.bVal = static_cast<BYTE>(value);
+  } else if (tag.CanonicalType == VT_BOOL) {
+    tag.WriteValue.boolVal = static_cast<std::int16_t>(value);
+  } else {
+    tag.WriteValue.fltVal = value;
+  }
+  StoreFlag(tag.WritePending, 1);
+}
+
+float NumberOf(const CDeviceTag& tag) {
+  switch (tag.Value.vt) {
+    case VT_BOOL:
+      return tag.Value.boolVal;
+    case VT_UI1:
+      return tag.Value.bVal;
+    case VT_I1:
+      return static_cast<signed char>(tag.Value.cVal);
+    default:
+      return tag.Value.fltVal;
+  }
+}
+
+std::string TextOf(const CDeviceTag& tag) {
+  return tag.Value.vt == VT_BSTR ? platform::OleToUtf8({tag.Value.bstrVal, platform::StringLength(tag.Value.bstrVal)}) : "?";
+}
 
 }  // namespace ostrel::test

@@ -98,6 +98,12 @@ class SimulatedChannel {
   CProtocol* protocol_;
 };
 
+/// A write as a client's host leaves it, in the tag's own type.
+void LeaveWrite(CDeviceTag& tag, float value);
+/// What a tag shows as a number; a text as UTF-8, "?" where it shows none.
+[[nodiscard]] float NumberOf(const CDeviceTag& tag);
+[[nodiscard]] std::string TextOf(const CDeviceTag& tag);
+
 /// The record that SetPortSettings takes.
 [[nodiscard]] PortSettings MakePortSettings(const LineOptions& options);
 
