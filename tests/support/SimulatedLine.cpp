@@ -32,11 +32,11 @@ class SimulatedLine::Port final : public IPortObject {
     line_.Call("ReleasePort");
     return static_cast<ULONG>(--line_.references_);
   }
-  HRESULT STDMETHODCALLTYPE Open(const char* deviceName) override { return line_.Call("Open", deviceName); }
+  HRESULT STDMETHODCALLTYPE Open(const char* deviceName) override { return line_.Call("Open", {}, deviceName); }
   HRESULT STDMETHODCALLTYPE ReservedSlot4() override { return E_FAIL; }
-  HRESULT STDMETHODCALLTYPE SetMode(const char* mode) override { return line_.Call("SetMode", mode); }
+  HRESULT STDMETHODCALLTYPE SetMode(const char* mode) override { return line_.Call("SetMode", {}, mode); }
   HRESULT STDMETHODCALLTYPE SetBuffers(std::uint32_t input, std::uint32_t output) override {
-    return line_.Call("SetBuffers", std::to_string(input) + " " + std::to_string(output));
+    return line_.Call("SetBuffers", {input, output});
   }
 
  private:
@@ -64,7 +64,7 @@ class SimulatedLine::Io final : public IPortIo {
   }
   HRESULT STDMETHODCALLTYPE SetTimeouts(std::uint32_t answer, std::uint32_t quiet) override {
     line_.answerTimeout_ = answer;
-    return line_.Call("SetTimeouts", std::to_string(answer) + " " + std::to_string(quiet));
+    return line_.Call("SetTimeouts", {answer, quiet});
   }
   HRESULT STDMETHODCALLTYPE ReservedSlot6() override { return E_FAIL; }
   std::uint32_t STDMETHODCALLTYPE GetState() override { return static_cast<std::uint32_t>(line_.Call("GetState")); }
@@ -90,7 +90,7 @@ HRESULT SimulatedLine::QueryInterface(REFIID iid, void** object) {
 HRESULT SimulatedLine::CreatePortObject(std::uint32_t kind, REFIID iid, std::uint32_t* cookie, void** object) {
   *object = nullptr;
   EXPECT_TRUE(platform::SameGuid(iid, IID_IPortObject));
-  const HRESULT result = Call("CreatePortObject", std::to_string(kind));
+  const HRESULT result = Call("CreatePortObject", {kind});
   if (FAILED(result)) return result;
   *cookie = ++lastCookie_;
   cookies_.push_back(lastCookie_);
@@ -101,7 +101,7 @@ HRESULT SimulatedLine::CreatePortObject(std::uint32_t kind, REFIID iid, std::uin
 
 HRESULT SimulatedLine::ReleasePortObject(std::uint32_t cookie) {
   EXPECT_EQ(1U, std::erase(cookies_, cookie)) << "cookie given back twice or never handed out: " << cookie;
-  return Call("ReleasePortObject", std::to_string(cookie));
+  return Call("ReleasePortObject", {cookie});
 }
 
 // --- the script
@@ -147,9 +147,13 @@ void SimulatedLine::ClearRecords() {
 
 int SimulatedLine::Unreleased() const { return references_ + static_cast<int>(cookies_.size()); }
 
-HRESULT SimulatedLine::Call(const std::string& name, const std::string& arguments) {
+HRESULT SimulatedLine::Call(std::string_view name, std::initializer_list<std::uint32_t> numbers, std::string_view text) {
   const Guard guard(mutex_);
-  if (keepsRecords) calls_.push_back(arguments.empty() ? name : name + " " + arguments);
+  if (keepsRecords) {
+    std::string& call = calls_.emplace_back(name);
+    for (const std::uint32_t number : numbers) call += " " + std::to_string(number);
+    if (!text.empty()) call.append(" ").append(text);
+  }
   const auto result = results_.find(name);
   return result == results_.end() ? S_OK : result->second;
 }
@@ -157,7 +161,7 @@ HRESULT SimulatedLine::Call(const std::string& name, const std::string& argument
 // --- bytes
 
 HRESULT SimulatedLine::Send(std::span<const std::uint8_t> request) {
-  if (const HRESULT result = Call("Write", std::to_string(request.size())); FAILED(result)) return result;
+  if (const HRESULT result = Call("Write", {static_cast<std::uint32_t>(request.size())}); FAILED(result)) return result;
   EXPECT_EQ(WithCheck(Bytes(request.begin(), request.end() - 2)), Bytes(request.begin(), request.end()));
   const std::string text = WithoutCheck(request);
   std::function<void(const std::string&)> watcher;
@@ -233,8 +237,8 @@ HRESULT SimulatedLine::Receive(std::uint8_t* buffer, std::uint32_t* length) {
       if (piece.empty()) input_.pop_front();
     }
   }
-  Call("Read", std::to_string(wanted) + " -> " + (fails ? "failure" : std::to_string(got)));
-  if (fails) return E_FAIL;
+  if (fails) return Call("Read", {wanted}, "-> failure"), E_FAIL;
+  Call("Read", {wanted}, keepsRecords ? "-> " + std::to_string(got) : "");
   *length = got;
   if (got == 0 && wanted != 0) platform::Sleep(answerTimeout_);
   return S_OK;

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -90,7 +91,7 @@ class SimulatedLine final : public IObjectProvider {
     const Guard guard(mutex_);
     return field;
   }
-  HRESULT Call(const std::string& name, const std::string& arguments = {});
+  HRESULT Call(std::string_view name, std::initializer_list<std::uint32_t> numbers = {}, std::string_view text = {});
   HRESULT Send(std::span<const std::uint8_t> request);
   HRESULT Receive(std::uint8_t* buffer, std::uint32_t* length);
   void Answer(std::span<const std::uint8_t> request, const std::string& text);
@@ -104,7 +105,7 @@ class SimulatedLine final : public IObjectProvider {
   std::map<std::string, std::deque<std::string>> scripts_;  // replies by request, which come first
   std::vector<std::pair<std::string, std::string>> rules_;  // by the beginning of requests, the newest first
   std::function<void(const std::string&)> watcher_;
-  std::map<std::string, HRESULT> results_;
+  std::map<std::string, HRESULT, std::less<>> results_;
   std::deque<Bytes> input_;
   bool readFails_ = false;
   std::size_t cut_ = 0;
