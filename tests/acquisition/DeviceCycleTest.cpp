@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "Protocol/acquisition/TagWalk.h"
+#include "Protocol/meter/MeterInfo.h"
 #include "Protocol/model/TagCatalogue.h"
 #include "tests/acquisition/MeterInTurn.h"
 

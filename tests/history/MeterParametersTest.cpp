@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Protocol/history/MeterParameters.h"
+#include "Protocol/meter/MeterParameters.h"
 #include "tests/history/HistoryChannel.h"
 
 namespace ostrel::test {

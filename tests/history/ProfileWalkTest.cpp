@@ -160,8 +160,12 @@ TEST(ProfileWalk, BothChangesOfTheClocksInBerlin) {
   }
   HistoryChannel hourly(1, ":period=60");
   EXPECT_EQ("2026-03-29 03:00:30", hourly.List(kMain, "2026-03-29 01:59:30", "2026-03-29 02:00").start);
-  HistoryChannel skipped(1, ":installed=2026-03-29T00:00:00:at=2026-03-29T10:00:00");
-  EXPECT_EQ(Texts({"01:30", "03:00", "03:30"}), Clocks(skipped.List(kMain, "2026-03-29 02:30", "2026-03-29 04:00")));
+  for (const char* const start : {"02:00", "02:10", "02:30", "02:59:59"}) {
+    HistoryChannel skipped(1, ":installed=2026-03-29T00:00:00:at=2026-03-29T10:00:00");
+    const Listing listing = skipped.List(kMain, std::string("2026-03-29 ") + start, "2026-03-29 04:00");
+    EXPECT_EQ(Texts({"03:00", "03:30"}), Clocks(listing)) << start << ": nothing before the asked start";
+    EXPECT_EQ("2026-03-29 03:00", listing.start.substr(0, 16)) << start;
+  }
 }
 
 TEST(ProfileWalk, AnHourThatIsMissingIsPassedOver) {

@@ -9,6 +9,7 @@
 #include "Protocol/acquisition/TagWriter.h"
 #include "Protocol/link/AccessChannel.h"
 #include "Protocol/link/ExchangeEngine.h"
+#include "platform/thread.h"
 #include "tests/support/SimulatedChannel.h"
 #include "tests/support/TableFile.h"
 
@@ -124,6 +125,23 @@ TEST(Exchange, NoiseFillsTheRoomAndNothingMoreIsAskedFor) {
   channel.Line().ReplyAlways("0C", noise);
   EXPECT_EQ(0U, kOperations[1].run(channel));
   EXPECT_THAT(channel.Line().Calls(), testing::Contains("Read 0 -> 0").Times(3));
+}
+
+// A byte for every read, each 250 ms after the other, for a minute; 300 characters are 344 ms at 9600 baud.
+TEST(Exchange, StrayBytesHoldTheLineForSoLongAndNoLonger) {
+  std::string stray = "!FF";
+  for (int i = 1; i < 240; ++i) stray += "|FF";
+  for (const bool stopped : {false, true}) {
+    OneMeterChannel channel;
+    channel.Line().ReplyAlways("", stray);
+    channel.Line().PauseReads(250);
+    channel.Protocol().Running = stopped ? 0 : 1;
+    channel.Protocol().ThreadId = stopped ? platform::CurrentThreadId() : 0;
+    EXPECT_EQ(0U, ExecuteRequest(channel.Protocol(), 0, channel.request.data(), 6, channel.answer.data(), 300));
+    const std::int64_t oneTry = 250 * 11;  // the first tick beyond 344 + 4 * 500 ms after the first piece
+    EXPECT_EQ(stopped ? 250 : 3 * oneTry, channel.Clock().Elapsed());
+    EXPECT_THAT(channel.LogLines(), testing::ElementsAre("COM3 ПРИБОР:12 Нет ответа от устройства"));
+  }
 }
 
 TEST(Exchange, WithoutTriesNothingIsSentOrSaid) {

@@ -90,7 +90,7 @@ std::uint32_t SimulatedChannel::AddMeter(std::uint32_t address, std::uint32_t ty
   EXPECT_GE(index, 0);
   const std::uint32_t onLine = address & 0xFF;
   const std::uint32_t simulated = sim::FindMeterType(type) != nullptr ? type : 1;
-  if (onLine % 0xFF != 0) {
+  if (options.onLine && onLine % 0xFF != 0) {
     line_.Add(std::to_string(onLine) + ":" + std::to_string(simulated) + (options.simulated.empty() ? "" : ":") +
               options.simulated);
   }

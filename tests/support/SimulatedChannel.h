@@ -56,6 +56,7 @@ struct DeviceOptions {
   std::uint8_t logRequest = 0;
   std::uint32_t exchangeOn = 1;  // the plug-in leaves it as passed, and the host's programs pass 1
   std::string simulated = {};    // further settings of the simulated meter
+  bool onLine = true;            // or in the plug-in's table alone
 };
 
 class SimulatedChannel {
@@ -72,7 +73,7 @@ class SimulatedChannel {
 
   /// SetPortSettings (again), as a host does before each start.
   void Configure(const LineOptions& options);
-  /// Also on the line, where the address and the type can be a meter's.
+  /// Also on the line, if the address can be a meter's; one of type 1 where there is no such type.
   std::uint32_t AddMeter(std::uint32_t address, std::uint32_t type, const DeviceOptions& options = {});
   /// The meter's record; not to be kept when meters are added.
   [[nodiscard]] DeviceEntry& Entry(std::uint32_t device) { return *protocol_->Device(device); }

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "platform/clock.h"
+#include "tests/support/FailingMemory.h"
 #include "tests/support/TableFile.h"
 
 namespace ostrel::test {
@@ -88,6 +89,7 @@ HRESULT SimulatedLine::QueryInterface(REFIID iid, void** object) {
 }
 
 HRESULT SimulatedLine::CreatePortObject(std::uint32_t kind, REFIID iid, std::uint32_t* cookie, void** object) {
+  const SparedMemory spared;
   *object = nullptr;
   EXPECT_TRUE(platform::SameGuid(iid, IID_IPortObject));
   const HRESULT result = Call("CreatePortObject", {kind});
@@ -148,6 +150,7 @@ void SimulatedLine::ClearRecords() {
 int SimulatedLine::Unreleased() const { return references_ + static_cast<int>(cookies_.size()); }
 
 HRESULT SimulatedLine::Call(std::string_view name, std::initializer_list<std::uint32_t> numbers, std::string_view text) {
+  const SparedMemory spared;
   const Guard guard(mutex_);
   if (keepsRecords) {
     std::string& call = calls_.emplace_back(name);
@@ -161,6 +164,7 @@ HRESULT SimulatedLine::Call(std::string_view name, std::initializer_list<std::ui
 // --- bytes
 
 HRESULT SimulatedLine::Send(std::span<const std::uint8_t> request) {
+  const SparedMemory spared;
   if (const HRESULT result = Call("Write", {static_cast<std::uint32_t>(request.size())}); FAILED(result)) return result;
   EXPECT_EQ(WithCheck(Bytes(request.begin(), request.end() - 2)), Bytes(request.begin(), request.end()));
   const std::string text = WithoutCheck(request);
@@ -240,7 +244,8 @@ HRESULT SimulatedLine::Receive(std::uint8_t* buffer, std::uint32_t* length) {
   if (fails) return Call("Read", {wanted}, "-> failure"), E_FAIL;
   Call("Read", {wanted}, keepsRecords ? "-> " + std::to_string(got) : "");
   *length = got;
-  if (got == 0 && wanted != 0) platform::Sleep(answerTimeout_);
+  if (const std::uint32_t pause = got != 0 ? Get(readPause_) : wanted != 0 ? answerTimeout_ : 0; pause != 0)
+    platform::Sleep(pause);
   return S_OK;
 }
 

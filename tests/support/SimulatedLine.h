@@ -55,6 +55,8 @@ class SimulatedLine final : public IObjectProvider {
   void OnRequest(std::function<void(const std::string&)> watcher) { Set(watcher_, std::move(watcher)); }
   /// Whole answers come in pieces of this many bytes; 0 for whole.
   void CutAnswers(std::size_t bytes) { Set(cut_, bytes); }
+  /// What every Read takes that brings bytes.
+  void PauseReads(std::uint32_t milliseconds) { Set(readPause_, milliseconds); }
   /// The result of a call ("Open", "Purge", "Write", "QueryIo", "GetState", …) until it is set back.
   void Returns(const std::string& call, HRESULT result) { Set(results_[call], result); }
 
@@ -109,6 +111,7 @@ class SimulatedLine final : public IObjectProvider {
   std::deque<Bytes> input_;
   bool readFails_ = false;
   std::size_t cut_ = 0;
+  std::uint32_t readPause_ = 0;
   std::uint32_t answerTimeout_ = 0;
   std::uint32_t lastCookie_ = 0;
   std::vector<std::uint32_t> cookies_;
