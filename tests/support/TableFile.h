@@ -1,4 +1,4 @@
-// The tables that lie beside these tests: UTF-8 lines of fields between tabs, '#' before a comment.
+// The tables that lie beside the tests: UTF-8 lines of fields between tabs, '#' before a comment.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@ namespace ostrel::test {
 
 using TableRow = std::vector<std::string>;
 
-/// Rows of a table by its file name; every row has that many fields, and a missing file has none.
+/// Rows of a table by its file below tests/; every row has that many fields, and a missing file has none.
 [[nodiscard]] std::vector<TableRow> ReadTable(const std::string& name, std::size_t fields);
 
 [[nodiscard]] std::vector<std::string> Split(const std::string& text, char mark);

@@ -1,4 +1,4 @@
-#include "tests/model/TableFile.h"
+#include "tests/support/TableFile.h"
 
 #include <gtest/gtest.h>
 
@@ -9,19 +9,14 @@
 namespace ostrel::test {
 
 std::vector<std::string> Split(const std::string& text, char mark) {
-  std::vector<std::string> parts(1);
-  for (const char character : text) {
-    if (character == mark) {
-      parts.emplace_back();
-    } else {
-      parts.back() += character;
-    }
-  }
+  std::vector<std::string> parts;
+  std::istringstream rest(text + mark);
+  for (std::string part; std::getline(rest, part, mark);) parts.push_back(part);
   return parts;
 }
 
 std::vector<TableRow> ReadTable(const std::string& name, std::size_t fields) {
-  std::ifstream file(std::filesystem::path(OSTREL_SOURCES) / "tests" / "model" / name);
+  std::ifstream file(std::filesystem::path(OSTREL_SOURCES) / "tests" / name);
   std::vector<TableRow> rows;
   for (std::string line; std::getline(file, line);) {
     if (line.starts_with('#')) continue;

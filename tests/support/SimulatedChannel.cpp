@@ -1,15 +1,15 @@
-#include "tests/support/TestChannel.h"
+#include "tests/support/SimulatedChannel.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <bit>
 #include <cstdlib>
 #include <cstring>
 
+#include "Protocol/model/SharedFlag.h"
 #include "Protocol/model/TagCatalogue.h"
-#include "platform/clock.h"
 #include "platform/text.h"
+#include "simulator/MeterTypes.h"
 
 namespace ostrel::test {
 namespace {
@@ -20,15 +20,10 @@ void CopyText(char (&field)[Size], const std::string& text) {
   std::memcpy(field, text.data(), text.size());
 }
 
-/// Behind "[ 22/11/2026 20:00:01.204 ] ".
-std::string BehindStamp(const std::string& line) {
-  const std::size_t end = line.find(" ] ");
-  return end == std::string::npos ? line : line.substr(end + 3);
-}
-
+/// Without "[ 22/11/2026 20:00:01.204 ] ".
 std::vector<std::string> MessagesOf(const std::string& path) {
   std::vector<std::string> messages;
-  for (const std::string& line : ReadLines(path)) messages.push_back(platform::Cp1251ToUtf8(BehindStamp(line)));
+  for (const std::string& line : ReadLines(path)) messages.push_back(platform::Cp1251ToUtf8(line.substr(line.find(" ] ") + 3)));
   return messages;
 }
 
@@ -48,7 +43,7 @@ void FillFromDescriptor(CDeviceTag& tag, const TagDescriptor& row) {
 
 }  // namespace
 
-PortSettings MakePortSettings(const ChannelOptions& options) {
+PortSettings MakePortSettings(const LineOptions& options) {
   PortSettings settings{};
   CopyText(settings.PortName, options.port);
   CopyText(settings.ParityName, platform::Utf8ToCp1251(options.parity));
@@ -61,11 +56,8 @@ PortSettings MakePortSettings(const ChannelOptions& options) {
   return settings;
 }
 
-TestChannel::TestChannel(const ChannelOptions& options) : TestChannel(options, new CProtocol) {}
-
-TestChannel::TestChannel(const ChannelOptions& options, CProtocol* protocol)
-    : clock_(options.startUtcMs, options.startTick), log_(folder_.File("events.log").c_str(), 1024, true), protocol_(protocol) {
-  platform::ReplaceClock(&clock_);
+SimulatedChannel::SimulatedChannel(const LineOptions& options)
+    : clock_(options.startUtcMs, options.startTick), protocol_(options.protocol != nullptr ? options.protocol : new CProtocol) {
   context_.ObjectProvider = &line_;
   context_.LogFile = &log_;
   context_.Trace = &trace_;
@@ -73,20 +65,19 @@ TestChannel::TestChannel(const ChannelOptions& options, CProtocol* protocol)
   Configure(options);
 }
 
-TestChannel::~TestChannel() {
+SimulatedChannel::~SimulatedChannel() {
   clock_.ClearLimit();
   protocol_->Release();
   EXPECT_EQ(0, line_.Unreleased()) << "port interfaces or cookies not given back";
-  platform::ReplaceClock(nullptr);
 }
 
-void TestChannel::Configure(const ChannelOptions& options) {
+void SimulatedChannel::Configure(const LineOptions& options) {
   context_.ClockCorrectionDays = options.clockCorrectionDays;
   const PortSettings settings = MakePortSettings(options);
   EXPECT_EQ(1U, protocol_->SetPortSettings(&context_, &settings));
 }
 
-std::uint32_t TestChannel::AddMeter(std::uint32_t address, std::uint32_t type, const MeterOptions& options) {
+std::uint32_t SimulatedChannel::AddMeter(std::uint32_t address, std::uint32_t type, const DeviceOptions& options) {
   DeviceConfig config{};
   config.Address = address;
   config.TypeId = type;
@@ -97,12 +88,16 @@ std::uint32_t TestChannel::AddMeter(std::uint32_t address, std::uint32_t type, c
   config.ExchangeOn = options.exchangeOn;
   const std::int32_t index = protocol_->AddDevice(&config);
   EXPECT_GE(index, 0);
+  const std::uint32_t onLine = address & 0xFF;
+  const std::uint32_t simulated = sim::FindMeterType(type) != nullptr ? type : 1;
+  if (options.onLine && onLine % 0xFF != 0) {
+    line_.Add(std::to_string(onLine) + ":" + std::to_string(simulated) + (options.simulated.empty() ? "" : ":") +
+              options.simulated);
+  }
   return static_cast<std::uint32_t>(index);
 }
 
-DeviceEntry& TestChannel::Entry(std::uint32_t device) { return *protocol_->Device(device); }
-
-CDeviceTag* TestChannel::AddTag(std::uint32_t device, std::uint32_t number, bool inUse) {
+CDeviceTag* SimulatedChannel::AddTag(std::uint32_t device, std::uint32_t number, bool inUse) {
   std::array<std::uint32_t, sizeof(TagDescriptor) / sizeof(std::uint32_t)> columns{};
   protocol_->GetTagDescriptor(number, 0, 0, columns.data());
   auto* const tag = new CDeviceTag;
@@ -115,15 +110,42 @@ CDeviceTag* TestChannel::AddTag(std::uint32_t device, std::uint32_t number, bool
   return tag;
 }
 
-std::vector<std::string> TestChannel::LogLines() const { return MessagesOf(folder_.File("events.log")); }
+std::vector<std::string> SimulatedChannel::LogLines() const { return MessagesOf(folder_.File("events.log")); }
 
-std::vector<std::string> TestChannel::RawLogLines() const { return ReadLines(folder_.File("events.log")); }
-
-void TestChannel::StartTrace(std::string_view settings) {
+void SimulatedChannel::StartTrace(std::string_view settings) {
   trace_.SetFile(platform::Utf8ToOle(folder_.File("trace.log")).c_str());
   trace_.ApplySettings(platform::Utf8ToOle(settings).c_str());
 }
 
-std::vector<std::string> TestChannel::TraceLines() const { return MessagesOf(folder_.File("trace.log")); }
+std::vector<std::string> SimulatedChannel::TraceLines() const { return MessagesOf(folder_.File("trace.log")); }
+
+void LeaveWrite(CDeviceTag& tag, float value) {
+  tag.WriteValue.vt = tag.CanonicalType;
+  if (tag.CanonicalType == VT_UI1) {
+    tag.WriteValue.bVal = static_cast<BYTE>(value);
+  } else if (tag.CanonicalType == VT_BOOL) {
+    tag.WriteValue.boolVal = static_cast<std::int16_t>(value);
+  } else {
+    tag.WriteValue.fltVal = value;
+  }
+  StoreFlag(tag.WritePending, 1);
+}
+
+float NumberOf(const CDeviceTag& tag) {
+  switch (tag.Value.vt) {
+    case VT_BOOL:
+      return tag.Value.boolVal;
+    case VT_UI1:
+      return tag.Value.bVal;
+    case VT_I1:
+      return static_cast<signed char>(tag.Value.cVal);
+    default:
+      return tag.Value.fltVal;
+  }
+}
+
+std::string TextOf(const CDeviceTag& tag) {
+  return tag.Value.vt == VT_BSTR ? platform::OleToUtf8({tag.Value.bstrVal, platform::StringLength(tag.Value.bstrVal)}) : "?";
+}
 
 }  // namespace ostrel::test
