@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "Protocol/history/HistoryQuality.h"
+#include "Protocol/model/HistoryQuality.h"
 #include "Protocol/history/HistoryTime.h"
 #include "Protocol/model/TagCatalogue.h"
 #include "simulator/HistoryExpectation.h"

@@ -11,6 +11,8 @@
 namespace ostrel::campaign {
 namespace {
 
+constexpr int kMadeSmaller = 2;
+
 struct Arguments {
   Order order{.first = 1, .count = 200, .seconds = 0, .plant = Plant::None, .leftOut = {}};
   std::string plant;
@@ -48,8 +50,11 @@ void Tell(const Finding& finding) {
   std::fflush(stdout);
 }
 
+/// The first ones only: it takes its time.
 void TellSmaller(const Finding& finding) {
+  static int told = 0;
   Tell(finding);
+  if (++told > kMadeSmaller) return;
   Scenario scenario = MakeScenario(finding.seed);
   LeaveOut(scenario, Shrink(finding, Plant::None));
   std::printf("  this much is enough for it:\n%s", Describe(scenario).c_str());
