@@ -103,6 +103,7 @@ bool Line::Send(std::span<const std::uint8_t> request) {
     return false;
   }
   Check(request);
+  if (getenv("DBG2")) { std::fprintf(stderr, "%lld t%u >", (long long)Scheduler::Current()->Elapsed(), Scheduler::Current()->Self()); for (auto b : request) std::fprintf(stderr," %02X",b); std::fprintf(stderr, "\n");}
   Scheduler::Current()->Sleep((static_cast<std::int64_t>(request.size()) * CharacterUs() + 999) / 1000);
   Begin(request);
   Passing passing{.request = request, .before = {}, .answer = Ask(request), .after = {}, .faults = {}};
@@ -169,6 +170,7 @@ std::size_t Line::Receive(std::uint8_t* buffer, std::size_t size, std::uint32_t 
       arrivals_.pop_front();
     }
     if (count != 0 || NowUs() >= deadline) {
+      if (getenv("DBG2")) { std::fprintf(stderr, "%lld t%u <", (long long)scheduler.Elapsed(), scheduler.Self()); for (size_t i=0;i<count;++i) std::fprintf(stderr," %02X",buffer[i]); std::fprintf(stderr, " (wait %u)\n", waitMs);}
       if (!record_.empty()) record_.back().received.insert(record_.back().received.end(), buffer, buffer + count);
       if (count != 0) busyUntilMs_ = time_.True();
       return count;

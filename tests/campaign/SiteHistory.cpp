@@ -81,7 +81,9 @@ void Site::ListProfile(const Operation& operation, std::uint32_t device) {
     if (changes != tableChanges_) return;
     if (value.Quality == kHistoryGood) CheckPower(operation.meter, tag, time, value);
   }
-  if (listed != 0 && !line_.Disturbed(exchanges)) CheckComplete(operation.meter, tag, {ToMeterTime(from), ToMeterTime(to)}, list);
+  // Who is busy too often may not have told a record, and the walk ended there.
+  const bool willing = plan_.meters[operation.meter].spec.busyEvery == 0;
+  if (listed != 0 && willing && !line_.Disturbed(exchanges)) CheckComplete(operation.meter, tag, {ToMeterTime(from), ToMeterTime(to)}, list);
 }
 
 // A record time is what the meter's clock showed; a shown time may stand for two.

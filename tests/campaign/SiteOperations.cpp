@@ -252,7 +252,7 @@ void Site::Do(const Operation& operation) {
       return;
     case OperationKind::FailCall:
       logFailed_ = true;
-      CallDrill() = {.left = static_cast<std::uint32_t>(1 + operation.salt % 3), .thread = operation.salt % 2 == 0 ? 1 : protocol_->ThreadId};
+      CallDrill() = {.left = static_cast<std::uint32_t>(1 + operation.salt % 3), .thread = operation.salt % 2 == 0 ? scheduler.Self() : protocol_->ThreadId};
       return;
     default:
       historyThreads_.push_back(scheduler.Start("history", [this, operation] { AskHistory(operation); }));
