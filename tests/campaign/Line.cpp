@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "Protocol/link/Port.h"
 #include "simulator/Bytes.h"
 #include "tests/campaign/Scheduler.h"
 #include "tests/campaign/Violation.h"
@@ -103,7 +104,6 @@ bool Line::Send(std::span<const std::uint8_t> request) {
     return false;
   }
   Check(request);
-  if (getenv("DBG2")) { std::fprintf(stderr, "%lld t%u >", (long long)Scheduler::Current()->Elapsed(), Scheduler::Current()->Self()); for (auto b : request) std::fprintf(stderr," %02X",b); std::fprintf(stderr, "\n");}
   Scheduler::Current()->Sleep((static_cast<std::int64_t>(request.size()) * CharacterUs() + 999) / 1000);
   Begin(request);
   Passing passing{.request = request, .before = {}, .answer = Ask(request), .after = {}, .faults = {}};
@@ -119,6 +119,10 @@ bool Line::Send(std::span<const std::uint8_t> request) {
   sentMs_ = busyUntilMs_ = time_.True();
   awaited_ = false;
   Note(passing, truth);
+  const bool answered = !passing.answer.empty() && passing.lateMs == 0;
+  const auto characters = static_cast<std::int64_t>(request.size() + passing.before.size() + passing.answer.size() + passing.after.size());
+  spentMs_ += characters * (CharacterUs() / 1000 + 1 + passing.gapMs) + plan_.preSendPauseMs + PauseForBaudRate(plan_.baud) + 40 +
+              (answered ? 0 : plan_.timeoutMs + plan_.line.lateGuardMs);
   Deliver(passing);
   return !failed_;
 }
@@ -170,7 +174,6 @@ std::size_t Line::Receive(std::uint8_t* buffer, std::size_t size, std::uint32_t 
       arrivals_.pop_front();
     }
     if (count != 0 || NowUs() >= deadline) {
-      if (getenv("DBG2")) { std::fprintf(stderr, "%lld t%u <", (long long)scheduler.Elapsed(), scheduler.Self()); for (size_t i=0;i<count;++i) std::fprintf(stderr," %02X",buffer[i]); std::fprintf(stderr, " (wait %u)\n", waitMs);}
       if (!record_.empty()) record_.back().received.insert(record_.back().received.end(), buffer, buffer + count);
       if (count != 0) busyUntilMs_ = time_.True();
       return count;

@@ -62,6 +62,10 @@ class Line {
   /// The last transaction of a thread with an address; null before the first.
   [[nodiscard]] const Transaction* Last(std::uint32_t thread, std::uint8_t address) const;
   [[nodiscard]] std::uint32_t Exchanges() const { return exchanges_; }
+  /// Milliseconds that requests, answers and the waits for them have taken, and the pauses that belong to each.
+  [[nodiscard]] std::int64_t Spent() const { return spentMs_; }
+  /// Until when, in true time, nobody can be heard.
+  [[nodiscard]] std::int64_t NoisyUntil() const { return noisyUntil_; }
   [[nodiscard]] std::uint32_t Applied() const { return applied_; }
   /// Whether a fault met the line after this exchange, or still does.
   [[nodiscard]] bool Disturbed(std::uint32_t since) const;
@@ -119,6 +123,8 @@ class Line {
   bool failed_ = false;
   bool calm_ = false;
   std::uint32_t exchanges_ = 0;
+  std::int64_t spentMs_ = 0;
+  std::int64_t noisyUntil_ = 0;
   std::uint32_t applied_ = 0;
   std::uint32_t lastFaultAt_ = 0;
   std::vector<Transaction> last_;

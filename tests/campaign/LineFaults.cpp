@@ -132,7 +132,9 @@ void Line::SpoilWire(const Fault& fault, Passing& passing) {
       return;
     default: {
       const std::int64_t gapUs = 1000 * (5 + static_cast<std::int64_t>(salt % 300));
-      Arrive(Noise(salt, std::min<std::size_t>(1500, static_cast<std::size_t>(30'000'000 / gapUs))), NowUs(), gapUs);
+      const std::size_t count = std::min<std::size_t>(1500, static_cast<std::size_t>(30'000'000 / gapUs));
+      Arrive(Noise(salt, count), NowUs(), gapUs);
+      noisyUntil_ = now + static_cast<std::int64_t>(count) * (gapUs + CharacterUs()) / 1000;
       return;
     }
   }

@@ -1,8 +1,10 @@
 // Functions of the product with a defect around them. The linker brings calls of those named here to this file, and gives the
 // true ones back under another name; CMake reads the names from the AROUND lines. Whoever renames one of them hears it from
 // the linker.
+#include "Protocol/acquisition/DeviceCycle.h"
 #include "Protocol/acquisition/TagMarking.h"
 #include "Protocol/acquisition/TagWriter.h"
+#include "Protocol/history/ArchiveRequest.h"
 #include "Protocol/history/ProfileRecordRead.h"
 #include "Protocol/history/ProfileSearch.h"
 #include "Protocol/history/ProfileTimes.h"
@@ -13,6 +15,7 @@
 #include "Protocol/model/DeviceEntry.h"
 #include "Protocol/object/CProtocol.h"
 #include "host/ports/PortLine.h"
+#include "platform/clock.h"
 #include "platform/local_time.h"
 #include "tests/campaign/Plants.h"
 
@@ -56,6 +59,17 @@ AROUND(HourSearch, FindHour, _ZN6ostrel14FindHourHeaderERNS_9CProtocolERKNS_8Met
   return TrueFindHour(protocol, meter, query, header);
 }
 
+AROUND(bool, AskMeter, _ZN6ostrel8AskMeterERNS_9CProtocolERKNS_8MeterRefESt4spanIKhLm18446744073709551615EES5_IhLm18446744073709551615EE,
+       CProtocol& protocol, const MeterRef& meter, std::span<const std::uint8_t> body, std::span<std::uint8_t> answer) {
+  constexpr std::uint8_t kStartSearch = 0x28;
+  const bool starts = body[0] == 3 && body[1] == kStartSearch;
+  return (starts && Planted(Plant::SearchNotBegun, 4)) || TrueAskMeter(protocol, meter, body, answer);
+}
+
+AROUND(std::uint32_t, ReadDeviceInfo, _ZN6ostrel14ReadDeviceInfoERNS_9CProtocolEj, CProtocol& protocol, std::uint32_t device) {
+  return Planted(Plant::FactorsUnread) ? 1 : TrueReadDeviceInfo(protocol, device);
+}
+
 AROUND(TimeOutcome, MoveOn, _ZN6ostrel6MoveOnER8FILETIMENS_8TimeSpanE, FILETIME& time, TimeSpan span) {
   const TimeOutcome outcome = TrueMoveOn(time, span);
   SYSTEMTIME fields{};
@@ -65,6 +79,7 @@ AROUND(TimeOutcome, MoveOn, _ZN6ostrel6MoveOnER8FILETIMENS_8TimeSpanE, FILETIME&
 
 AROUND(void, MarkLost, _ZN6ostrel8MarkLostERNS_11DeviceEntryE, DeviceEntry& entry) {
   if (Planted(Plant::QualityKept)) return;
+  if (Planted(Plant::LossHoldsUp)) platform::Sleep(15'000);
   TrueMarkLost(entry);
   if (Planted(Plant::InfoKept)) StoreFlag(entry.InfoRead, 1);
 }

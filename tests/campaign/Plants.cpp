@@ -26,11 +26,12 @@ constexpr PlantRow kPlants[] = {
     {Plant::DaylightOffByOne, "daylight-off-by-one", "local time is an hour off in summer"},
     {Plant::LogForgotten, "log-forgotten", "a restored link is not logged"},
     {Plant::FactorsUnread, "factors-unread", "a meter counts as known before its factors are read"},
-    {Plant::StoreUnordered, "store-unordered", "a record is listed before the one in front of it"},
+    {Plant::SearchNotBegun, "search-not-begun", "the result of the search before is taken for that of this one"},
     {Plant::CallUnderShortLock, "call-under-short-lock", "an event is reported while values are locked"},
     {Plant::PauseNotKept, "pause-not-kept", "the pause before a request is left out"},
     {Plant::PortNotGivenBack, "port-not-given-back", "a failed port is not closed"},
-    {Plant::WriteLost, "write-lost", "a write that the meter did not answer is given up at once"},
+    {Plant::WriteLost, "write-lost", "a write that the meter did not take at once is given up"},
+    {Plant::LossHoldsUp, "loss-holds-up", "a lost meter holds the others up for a while"},
 };
 static_assert(std::size(kPlants) == static_cast<std::size_t>(Plant::Count) - 1);
 

@@ -32,11 +32,12 @@ enum class Plant : std::uint8_t {
   DaylightOffByOne,
   LogForgotten,
   FactorsUnread,
-  StoreUnordered,
+  SearchNotBegun,
   CallUnderShortLock,
   PauseNotKept,
   PortNotGivenBack,
   WriteLost,
+  LossHoldsUp,
   Count,
 };
 

@@ -108,6 +108,7 @@ class Site {
   void WriteEnds(WatchedTag& tag);
   void CheckFresh();
   void CheckRestorations();
+  void CheckShare();
   void LogLine(std::string_view line);
   void HostIsCalled(const char* what);
   [[nodiscard]] std::string WhyNotWell() const;
@@ -130,6 +131,9 @@ class Site {
   std::map<CDeviceTag*, int> ended_;
   std::vector<Fibre*> historyThreads_;
   std::int64_t passBegan_ = 0;
+  std::int64_t awakeBegan_ = 0;
+  std::int64_t lineBegan_ = 0;
+  std::uint32_t passThread_ = 0;
   bool wholePass_ = false;
   std::uint8_t lastPolled_ = 0;
   std::set<std::uint8_t> polled_;  // addresses asked in this pass by the poll thread

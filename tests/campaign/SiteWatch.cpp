@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <utility>
 
 #include "Protocol/model/TagCatalogue.h"
 #include "platform/text.h"
@@ -88,6 +89,7 @@ std::uint32_t STDMETHODCALLTYPE WatchedProtocol::TransmitAndRecieve(const std::u
                                                                     std::uint8_t* answer, std::uint32_t* count,
                                                                     std::uint32_t offset) {
   if (offset == 0 && OnPollThread()) site_.CommandPasses({request, requestLength});
+  if (Planted(Plant::PauseNotKept)) Channel.PreSendPause = 0;
   return CProtocol::TransmitAndRecieve(request, requestLength, answer, count, offset);
 }
 
@@ -101,7 +103,14 @@ void STDMETHODCALLTYPE WatchedProtocol::RemoveDevice(std::int32_t index) {
 // --- passes
 
 void Site::PassBegins() {
-  passBegan_ = Scheduler::Current()->Elapsed();
+  const std::int64_t now = Scheduler::Current()->Elapsed();
+  const bool sameThread = std::exchange(passThread_, protocol_->ThreadId) == protocol_->ThreadId;
+  if (sameThread && now - passBegan_ < plan_.pollPeriodSeconds * 1000LL) {
+    Violate(Invariant::NotTooEarly, "a pass began " + std::to_string(now - passBegan_) + " ms after the one before");
+  }
+  passBegan_ = now;
+  awakeBegan_ = Scheduler::Current()->Awake();
+  lineBegan_ = line_.Spent();
   wholePass_ = protocol_->Running != 0;
   polled_.clear();
 }
@@ -111,6 +120,19 @@ void Site::PassEnds() {
   for (const auto& tag : tags_) Look(*tag);
   if (wholePass_ && protocol_->Running != 0) CheckFresh();
   CheckRestorations();
+  CheckShare();
+}
+
+// A pass takes what its requests and those of the history clients take on the line, a little for each meter, and where
+// somebody was late or the line was noisy a bounded while more.
+void Site::CheckShare() {
+  constexpr std::int64_t kMostHeldUpMs = 10'000;
+  const std::int64_t took = Scheduler::Current()->Awake() - awakeBegan_;
+  const std::int64_t explained = line_.Spent() - lineBegan_;
+  const std::int64_t bound = explained * 3 / 2 + 400 * static_cast<std::int64_t>(devices_.size() + 1) + kMostHeldUpMs;
+  if (took > bound && line_.NoisyUntil() < time_.True() - took) {
+    Violate(Invariant::FairShare, "a pass took " + std::to_string(took) + " ms, of them " + std::to_string(explained) + " on the line");
+  }
 }
 
 // A meter that was asked in this pass either showed each value of its tags in use, or shows none as good.
