@@ -17,11 +17,17 @@ constexpr struct {
   std::string_view name;
   FaultKind kind;
 } kFaultNames[] = {
-    {"lost-byte", FaultKind::LostByte}, {"flipped-bit", FaultKind::FlippedBit},
-    {"cut", FaultKind::CutAnswer},      {"merged", FaultKind::Merged},
-    {"pieces", FaultKind::Pieces},      {"late", FaultKind::Late},
-    {"echo", FaultKind::Echo},          {"noise", FaultKind::Noise},
-    {"silence", FaultKind::Silence},    {"port-failure", FaultKind::PortFailure},
+    {"lost-byte", FaultKind::LostByte},
+    {"flipped-bit", FaultKind::FlippedBit},
+    {"cut", FaultKind::CutAnswer},
+    {"merged", FaultKind::Merged},
+    {"pieces", FaultKind::Pieces},
+    {"late", FaultKind::Late},
+    {"doubled", FaultKind::Doubled},
+    {"echo", FaultKind::Echo},
+    {"noise", FaultKind::Noise},
+    {"silence", FaultKind::Silence},
+    {"port-failure", FaultKind::PortFailure},
 };
 
 void LoseByte(Bytes& answer, std::uint64_t place) {
@@ -60,7 +66,8 @@ Line::Line(std::vector<Meter> meters, FaultPlan plan, Pace pace)
       pace_(pace),
       random_(plan_.seed),
       met_(plan_.faults.size()),
-      down_until_ms_(std::numeric_limits<std::int64_t>::min()) {}
+      down_until_ms_(std::numeric_limits<std::int64_t>::min()),
+      queued_until_us_(0) {}
 
 std::vector<Delivery> Line::Transact(std::span<const std::uint8_t> request, std::int64_t utcMs) {
   if (request.empty() || IsDown(utcMs)) return {};
@@ -69,7 +76,9 @@ std::vector<Delivery> Line::Transact(std::span<const std::uint8_t> request, std:
     if (Meets(i, request[0])) Spoil(plan_.faults[i], request, utcMs, passing);
   }
   if (IsDown(utcMs)) return {};
-  return Schedule(passing, request.size());
+  std::vector<Delivery> deliveries = Schedule(passing, request.size());
+  if (plan_.inOrder) Queue(utcMs, deliveries);
+  return deliveries;
 }
 
 Line::Passing Line::Ask(std::span<const std::uint8_t> request, std::int64_t utcMs) {
@@ -106,7 +115,10 @@ void Line::Spoil(const Fault& fault, std::span<const std::uint8_t> request, std:
       passing.shape.gapMs = fault.ms;
       return;
     case FaultKind::Late:
-      passing.shape.lateMs += fault.ms;
+      passing.shape.lateMs += fault.ms + (fault.spread == 0 ? 0 : static_cast<std::uint32_t>(random_.Below(fault.spread + 1)));
+      return;
+    case FaultKind::Doubled:
+      passing.shape.againMs = fault.ms;
       return;
     case FaultKind::Echo:
       passing.before.assign(request.begin(), request.end());
@@ -138,7 +150,22 @@ std::vector<Delivery> Line::Schedule(const Passing& passing, std::size_t request
   };
   deliver(passing.before, requestBytes, {});
   deliver(passing.answer, requestBytes + passing.before.size(), passing.shape);
+  if (passing.shape.againMs) {
+    Shape again = passing.shape;
+    again.lateMs += *again.againMs;
+    deliver(passing.answer, requestBytes + passing.before.size() + passing.answer.size(), again);
+  }
   return deliveries;
+}
+
+void Line::Queue(std::int64_t utcMs, std::vector<Delivery>& deliveries) {
+  if (deliveries.empty()) return;
+  const std::int64_t sentUs = utcMs * kUsPerMs;
+  const std::int64_t waitUs = std::max<std::int64_t>(0, queued_until_us_ - (sentUs + deliveries.front().afterUs));
+  for (Delivery& each : deliveries) {
+    each.afterUs += waitUs;
+    queued_until_us_ = std::max(queued_until_us_, sentUs + each.afterUs);
+  }
 }
 
 }  // namespace ostrel::sim

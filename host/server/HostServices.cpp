@@ -40,11 +40,12 @@ HostServices::HostServices(const ServiceSettings& settings) : parts_(std::make_u
 
 HostServices::~HostServices() = default;
 
-void HostServices::AddPort(const PortDevice& device, ExchangeObserver observer) {
+void HostServices::AddPort(const PortDevice& device, ExchangeObserver observer, LateListener late) {
   const bool simulated = device.device == kSimulatedDevice;
   AddPort(device.port, {.open = simulated ? SimulatedOpener(MakeSimulatedLine(device.meters)) : DeviceOpener(device.device),
                         .line = device.line,
-                        .observer = std::move(observer)});
+                        .observer = std::move(observer),
+                        .late = std::move(late)});
 }
 
 void HostServices::AddPort(const std::string& port, PortEntry entry) { parts_->directory->Set(port, std::move(entry)); }

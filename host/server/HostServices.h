@@ -45,7 +45,7 @@ class HostServices {
   HostServices& operator=(const HostServices&) = delete;
 
   /// Before the first channel opens the port.
-  TAVRINDASERVER_API void AddPort(const PortDevice& device, ExchangeObserver observer = {});
+  TAVRINDASERVER_API void AddPort(const PortDevice& device, ExchangeObserver observer = {}, LateListener late = {});
   TAVRINDASERVER_API void AddPort(const std::string& port, PortEntry entry);
 
   [[nodiscard]] TAVRINDASERVER_API HostContext* Context();

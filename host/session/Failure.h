@@ -11,6 +11,7 @@ enum ExitCode : int {
   kExitUsage = 2,       // wrong usage or configuration
   kExitUnanswered = 3,  // a meter did not answer or refused
   kExitPort = 4,        // a port could not be opened
+  kExitInterrupted = 130,
 };
 
 class Failure : public std::runtime_error {

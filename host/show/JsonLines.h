@@ -6,7 +6,7 @@
 #include "host/session/Channel.h"
 #include "host/session/ClientWrite.h"
 #include "host/session/EventLog.h"
-#include "host/session/HistoryReader.h"
+#include "host/session/HistoryTag.h"
 
 namespace ostrel::host {
 

@@ -247,7 +247,6 @@ void Site::Do(const Operation& operation) {
     case OperationKind::Suspend:
       return scheduler.Suspend(static_cast<std::int64_t>(operation.salt % (90 * kMinuteMs)));
     case OperationKind::FailAllocation:
-      return;  // XXX
       MemoryDrill() = {.left = static_cast<std::uint32_t>(1 + operation.salt % 60), .thread = protocol_->ThreadId};
       return;
     case OperationKind::FailCall:
