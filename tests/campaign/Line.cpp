@@ -12,7 +12,9 @@ namespace ostrel::campaign {
 namespace {
 
 constexpr std::uint8_t kOpenChannel = 0x01;
-constexpr std::uint8_t kReadClock = 0x04;
+constexpr std::uint8_t kNobody = 0;
+
+std::uint8_t asked = kNobody;
 constexpr std::uint8_t kTestLine = 0x00;
 constexpr std::size_t kRecorded = 20;
 constexpr std::int64_t kTurnaroundUs = 12'000;
@@ -34,6 +36,8 @@ sim::MeterView Moment::View() const {
   return {live.spec, live.model, settings, wall, now};
 }
 
+std::uint8_t AskedAddress() { return asked; }
+
 Line::Line(const Scenario& scenario, std::uint32_t channel, VirtualTime& time)
     : plan_(scenario.channels[channel]), time_(time) {
   for (const MeterPlan& meter : plan_.meters) meters_.push_back(std::make_unique<sim::Meter>(meter.spec, scenario.seed));
@@ -51,7 +55,7 @@ bool Line::Open() {
 // The pauses that were ordered, and nothing while the answer to the last request may still come within its time.
 void Line::Check(std::span<const std::uint8_t> request) {
   const std::int64_t now = time_.True();
-  if (!awaited_) Violate(Invariant::Accounted, "a request was sent and nobody waited for the answer to the one before");
+  if (!awaited_ && drills_ == DrillsFired()) Violate(Invariant::Accounted, "a request was sent and nobody waited for the answer to the one before");
   const auto inTime = [this](const Arrival& each) { return each.answers == exchanges_ && each.atUs <= (sentMs_ + plan_.timeoutMs) * 1000; };
   // Who was disturbed a moment ago may be wrong about what comes; the next ones show whether he takes harm.
   const bool undisturbed = exchanges_ > lastFaultAt_ + 2 && std::ranges::all_of(arrivals_, [](const Arrival& each) { return each.answers != 0; });
@@ -67,7 +71,6 @@ void Line::Begin(std::span<const std::uint8_t> request) {
   auto known = std::ranges::find_if(last_, [&](const auto& each) { return each.thread == self && each.address == request[0]; });
   if (known == last_.end()) known = last_.insert(last_.end(), Transaction{.thread = self, .address = request[0], .request = {}, .moments = {}});
   if (!std::ranges::equal(known->request, request)) {
-    known->clockUnread = known->request.size() == 5 && known->request[1] == kReadClock && (known->spoiled || known->status);
     known->request.assign(request.begin(), request.end());
     known->moments.clear();
     known->spoiled = false;
@@ -118,6 +121,8 @@ bool Line::Send(std::span<const std::uint8_t> request) {
   ++exchanges_;
   sentMs_ = busyUntilMs_ = time_.True();
   awaited_ = false;
+  asked = request[0];
+  drills_ = DrillsFired();
   Note(passing, truth);
   const bool answered = !passing.answer.empty() && passing.lateMs == 0;
   const auto characters = static_cast<std::int64_t>(request.size() + passing.before.size() + passing.answer.size() + passing.after.size());

@@ -35,7 +35,6 @@ struct Transaction {
   Bytes request;
   std::vector<Moment> moments;  // every meter that took a copy
   bool spoiled = false;         // a fault met a copy
-  bool clockUnread = false;     // the meter's clock was asked before it, and did not come
   std::optional<std::uint8_t> status;  // what came back of a clean four-byte answer
 };
 
@@ -114,6 +113,7 @@ class Line {
   std::deque<Arrival> arrivals_;
   std::int64_t lastArrivalUs_ = 0;
   std::int64_t sentMs_ = -1'000'000;
+  std::uint32_t drills_ = 0;
   bool awaited_ = true;  // somebody has waited for the answer to the last request
   std::int64_t busyUntilMs_ = -1'000'000;  // of the last thing that happened on the wire
   Bytes heldBack_;
@@ -130,6 +130,9 @@ class Line {
   std::vector<Transaction> last_;
   std::deque<Exchange> record_;
 };
+
+/// Whom the request went to that was sent last, on any line.
+[[nodiscard]] std::uint8_t AskedAddress();
 
 /// The line as a device of the host's port.
 class LineStream final : public host::ByteStream {

@@ -1,10 +1,8 @@
 // Functions of the product with a defect around them. The linker brings calls of those named here to this file, and gives the
 // true ones back under another name; CMake reads the names from the AROUND lines. Whoever renames one of them hears it from
 // the linker.
-#include "Protocol/acquisition/DeviceCycle.h"
 #include "Protocol/acquisition/TagMarking.h"
 #include "Protocol/acquisition/TagWriter.h"
-#include "Protocol/history/ArchiveRequest.h"
 #include "Protocol/history/ProfileRecordRead.h"
 #include "Protocol/history/ProfileSearch.h"
 #include "Protocol/history/ProfileTimes.h"
@@ -12,11 +10,16 @@
 #include "Protocol/link/Frame.h"
 #include "Protocol/link/LinkState.h"
 #include "Protocol/link/Port.h"
+#include "Protocol/meter/MeterInfo.h"
+#include "Protocol/meter/MeterRequest.h"
+#include "Protocol/meter/Meters.h"
 #include "Protocol/model/DeviceEntry.h"
-#include "Protocol/object/CProtocol.h"
+#include "host/ports/FrameSplit.h"
+#include "host/ports/OwedAnswers.h"
 #include "host/ports/PortLine.h"
 #include "platform/clock.h"
 #include "platform/local_time.h"
+#include "tests/campaign/Line.h"
 #include "tests/campaign/Plants.h"
 
 #define AROUND(result, name, symbol, ...)                           \
@@ -31,6 +34,22 @@ AROUND(bool, Purge, _ZN6ostrel4host8PortLine5PurgeEv, host::PortLine* self) {
   return Planted(Plant::NoDropping) || TruePurge(self);
 }
 
+AROUND(bool, Came, _ZN6ostrel4host11OwedAnswers4CameESt4spanIKhLm18446744073709551615EEj, host::OwedAnswers* self,
+       std::span<const std::uint8_t> frame, std::uint32_t tick) {
+  return Planted(Plant::NoOwedAccount) || TrueCame(self, frame, tick);
+}
+
+AROUND(std::vector<std::vector<std::uint8_t>>, SplitFrames, _ZN6ostrel4host11SplitFramesESt4spanIKhLm18446744073709551615EE,
+       std::span<const std::uint8_t> bytes) {
+  auto frames = TrueSplitFrames(bytes);
+  for (auto& frame : frames) {
+    if (!Planted(Plant::NoAddressFilter)) break;
+    frame[0] = AskedAddress();
+    AppendCrc(frame.data(), static_cast<std::int32_t>(frame.size()));
+  }
+  return frames;
+}
+
 AROUND(AnswerCheck, Validate, _ZN6ostrel14ValidateAnswerEPKhjjj, const std::uint8_t* answer, std::uint32_t received,
        std::uint32_t address, std::uint32_t expected) {
   const AnswerCheck check = TrueValidate(answer, received, address, Planted(Plant::LengthUnchecked) ? 0 : expected);
@@ -38,36 +57,45 @@ AROUND(AnswerCheck, Validate, _ZN6ostrel14ValidateAnswerEPKhjjj, const std::uint
   return check;
 }
 
-AROUND(ExchangeOutcome, RunExchange, _ZN6ostrel11RunExchangeERNS_9CProtocolEjSt4spanIKhLm18446744073709551615EEPhRKNS_14ExchangePolicyE,
-       CProtocol& protocol, std::uint32_t device, std::span<const std::uint8_t> request, std::uint8_t* answer, const ExchangePolicy& policy) {
+AROUND(ExchangeOutcome, RunExchange, _ZN6ostrel11RunExchangeERNS_4LineEjSt4spanIKhLm18446744073709551615EEPhRKNS_14ExchangePolicyE,
+       ostrel::Line& line, std::uint32_t device, std::span<const std::uint8_t> request, std::uint8_t* answer, const ExchangePolicy& policy) {
   ExchangePolicy changed = policy;
   if (Planted(Plant::BusyIsSuccess)) changed.onBusy = OnBusy::Validate;
-  return TrueRunExchange(protocol, device, request, answer, changed);
+  return TrueRunExchange(line, device, request, answer, changed);
 }
 
-AROUND(bool, ReadRecord, _ZN6ostrel17ReadProfileRecordERNS_9CProtocolERKNS_8MeterRefERKNS_11RecordQueryERSt5arrayINS_13ProfileRecordELm4EE,
-       CProtocol& protocol, const MeterRef& meter, const RecordQuery& query, PowerRecords& records) {
-  if (!Planted(Plant::RecordOffByOne)) return TrueReadRecord(protocol, meter, query, records);
+AROUND(bool, ReadRecord, _ZN6ostrel17ReadProfileRecordERNS_6MetersERKNS_8MeterRefERKNS_11RecordQueryERSt5arrayINS_13ProfileRecordELm4EE,
+       Meters& meters, const MeterRef& meter, const RecordQuery& query, PowerRecords& records) {
+  if (!Planted(Plant::RecordOffByOne)) return TrueReadRecord(meters, meter, query, records);
   const RecordQuery next{.row = query.row, .address = static_cast<std::uint16_t>(query.address + kProfileRecordBytes),
                          .time = query.time, .period = query.period, .coefficients = query.coefficients};
-  return TrueReadRecord(protocol, meter, next, records);
+  return TrueReadRecord(meters, meter, next, records);
 }
 
-AROUND(HourSearch, FindHour, _ZN6ostrel14FindHourHeaderERNS_9CProtocolERKNS_8MeterRefERKNS_9HourQueryERt, CProtocol& protocol,
+AROUND(HourSearch, FindHour, _ZN6ostrel14FindHourHeaderERNS_6MetersERKNS_8MeterRefERKNS_9HourQueryERt, Meters& meters,
        const MeterRef& meter, const HourQuery& query, std::uint16_t& header) {
   if (header != 0 && Planted(Plant::HeaderKept, 3)) return HourSearch::Found;
-  return TrueFindHour(protocol, meter, query, header);
+  return TrueFindHour(meters, meter, query, header);
 }
 
-AROUND(bool, AskMeter, _ZN6ostrel8AskMeterERNS_9CProtocolERKNS_8MeterRefESt4spanIKhLm18446744073709551615EES5_IhLm18446744073709551615EE,
-       CProtocol& protocol, const MeterRef& meter, std::span<const std::uint8_t> body, std::span<std::uint8_t> answer) {
+AROUND(bool, AskMeter, _ZN6ostrel8AskMeterERNS_6MetersERKNS_8MeterRefESt4spanIKhLm18446744073709551615EES5_IhLm18446744073709551615EE,
+       Meters& meters, const MeterRef& meter, std::span<const std::uint8_t> body, std::span<std::uint8_t> answer) {
   constexpr std::uint8_t kStartSearch = 0x28;
   const bool starts = body[0] == 3 && body[1] == kStartSearch;
-  return (starts && Planted(Plant::SearchNotBegun, 4)) || TrueAskMeter(protocol, meter, body, answer);
+  return (starts && Planted(Plant::SearchNotBegun, 4)) || TrueAskMeter(meters, meter, body, answer);
 }
 
-AROUND(std::uint32_t, ReadDeviceInfo, _ZN6ostrel14ReadDeviceInfoERNS_9CProtocolEj, CProtocol& protocol, std::uint32_t device) {
-  return Planted(Plant::FactorsUnread) ? 1 : TrueReadDeviceInfo(protocol, device);
+AROUND(std::uint32_t, ReadInfoOnce, _ZN6ostrel12ReadInfoOnceERNS_6MetersEj, Meters& meters, std::uint32_t device) {
+  DeviceEntry* const entry = meters.Device(device);
+  if (entry == nullptr || LoadFlag(entry->InfoRead) != 0 || LoadFlag(entry->ExchangeOn) == 0) return TrueReadInfoOnce(meters, device);
+  const bool unread = Planted(Plant::FactorsUnread);
+  const bool looksFirst = Planted(Plant::FactorsReset);
+  if (!unread && !looksFirst) return TrueReadInfoOnce(meters, device);
+  // Whoever else reads them has the time to come in between.
+  if (looksFirst) platform::Sleep(300);
+  if (looksFirst && ReadDeviceInfo(meters, device) == 0) return 0;
+  if (DeviceEntry* const known = meters.Device(device)) StoreFlag(known->InfoRead, 1);
+  return 1;
 }
 
 AROUND(TimeOutcome, MoveOn, _ZN6ostrel6MoveOnER8FILETIMENS_8TimeSpanE, FILETIME& time, TimeSpan span) {
@@ -84,32 +112,32 @@ AROUND(void, MarkLost, _ZN6ostrel8MarkLostERNS_11DeviceEntryE, DeviceEntry& entr
   if (Planted(Plant::InfoKept)) StoreFlag(entry.InfoRead, 1);
 }
 
-AROUND(std::uint32_t, WriteTag, _ZN6ostrel8WriteTagERNS_9CProtocolERNS_10CDeviceTagEj, CProtocol& protocol, CDeviceTag& tag,
+AROUND(std::uint32_t, WriteTag, _ZN6ostrel8WriteTagERNS_6MetersERNS_10CDeviceTagEj, Meters& meters, CDeviceTag& tag,
        std::uint32_t device) {
   if (Planted(Plant::FlagClearedEarly, 2)) {
     StoreFlag(tag.WritePending, 0);
     return 1;
   }
-  const std::uint16_t retries = protocol.Channel.RetryCount;
-  if (Planted(Plant::WriteLost)) protocol.Channel.RetryCount = 1;
-  const std::uint32_t result = TrueWriteTag(protocol, tag, device);
-  if (Planted(Plant::WriteLost)) protocol.Channel.RetryCount = retries;
-  if (Planted(Plant::WriteTwice)) TrueWriteTag(protocol, tag, device);
+  const std::uint16_t retries = meters.Channel.RetryCount;
+  if (Planted(Plant::WriteLost)) meters.Channel.RetryCount = 1;
+  const std::uint32_t result = TrueWriteTag(meters, tag, device);
+  if (Planted(Plant::WriteLost)) meters.Channel.RetryCount = retries;
+  if (Planted(Plant::WriteTwice)) TrueWriteTag(meters, tag, device);
   return result;
 }
 
-AROUND(void, ReportEvent, _ZN6ostrel11ReportEventERNS_9CProtocolEjj, CProtocol& protocol, std::uint32_t code, std::uint32_t meter) {
+AROUND(void, ReportEvent, _ZN6ostrel11ReportEventERNS_4LineEjj, ostrel::Line& line, std::uint32_t code, std::uint32_t meter) {
   if (code == kEventLinkRestored && Planted(Plant::LogForgotten)) return;
-  const bool underLock = Planted(Plant::CallUnderShortLock, 5);
-  if (underLock) protocol.ProfileDataLock.Enter();
-  TrueReportEvent(protocol, code, meter);
-  if (underLock) protocol.ProfileDataLock.Leave();
-  if (Planted(Plant::LogTwice, 3)) TrueReportEvent(protocol, code, meter);
+  const bool underLock = line.HostContext != nullptr && Planted(Plant::CallUnderShortLock, 5);
+  if (underLock) line.HostContext->TagLock.Enter();
+  TrueReportEvent(line, code, meter);
+  if (underLock) line.HostContext->TagLock.Leave();
+  if (Planted(Plant::LogTwice, 3)) TrueReportEvent(line, code, meter);
 }
 
-AROUND(void, ClosePort, _ZN6ostrel9ClosePortERNS_9CProtocolE, CProtocol& protocol) {
-  if (Planted(Plant::PortNotGivenBack, 2)) protocol.Channel.PortObject = nullptr;
-  TrueClosePort(protocol);
+AROUND(void, ClosePort, _ZN6ostrel9ClosePortERNS_4LineE, ostrel::Line& line) {
+  if (Planted(Plant::PortNotGivenBack, 2)) line.Channel.PortObject = nullptr;
+  TrueClosePort(line);
 }
 
 AROUND(std::optional<std::int64_t>, SecondsFromLocal, _ZN6ostrel8platform16SecondsFromLocalERKNS0_11LocalFieldsE,

@@ -7,6 +7,8 @@ namespace {
 
 constexpr PlantRow kPlants[] = {
     {Plant::NoDropping, "no-dropping", "input is not dropped before a request"},
+    {Plant::NoOwedAccount, "no-owed-account", "any frame is believed, whatever may still come"},
+    {Plant::NoAddressFilter, "no-address-filter", "an answer of another meter is taken"},
     {Plant::LengthUnchecked, "length-unchecked", "an answer of any length is taken"},
     {Plant::CheckUnchecked, "check-unchecked", "an answer with a wrong check is taken"},
     {Plant::WallClockDeadline, "wall-clock-deadline", "time-outs go by the wall clock"},

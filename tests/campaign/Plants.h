@@ -13,6 +13,8 @@ namespace ostrel::campaign {
 enum class Plant : std::uint8_t {
   None,
   NoDropping,
+  NoOwedAccount,
+  NoAddressFilter,
   LengthUnchecked,
   CheckUnchecked,
   WallClockDeadline,

@@ -30,7 +30,7 @@ class WatchedProtocol final : public CProtocol {
   std::uint32_t STDMETHODCALLTYPE TransmitAndRecieve(const std::uint8_t* request, std::uint32_t requestLength,
                                                      std::uint8_t* answer, std::uint32_t* count, std::uint32_t offset) override;
   void STDMETHODCALLTYPE RemoveDevice(std::int32_t index) override;
-  [[nodiscard]] bool OnPollThread() const { return PollThread != nullptr && ThreadId == platform::CurrentThreadId(); }
+  [[nodiscard]] bool OnPollThread() const { return ThreadId == platform::CurrentThreadId(); }
 
  private:
   Site& site_;

@@ -188,8 +188,9 @@ void Site::Look(WatchedTag& watched) {
 void Site::CheckValue(const WatchedTag& watched) {
   const MeterPlan& plan = plan_.meters[watched.meter];
   const Transaction* const last = line_.Last(protocol_->ThreadId, static_cast<std::uint8_t>(plan.spec.address));
-  // Without the clock a month's tag is asked for with the month of the catalogue.
-  if (IsLog(watched.number) || (IsMonth(watched.number) && last != nullptr && last->clockUnread)) return;
+  // A month is asked for as the catalogue has it when the meter's clock could not be read.
+  const bool anyMonth = IsMonth(watched.number) && last != nullptr && last->request.size() > 2 && (last->request[2] & 0xFE) == 0x30;
+  if (IsLog(watched.number) || anyMonth) return;
   std::string expectations;
   for (std::size_t i = last == nullptr ? 0 : last->moments.size(); i > 0; --i) {
     const auto expected = sim::ExpectedTag(last->moments[i - 1].View(), watched.number, plan.log);

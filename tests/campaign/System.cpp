@@ -22,6 +22,7 @@ Drill memory;
 Drill calls;
 int outside = 0;  // depth of OwnWork
 std::size_t blocks = 0;
+std::uint32_t fired = 0;
 
 struct MemoryFile {
   std::string bytes;
@@ -35,7 +36,9 @@ std::map<std::string, MemoryFile>& Files() {
 bool Fails(Drill& drill) {
   const Scheduler* const scheduler = Scheduler::Current();
   if (drill.left == 0 || outside > 0 || scheduler == nullptr || scheduler->Self() != drill.thread) return false;
-  return --drill.left == 0;
+  if (--drill.left != 0) return false;
+  ++fired;
+  return true;
 }
 
 void* Take(std::size_t bytes) {
@@ -56,6 +59,7 @@ OwnWork::~OwnWork() { --outside; }
 
 Drill& MemoryDrill() { return memory; }
 Drill& CallDrill() { return calls; }
+std::uint32_t DrillsFired() { return fired; }
 
 void ReadLog(const std::string& path, std::function<void(std::string_view)> reader) { Files()[path].reader = std::move(reader); }
 void ForgetSystem() {

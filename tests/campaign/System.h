@@ -19,6 +19,9 @@ struct Drill {
 [[nodiscard]] Drill& MemoryDrill();
 [[nodiscard]] Drill& CallDrill();
 
+/// How many of them have failed by now.
+[[nodiscard]] std::uint32_t DrillsFired();
+
 /// What the campaign does by itself never fails.
 class [[nodiscard]] OwnWork {
  public:
