@@ -141,7 +141,7 @@ ChannelPlan MakeChannel(Random& random, std::int64_t start, bool days) {
   channel.timeoutMs = Pick(random, timeouts);
   channel.preSendPauseMs = Chance(random, 4) ? 20 : 0;
   channel.clockCorrectionDays = Chance(random, 2) ? static_cast<std::uint32_t>(1 + random.Below(3)) : 0;
-  channel.line = {.lateGuardMs = Pick(random, guards), .echo = Chance(random, 8)};
+  channel.line = {.lateGuardMs = Pick(random, guards), .echo = Chance(random, 8), .pauseMs = channel.preSendPauseMs};
   channel.keepsOrder = !Chance(random, 3);
   MakeMeters(random, start, channel);
   return channel;
