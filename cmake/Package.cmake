@@ -11,7 +11,7 @@ endif()
 # Programs and libraries are shipped without debug information; it goes into files of its own, which each of them names.
 set(debug_folder ${CMAKE_BINARY_DIR}/debug)
 if(OSTREL_SPLIT_DEBUG)
-  foreach(target ostrel-host ostrel-meter OstrelProtocol TavrinDAServer)
+  foreach(target ostrel-host ostrel-meter OstrelProtocol TavrinDAServer ${station_target})
     add_custom_command(TARGET ${target} POST_BUILD
       COMMAND ${CMAKE_COMMAND} -E make_directory ${debug_folder}
       COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}> ${debug_folder}/$<TARGET_FILE_NAME:${target}>.debug

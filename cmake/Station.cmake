@@ -15,6 +15,7 @@ configure_file(${PROJECT_SOURCE_DIR}/station/web/page.cpp.in ${PROJECT_BINARY_DI
 add_library(station_objects OBJECT ${station_sources} ${PROJECT_BINARY_DIR}/generated/station_page.cpp)
 set_target_properties(station_objects PROPERTIES UNITY_BUILD OFF)
 target_link_libraries(station_objects PUBLIC header_libraries SQLiteCpp PkgConfig::station_libraries)
+set(station_target ostrel-station)
 add_executable(ostrel-station station/program/main.cpp Protocol/model/CDeviceTag.cpp $<TARGET_OBJECTS:host_objects>)
 target_link_libraries(ostrel-station PRIVATE station_objects TavrinDAServer diagnostics platform header_libraries)
 set_target_properties(ostrel-station PROPERTIES BUILD_RPATH "$ORIGIN/../lib" INSTALL_RPATH "$ORIGIN/../lib")
