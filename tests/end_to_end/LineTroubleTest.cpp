@@ -58,7 +58,7 @@ TEST(LineTrouble, PollingGoesOnWhenTheDeviceGoesAwayAndComesBack) {
   ASSERT_TRUE(shows(192, true));
   bench.StopMeters();
   ASSERT_TRUE(shows(12, false)) << host->Output() << host->Errors();
-  EXPECT_THAT(host->Output(), HasSubstr("Ошибка открытия COM-порта"));
+  ASSERT_TRUE(host->WaitFor("Ошибка открытия COM-порта")) << host->Output();
   bench.StartMeters({"12:1"});
   ASSERT_TRUE(shows(192, true)) << host->Output();
   EXPECT_THAT(host->Output(), HasSubstr("Восстановление связи"));

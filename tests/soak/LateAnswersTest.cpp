@@ -88,7 +88,7 @@ struct TroubledLine {
                                     witness.Read(Bytes(request.begin(), request.end()), Bytes(answer.begin(), answer.end()));
                                   },
                               .late = [this](auto address, auto ms) { told.emplace_back(address, ms); }});
-    channel.Context().ObjectProvider = services.Context()->ObjectProvider;
+    channel.Context().ObjectProvider = services.MakeContext().ObjectProvider;
     for (const std::uint32_t address : {1U, 2U}) {
       const std::uint32_t meter = channel.AddMeter(address, 1);
       for (std::uint32_t number = 9; number < 94; ++number) channel.AddTag(meter, number);
