@@ -5,8 +5,8 @@
 
 #include <cmath>
 
-#include "simulator/HistoryExpectation.h"
 #include "tests/end_to_end/HistoryRun.h"
+#include "tests/expectation/HistoryExpectation.h"
 
 namespace ostrel::test {
 namespace {
