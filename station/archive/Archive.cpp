@@ -144,15 +144,19 @@ void Archive::Delivered(const std::string& station, std::int64_t number) {
   database_.Run("DELETE FROM outbox WHERE station = $1 AND id = $2", {station, number});
 }
 
-void Archive::Forget(std::int64_t currentBeforeUtc, std::int64_t recordsBeforeUtc) {
-  database_.Run("DELETE FROM current WHERE utc < $1", {currentBeforeUtc * 1000});
-  database_.Run("DELETE FROM link WHERE utc < $1", {currentBeforeUtc});
-  database_.Run("DELETE FROM event WHERE utc < $1", {currentBeforeUtc});
-  if (recordsBeforeUtc > 0) database_.Run("DELETE FROM record WHERE utc < $1", {recordsBeforeUtc});
+void Archive::Forget(const std::string& station, std::int64_t currentBeforeUtc, std::int64_t recordsBeforeUtc) {
+  const std::string ofStation = " AND meter IN (SELECT id FROM meter WHERE station = $2)";
+  database_.Run("DELETE FROM current WHERE utc < $1" + ofStation, {currentBeforeUtc * 1000, station});
+  database_.Run("DELETE FROM link WHERE utc < $1" + ofStation, {currentBeforeUtc, station});
+  database_.Run("DELETE FROM event WHERE utc < $1 AND station = $2", {currentBeforeUtc, station});
+  if (recordsBeforeUtc > 0) database_.Run("DELETE FROM record WHERE utc < $1" + ofStation, {recordsBeforeUtc, station});
 }
 
-void Archive::ForgetOldestCurrent() {
-  database_.Run("DELETE FROM current WHERE utc < (SELECT min(utc) + (max(utc) - min(utc)) / 10 + 1 FROM current)");
+void Archive::ForgetOldestCurrent(const std::string& station) {
+  database_.Run(
+      "DELETE FROM current WHERE meter IN (SELECT id FROM meter WHERE station = $1) AND utc < (SELECT min(utc) + (max(utc) - "
+      "min(utc)) / 10 + 1 FROM current c JOIN meter m ON m.id = c.meter WHERE m.station = $2)",
+      {station, station});
 }
 
 }  // namespace ostrel::station

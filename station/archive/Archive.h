@@ -117,10 +117,10 @@ class Archive {
   [[nodiscard]] std::int64_t CountWaiting(const std::string& station);
   void Delivered(const std::string& station, std::int64_t number);
 
-  /// Forgets current values and link figures older than this, and records, when a time is given.
-  void Forget(std::int64_t currentBeforeUtc, std::int64_t recordsBeforeUtc);
-  /// Forgets the oldest tenth of the current values.
-  void ForgetOldestCurrent();
+  /// Forgets a station's current values, events and link figures older than this, and records, when a time is given.
+  void Forget(const std::string& station, std::int64_t currentBeforeUtc, std::int64_t recordsBeforeUtc);
+  /// Forgets the oldest tenth of its current values.
+  void ForgetOldestCurrent(const std::string& station);
 
  private:
   Database& database_;

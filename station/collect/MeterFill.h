@@ -4,10 +4,12 @@
 
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "host/session/Channel.h"
 #include "host/session/HistoryReader.h"
 #include "station/archive/Archive.h"
 #include "station/collect/GapPlan.h"
@@ -16,6 +18,14 @@ namespace ostrel::station {
 
 /// What to ask for in one go: at most so many records of a profile that others wait no longer than a few passes.
 inline constexpr std::int64_t kPortionRecords = 48;
+
+/// The beginning of a meter's memory is felt for in such steps.
+inline constexpr std::int64_t kProbeSeconds = 43'200;
+/// For times that never come.
+inline constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
+
+/// An archive of days, months or years, whose records are known by the calendar.
+[[nodiscard]] inline bool IsCalendar(const host::HistoryTag& tag) { return tag.kind != host::HistoryKind::Profile; }
 
 enum class PortionKind : std::uint8_t {
   Fetch,   // what is missing

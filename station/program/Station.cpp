@@ -203,9 +203,9 @@ void Station::Forget() {
   const ArchiveSettings& settings = settings_.archive;
   const std::int64_t current = settings.keepCurrentDays == 0 ? 0 : now - settings.keepCurrentDays * kDay;
   const std::int64_t records = settings.keepRecordDays == 0 ? 0 : now - settings.keepRecordDays * kDay;
-  writer_.Add([current, records, limit = settings.limitMb * kMegabyte](Archive& archive) {
-    archive.Forget(current, records);
-    if (limit > 0 && archive.Base().SizeBytes() > limit) archive.ForgetOldestCurrent();
+  writer_.Add([station = settings.station, current, records, limit = settings.limitMb * kMegabyte](Archive& archive) {
+    archive.Forget(station, current, records);
+    if (limit > 0 && archive.Base().SizeBytes() > limit) archive.ForgetOldestCurrent(station);
   });
 }
 

@@ -88,6 +88,29 @@ TEST_P(ArchiveTest, TheOutboxGivesNoNumberTwice) {
   EXPECT_EQ("2", archive.Waiting("south", 0, 10).at(0).payload);
 }
 
+TEST_P(ArchiveTest, AStationForgetsItsOwnOnly) {
+  const auto base = OpenDatabase(Where());
+  Migrate(*base);
+  Archive archive(*base);
+  MeterRow south = Row("1");
+  south.place.station = "south";
+  const MeterKey keys[] = {archive.Enter(Row("1")), archive.Enter(south)};
+  for (const MeterKey key : keys) {
+    for (const std::int64_t ms : {1'000, 500'000, 1'000'000})
+      archive.Put(key, 1, CurrentValue{.utcMs = ms, .number = 1, .text = {}, .quality = 192});
+  }
+  const auto count = [&](MeterKey key) {
+    std::int64_t rows = 0;
+    base->Run("SELECT count(*) FROM current WHERE meter = $1", {key}, [&](const station::Row& row) { rows = WholeAt(row, 0); });
+    return rows;
+  };
+  archive.ForgetOldestCurrent("north");
+  EXPECT_EQ(2, count(keys[0]));
+  archive.Forget("north", 900, 900);
+  EXPECT_EQ(1, count(keys[0]));
+  EXPECT_EQ(3, count(keys[1]));
+}
+
 TEST_P(ArchiveTest, ANewerSchemaIsLeftAlone) {
   const std::string where = Where();
   const auto base = OpenDatabase(where);
