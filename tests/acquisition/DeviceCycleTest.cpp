@@ -132,6 +132,14 @@ TEST(DeviceCycle, ReadsTheMetersOwnFactorsOnceWithNeutralOnesBefore) {
   EXPECT_THAT(meter.Take(""), ElementsAre("01 08 11 40", "01 04 00"));
 }
 
+TEST(DeviceCycle, TakesNoFactorsFromAnAnswerOfAnotherLength) {
+  MeterInTurn meter;
+  meter.Add(75);
+  meter.channel.Line().ReplyAlways("01 08 12", "01 01 40");
+  EXPECT_EQ(0U, meter.Cycle());
+  EXPECT_EQ(0U, LoadFlag(meter.Entry().InfoRead));
+}
+
 /// Lets a host thread's one-time reading in as soon as the line is free for the first time after it is armed.
 class IntrudedProtocol final : public CProtocol {
  public:

@@ -66,6 +66,13 @@ TEST(PollThread, StartsOnceAndOpensThePortWithTheFirstRequest) {
   EXPECT_EQ(0, poll.channel.Line().Unreleased());
 }
 
+TEST(PollThread, EndsWithItsObject) {
+  SimulatedChannel channel;
+  channel.AddTag(channel.AddMeter(1, 1), 9);
+  ASSERT_EQ(1U, channel.Protocol().Start());
+  while (channel.Line().RequestCount() == 0) std::this_thread::yield();
+}
+
 TEST(PollThread, PacesPassesByThePeriod) {
   Poll poll({.pollPeriodSeconds = 5});
   poll.AddMeter(1, {75});
@@ -120,6 +127,17 @@ TEST(PollThread, ShowsAMeterAsUncertainWhileItsExchangeIsOff) {
   EXPECT_EQ(kQualityGood, poll.Tag(device, 211).Quality);
   EXPECT_EQ(0, poll.Tag(device, 211).Value.boolVal);
   EXPECT_EQ(0U, poll.channel.Line().RequestCount());
+  // Each time that it is switched on, its factors are read anew before anything is scaled with them.
+  for (std::int64_t time = 3000; time < 30000; time += 20000) {
+    LeaveWrite(poll.Tag(device, 211), 1);
+    poll.channel.Line().ClearRecords();
+    poll.RunTo(time + 10000);
+    EXPECT_EQ("01 08 02", poll.channel.Line().RequestTexts().at(0));
+    EXPECT_EQ(kQualityGood, poll.Tag(device, 9).Quality);
+    LeaveWrite(poll.Tag(device, 211), 0);
+    poll.RunTo(time + 20000);
+    EXPECT_EQ(kQualityUncertain, poll.Tag(device, 9).Quality);
+  }
 }
 
 TEST(PollThread, TreatsEveryMeterAsLostWhileTheChannelIsOff) {

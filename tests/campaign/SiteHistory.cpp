@@ -2,12 +2,12 @@
 #include <algorithm>
 #include <cmath>
 
-#include "Protocol/model/HistoryQuality.h"
 #include "Protocol/history/HistoryTime.h"
+#include "Protocol/model/HistoryQuality.h"
 #include "Protocol/model/TagCatalogue.h"
-#include "simulator/HistoryExpectation.h"
 #include "tests/campaign/Site.h"
 #include "tests/campaign/Violation.h"
+#include "tests/expectation/HistoryExpectation.h"
 
 namespace ostrel::campaign {
 namespace {
@@ -83,7 +83,8 @@ void Site::ListProfile(const Operation& operation, std::uint32_t device) {
   }
   // Who is busy too often may not have told a record, and the walk ended there.
   const bool willing = plan_.meters[operation.meter].spec.busyEvery == 0;
-  if (listed != 0 && willing && !line_.Disturbed(exchanges)) CheckComplete(operation.meter, tag, {ToMeterTime(from), ToMeterTime(to)}, list);
+  if (listed != 0 && willing && !line_.Disturbed(exchanges))
+    CheckComplete(operation.meter, tag, {ToMeterTime(from), ToMeterTime(to)}, list);
 }
 
 // A record time is what the meter's clock showed; a shown time may stand for two.
@@ -92,7 +93,8 @@ void Site::CheckPower(std::size_t meter, std::uint32_t tag, const FILETIME& time
   const std::size_t profile = (tag - kFirstProfile) / 4;
   const sim::MeterTime shown = ToMeterTime(time);
   std::string expectations;
-  for (const std::uint8_t period : {now.settings.profileMinutes[profile], plan_.meters[meter].spec.profileMinutes[profile], std::uint8_t{10}, std::uint8_t{30}}) {
+  for (const std::uint8_t period : {now.settings.profileMinutes[profile], plan_.meters[meter].spec.profileMinutes[profile],
+                                    std::uint8_t{10}, std::uint8_t{30}}) {
     now.settings.profileMinutes[profile] = period;
     for (const sim::MeterTime end : {shown, shown - sim::kHour, shown + sim::kHour}) {
       if (end != now.wall.TimeOf(shown) && now.wall.Shown(end) != shown && now.wall.Shown(end - 60) + 60 != shown) continue;
@@ -102,9 +104,9 @@ void Site::CheckPower(std::size_t meter, std::uint32_t tag, const FILETIME& time
       expectations += " " + std::to_string(expected->value);
     }
   }
-  Violate(Invariant::RightRecords, "meter " + std::to_string(plan_.meters[meter].spec.address) + ", tag " + std::to_string(tag) + ", " +
-                                       TimeText(shown) + ": " + std::to_string(value.Value.fltVal) + ", and the meter has" +
-                                       (expectations.empty() ? " none" : expectations));
+  Violate(Invariant::RightRecords, "meter " + std::to_string(plan_.meters[meter].spec.address) + ", tag " + std::to_string(tag) +
+                                       ", " + TimeText(shown) + ": " + std::to_string(value.Value.fltVal) +
+                                       ", and the meter has" + (expectations.empty() ? " none" : expectations));
 }
 
 // No record between two listed ones, before the first or behind the last is left out. Around the changes of the clock, what is
@@ -118,8 +120,8 @@ void Site::CheckComplete(std::size_t meter, std::uint32_t tag, sim::Period asked
   for (const FILETIME& time : list.Times) listed.insert(ToMeterTime(time) - shift);
   for (const sim::MeterTime end : held) {
     if (end > now.now || listed.contains(end)) continue;
-    Violate(Invariant::RightRecords, "the record of " + TimeText(end + shift) + " was left out of a listing of tag " + std::to_string(tag) +
-                                         " of meter " + std::to_string(plan_.meters[meter].spec.address));
+    Violate(Invariant::RightRecords, "the record of " + TimeText(end + shift) + " was left out of a listing of tag " +
+                                         std::to_string(tag) + " of meter " + std::to_string(plan_.meters[meter].spec.address));
   }
 }
 
@@ -134,7 +136,11 @@ void Site::ReadArchive(const Operation& operation, std::uint32_t device) {
   protocol_->GetHistoryTimestamps(type, tag, device, &from, &to, &list);
   for (std::uint32_t i = 0; i < std::min<std::uint32_t>(list.Times.Size(), 3); ++i) {
     const FILETIME time = list.Times[(i * 7) % list.Times.Size()];
-    const HistoryItem item{.hostWord0_ = 0, .DeviceIndex = device, .hostWord8_ = 0, .MeterType = type, .TagId = tag,
+    const HistoryItem item{.hostWord0_ = 0,
+                           .DeviceIndex = device,
+                           .hostWord8_ = 0,
+                           .MeterType = type,
+                           .TagId = tag,
                            .Tariff = static_cast<std::uint8_t>(((tag - (tag < 40120 ? 40000 : 40120)) % 9 + 1) % 9)};
     HistoryValue value{};
     value.Quality = kUntouched;

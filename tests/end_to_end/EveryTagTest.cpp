@@ -5,8 +5,9 @@
 #include <cmath>
 
 #include "Protocol/model/TagCatalogue.h"
-#include "simulator/Expectation.h"
 #include "tests/end_to_end/Programs.h"
+#include "tests/expectation/Expectation.h"
+#include "tests/support/SimulatedLine.h"
 
 namespace ostrel::test {
 namespace {
@@ -30,10 +31,7 @@ void Compare(const sim::Expected& expected, const nlohmann::json& shown) {
 
 /// How many tags were compared.
 int CompareMeter(std::uint32_t type, const HostRun& run) {
-  sim::MeterSpec spec;
-  std::string error;
-  EXPECT_TRUE(sim::ParseMeterSpec(SimulatedMeter(type), spec, error)) << error;
-  sim::Meter meter(spec, 1);
+  sim::Meter meter(Spec(SimulatedMeter(type)), 1);
   int compared = 0;
   for (std::uint32_t number = 0; number < kDaTagCount; ++number) {
     const auto expected = sim::ExpectedTag(meter.View(0), number, kEventLog);

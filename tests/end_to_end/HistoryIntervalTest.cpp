@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "host/session/HistoryInterval.h"
-#include "simulator/HistoryExpectation.h"
 #include "tests/end_to_end/HistoryRun.h"
+#include "tests/expectation/HistoryExpectation.h"
 
 namespace ostrel::test {
 namespace {

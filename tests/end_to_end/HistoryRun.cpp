@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+#include "tests/support/SimulatedLine.h"
+
 namespace ostrel::test {
 
 History ParseHistory(const HostRun& run) {
@@ -29,12 +31,7 @@ void StartMeter(Bench& bench, std::uint32_t type, const std::string& more) {
   bench.Configure("timeout_ms = 200", MeterTable("m", 1, type));
 }
 
-sim::Meter ModelOf(const std::string& text) {
-  sim::MeterSpec spec;
-  std::string error;
-  EXPECT_TRUE(sim::ParseMeterSpec(text, spec, error)) << error;
-  return sim::Meter(spec, 1);
-}
+sim::Meter ModelOf(const std::string& text) { return sim::Meter(Spec(text), 1); }
 
 void ExpectNear(double expected, double value, double summands, const std::string& what) {
   EXPECT_NEAR(expected, value, std::fabs(expected) * 1.2e-7 * summands + 1e-9) << what;

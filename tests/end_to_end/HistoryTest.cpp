@@ -4,10 +4,9 @@
 #include <signal.h>
 
 #include <cmath>
-#include <numeric>
 
-#include "simulator/HistoryExpectation.h"
 #include "tests/end_to_end/HistoryRun.h"
+#include "tests/expectation/HistoryExpectation.h"
 
 namespace ostrel::test {
 namespace {
@@ -20,10 +19,6 @@ constexpr int kGood = 0x000400C0;
 constexpr int kBad = 0x00040000;
 
 constexpr const char* kClock = "at=2026-11-20T10:40:00";
-
-double Total(const Series& series) {
-  return std::accumulate(series.begin(), series.end(), 0.0, [](double sum, const auto& record) { return sum + record.second; });
-}
 
 /// How many records of the tag were right.
 int CompareTag(const sim::MeterView& view, int id, const Series& series) {
@@ -65,49 +60,11 @@ void CompareType(std::uint32_t type) {
   EXPECT_EQ(1U, profiles.tags.count(40108));
 }
 
-class HistoryOfType : public testing::TestWithParam<std::uint32_t> {};
-TEST_P(HistoryOfType, IsTheMetersModel) { CompareType(GetParam()); }
-INSTANTIATE_TEST_SUITE_P(EachType, HistoryOfType, testing::ValuesIn(kMeterTypes));
-
-// What the host printed, held against itself: energy is energy, whichever archive it comes from. A pulse is 0.2 kWh here, and
-// the powers are floats.
-constexpr double kHalfPulse = 100.0 * 20 / (2 * 5000) / 2;
-
-TEST(HistoryAgrees, ProfileDayReadingsAndMonths) {
-  Bench bench;
-  StartMeter(bench, 6, "at=2026-11-20T10:40:00:period=30");
-  const History history = ReadHistory(bench, {"40044", "40164"}, "2026-09-01", "2026-12-01");
-  const Series& months = history.tags.at(40044);
-  const Series& readings = history.tags.at(40164);
-  for (const auto& [begin, end] :
-       {std::pair("2026-09-01T00:00:00", "2026-10-01T00:00:00"), {"2026-10-01T00:00:00", "2026-11-01T00:00:00"}}) {
-    EXPECT_NEAR(months.at(end), readings.at(end) - readings.at(begin), kHalfPulse) << end;
-  }
-  const History last = ReadHistory(bench, {"40008", "40128", "40108"}, "2026-11-19T00:00", "2026-11-20T00:30");
-  const Series& today = last.tags.at(40128);
-  const double day = last.tags.at(40008).at("2026-11-20T00:00:00");
-  EXPECT_NEAR(day, today.at("2026-11-20T00:00:00") - today.at("2026-11-19T00:00:00"), kHalfPulse);
-  Series profile = last.tags.at(40108);
-  profile.erase("2026-11-19T00:00:00");  // ends the day before
-  EXPECT_EQ(48U, profile.size());
-  EXPECT_NEAR(day, Total(profile) / 2, kHalfPulse);
-
-  sim::Meter meter = ModelOf(MeterText(1, 6, kClock));
-  const sim::Period twoHours{*sim::ParseMeterTime("2026-11-19T17:00:00"), *sim::ParseMeterTime("2026-11-19T19:00:00")};
-  const double halves = profile.at("2026-11-19T17:30:00") + profile.at("2026-11-19T18:00:00") +
-                        profile.at("2026-11-19T18:30:00") + profile.at("2026-11-19T19:00:00");
-  EXPECT_NEAR(sim::ExpectedEnergy(meter.View(0), 0, 0, twoHours), halves / 2, kHalfPulse);
+TEST(HistoryCommand, ShowsTheMetersModel) {
+  for (const std::uint32_t type : {8U, 12U}) CompareType(type);
 }
 
-TEST(HistoryAgrees, ThirtyDaysAreTheirMonth) {
-  Bench bench;
-  StartMeter(bench, 8, "at=2026-12-01T00:30:00");
-  const History history = ReadHistory(bench, {"40008", "40044"}, "2026-11-02", "2026-12-02");
-  EXPECT_EQ(30U, history.tags.at(40008).size());
-  EXPECT_NEAR(history.tags.at(40044).at("2026-12-01T00:00:00"), Total(history.tags.at(40008)), kHalfPulse);
-}
-
-TEST(HistoryWalk, LeavesOutWhatIsNotThere) {
+TEST(HistoryCommand, LeavesOutWhatIsNotThere) {
   Bench bench;
   StartMeter(bench, 1, "at=2026-11-20T10:40:00:period=30:powercut=2026-11-20T04:10:00/2026-11-20T07:20:00:searchpolls=3");
   const History history = ReadHistory(bench, {"40108"}, "2026-11-20T03:30", "2026-11-20T12:00");
@@ -121,37 +78,6 @@ TEST(HistoryWalk, LeavesOutWhatIsNotThere) {
   EXPECT_EQ(kBad, quality("05:00"));
   EXPECT_EQ(kGood, quality("08:00"));
   EXPECT_EQ(kBad, quality("11:00")) << "still running";
-}
-
-TEST(HistoryWalk, CrossesTheRingsWrapAndEndsAtItsOldestHour) {
-  Bench bench;
-  StartMeter(bench, 1, "at=2026-11-20T10:40:00:period=60");
-  // 4096 blocks of two units: the newest is that of 10:00, so the oldest hour began 4095 hours before.
-  const History history = ReadHistory(bench, {"40108"}, "2026-06-02T00:00", "2026-06-03T00:00");
-  EXPECT_EQ(0, history.exitCode) << history.errors;
-  EXPECT_EQ("2026-06-02T20:00:00", history.tags.at(40108).begin()->first);
-  sim::Meter meter = ModelOf(MeterText(1, 1, "at=2026-11-20T10:40:00:period=60"));
-  EXPECT_EQ(4, CompareTag(meter.View(0), 40108, history.tags.at(40108)));
-}
-
-TEST(HistoryWalk, CrossesBothChangesOfTheClock) {
-  const struct {
-    const char* now;
-    const char* from;
-    const char* to;
-    std::vector<std::string> times;
-  } rows[] = {
-      {"2026-03-30T10:00:00", "2026-03-29T01:00", "2026-03-29T04:30", {"01:00", "01:30", "02:00", "03:30", "04:00"}},
-      {"2026-10-26T10:00:00", "2026-10-25T01:30", "2026-10-25T03:30", {"01:30", "02:00", "02:30", "03:00"}},
-  };
-  for (const auto& row : rows) {
-    Bench bench;
-    StartMeter(bench, 1, std::string("at=") + row.now + ":period=30:dst=1");
-    std::vector<std::string> times;
-    const History history = ReadHistory(bench, {"40108"}, row.from, row.to);
-    for (const auto& [time, value] : history.tags.at(40108)) times.push_back(time.substr(11, 5));
-    EXPECT_EQ(row.times, times) << row.now;
-  }
 }
 
 TEST(HistoryCommand, TakesIntervalsAsTheyAre) {

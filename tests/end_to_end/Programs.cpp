@@ -43,13 +43,6 @@ void AddTag(HostRun& run, const nlohmann::json& event) {
 
 }  // namespace
 
-std::string FileText(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
-
 Background::Background(const std::string& program, const std::vector<std::string>& arguments, const std::string& outputFile)
     : output_(outputFile), process_(Launch(program, arguments, outputFile)) {}
 

@@ -87,7 +87,6 @@ inline constexpr std::uint32_t kMeterTypes[] = {0, 1, 2, 3, 6, 7, 8, 11, 12};
 /// A meter as ostrel-meter takes it, behind transformers where its type has their coefficients.
 [[nodiscard]] std::string MeterText(std::uint32_t address, std::uint32_t type, const std::string& settings);
 
-/// The whole of a file, empty when it is not there.
-[[nodiscard]] std::string FileText(const std::string& path);
+[[nodiscard]] inline std::string FileText(const std::string& path) { return ReadBytes(path); }
 
 }  // namespace ostrel::test

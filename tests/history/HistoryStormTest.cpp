@@ -8,8 +8,8 @@
 #include <mutex>
 #include <thread>
 
-#include "simulator/Expectation.h"
-#include "simulator/HistoryExpectation.h"
+#include "tests/expectation/Expectation.h"
+#include "tests/expectation/HistoryExpectation.h"
 #include "tests/history/HistoryChannel.h"
 
 namespace ostrel::test {

@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "Protocol/model/TagCatalogue.h"
-#include "simulator/HistoryExpectation.h"
+#include "tests/expectation/HistoryExpectation.h"
 #include "tests/history/HistoryChannel.h"
 #include "tests/support/TimeZone.h"
 

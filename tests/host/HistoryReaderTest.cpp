@@ -121,6 +121,14 @@ TEST(HistoryReader, AnyIntervalIsItsPartOfTheWholeMemory) {
   }
 }
 
+TEST(HistoryReader, TagsHaveTheirUnits) {
+  const std::pair<std::uint32_t, std::string> rows[] = {{40017, "kWh"},  {40018, "kvarh"}, {40109, "kW"},   {40110, "kvar"},
+                                                        {40119, "kvar"}, {40137, "kWh"},   {40227, "kvarh"}};
+  for (const auto& [id, unit] : rows) {
+    EXPECT_EQ(unit, DescribeHistoryTag({.id = id, .name = {}, .descriptor = {}}, std::nullopt).unit) << id;
+  }
+}
+
 TEST(HistoryReader, AnArchiveEndsWithTheMeterThatFellSilent) {
   ReadMeter meter("at=2026-11-20T10:40:00");
   meter.silentFrom = 20;

@@ -20,6 +20,7 @@ struct ReadCase {
   std::vector<Piece> pieces;  // after the request
   std::uint32_t baud = 9600;
   std::uint32_t gapMs = 0;
+  std::uint32_t quietMs = 5;
   std::size_t wanted = 300;
   std::size_t count = 0;
   std::int64_t tookMs = 0;
@@ -31,7 +32,7 @@ std::vector<Piece> SingleBytes(std::int64_t firstMs, std::int64_t apartMs, std::
   return pieces;
 }
 
-// Time-outs are 500 ms for the beginning and 5 ms of quiet, as at 9600 baud.
+// Time-outs are 500 ms for the beginning and, if nothing is said, 5 ms of quiet, as at 9600 baud.
 TEST(PortLine, ReadEndsByCountByQuietOrBySilence) {
   const ReadCase cases[] = {
       {.name = "wanted count", .pieces = {{20, 19}}, .wanted = 19, .count = 19, .tookMs = 20},
@@ -42,6 +43,7 @@ TEST(PortLine, ReadEndsByCountByQuietOrBySilence) {
       {.name = "single bytes", .pieces = SingleBytes(20, 4, 19), .count = 19, .tookMs = 20 + 18 * 4 + 5},
       {.name = "a pause ends it", .pieces = {{20, 4}, {26, 15}}, .count = 4, .tookMs = 25},
       {.name = "a transport with gaps waits longer", .pieces = {{20, 4}, {36, 15}}, .gapMs = 20, .count = 19, .tookMs = 56},
+      {.name = "a longer quiet", .pieces = {{20, 4}, {55, 15}}, .quietMs = 40, .count = 19, .tookMs = 55 + 40},
       // Two characters of eleven bits are 73.3 ms at 300 baud.
       {.name = "two characters of a slow line", .pieces = {{20, 1}, {93, 3}}, .baud = 300, .count = 4, .tookMs = 93 + 74},
       {.name = "more than wanted", .pieces = {{20, 8}}, .wanted = 4, .count = 4, .tookMs = 20},
@@ -54,7 +56,7 @@ TEST(PortLine, ReadEndsByCountByQuietOrBySilence) {
     line.gapMs = row.gapMs;
     PortLine port(std::make_unique<FakeStream>(line), {.lateGuardMs = 0});
     ASSERT_TRUE(port.SetMode({.baud = row.baud}));
-    port.SetTimeouts(500, 5);
+    port.SetTimeouts(500, row.quietMs);
     for (const Piece& piece : row.pieces) line.Arrive(piece.atMs, Bytes(piece.bytes, 0xAA));
     Bytes buffer(300);
     EXPECT_EQ(row.count, port.Receive(buffer.data(), row.wanted).count);
@@ -62,15 +64,18 @@ TEST(PortLine, ReadEndsByCountByQuietOrBySilence) {
   }
 }
 
-TEST(PortLine, FreshLineIsWaitedForOnce) {
-  ClockInPlace time;
-  FakeLine line{.clock = time.clock};
-  PortLine port(std::make_unique<FakeStream>(line), {.lateGuardMs = 100});
-  line.Arrive(50, {7, 7});
-  EXPECT_TRUE(port.Purge());
-  EXPECT_EQ(50 + 5 + 100, time.clock.Elapsed());  // what came ends with its own quiet
-  EXPECT_TRUE(port.Purge());
-  EXPECT_EQ(50 + 5 + 100, time.clock.Elapsed());
+TEST(PortLine, FreshLineIsWaitedForOnceWhateverLiesOnIt) {
+  for (const std::size_t stale : {2U, 301U, 1000U}) {
+    ClockInPlace time;
+    FakeLine line{.clock = time.clock};
+    PortLine port(std::make_unique<FakeStream>(line), {.lateGuardMs = 100});
+    line.Arrive(50, Bytes(stale, 7));
+    for (int twice = 0; twice < 2; ++twice) {
+      EXPECT_TRUE(port.Purge());
+      EXPECT_EQ(50 + 5 + 100, time.clock.Elapsed()) << stale;  // what came ends with its own quiet
+    }
+    EXPECT_TRUE(line.arrivals.empty());
+  }
 }
 
 // A frame of four bytes is a meter's status, so these answers have a byte of data. Whatever is asked gets `answers`.

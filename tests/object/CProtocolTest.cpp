@@ -37,37 +37,6 @@ DeviceConfig Config(std::uint32_t address) {
   return config;
 }
 
-TEST(CProtocol, GivesTheSameThreeFacesFromEachFace) {
-  IProtocol* const protocol = NewProtocol();
-  const IID ids[] = {IID_IUnknown, IID_IProtocol, IID_IBrowser, IID_IEnumTypes};
-  void* faces[4] = {};
-  for (int i = 0; i < 4; ++i) ASSERT_EQ(S_OK, protocol->QueryInterface(ids[i], &faces[i])) << i;
-  EXPECT_EQ(faces[0], faces[1]);
-  EXPECT_NE(faces[1], faces[2]);
-  EXPECT_NE(faces[2], faces[3]);
-  for (int from = 1; from < 4; ++from) {
-    for (int i = 0; i < 4; ++i) {
-      void* face = nullptr;
-      ASSERT_EQ(S_OK, static_cast<IUnknown*>(faces[from])->QueryInterface(ids[i], &face)) << from << " " << i;
-      EXPECT_EQ(faces[i], face) << from << " " << i;
-      static_cast<IUnknown*>(face)->Release();
-    }
-  }
-  for (int i = 0; i < 4; ++i) static_cast<IUnknown*>(faces[i])->Release();
-  EXPECT_EQ(0U, protocol->Release());
-}
-
-TEST(CProtocol, RefusesOtherInterfacesWithoutAReference) {
-  IProtocol* const protocol = NewProtocol();
-  void* face = protocol;
-  EXPECT_EQ(E_NOINTERFACE, protocol->QueryInterface(IID_IClassFactory, &face));
-  EXPECT_EQ(nullptr, face);
-  EXPECT_EQ(E_POINTER, protocol->QueryInterface(IID_IProtocol, nullptr));
-  EXPECT_EQ(2U, protocol->AddRef());
-  protocol->Release();
-  EXPECT_EQ(0U, protocol->Release());
-}
-
 /// Says its number when it is ended.
 class NamedTag final : public CDeviceTag {
  public:
@@ -209,29 +178,6 @@ TEST(CProtocol, CopiesTheHostsRecordWithItsContainers) {
   EXPECT_EQ(0x1234, entry.ProfileStore2[0].Address);
   EXPECT_NE(config.ProfileStore2.begin(), entry.ProfileStore2.begin());
   EXPECT_EQ(40112U, config.ProfileStore2[0].TagId);
-  protocol->Release();
-}
-
-TEST(CProtocol, LocksMayBeEnteredAgainAndExcludeOthers) {
-  IProtocol* const protocol = NewProtocol();
-  using Operation = std::uint32_t (STDMETHODCALLTYPE IProtocol::*)();
-  const std::pair<Operation, Operation> locks[] = {{&IProtocol::LockExchange, &IProtocol::UnlockExchange},
-                                                   {&IProtocol::Lock, &IProtocol::Unlock},
-                                                   {&IProtocol::LockPoll, &IProtocol::UnlockPoll}};
-  for (const auto& [enter, leave] : locks) {
-    EXPECT_EQ(1U, (protocol->*enter)());
-    EXPECT_EQ(1U, (protocol->*enter)());
-    int order = 0;
-    std::thread other([&, enter = enter, leave = leave] {
-      (protocol->*enter)();
-      EXPECT_EQ(1, order) << "entered while another thread held it";
-      (protocol->*leave)();
-    });
-    EXPECT_EQ(1U, (protocol->*leave)());
-    order = 1;
-    EXPECT_EQ(1U, (protocol->*leave)());
-    other.join();
-  }
   protocol->Release();
 }
 

@@ -15,19 +15,6 @@ using sim::PowerKind;
 
 constexpr MeterTime kMorning = 1795341600;  // 2026-11-22 10:00:00
 
-TEST(Model, PowersOfThePhasesMakeTheirSum) {
-  for (const sim::MeterType& type : sim::AllMeterTypes()) {
-    const Model model(Spec("1:" + std::to_string(type.id)), 7);
-    for (const auto kind : {PowerKind::Active, PowerKind::Reactive, PowerKind::Apparent}) {
-      std::int64_t phases = 0;
-      for (int phase = 1; phase <= 3; ++phase) phases += model.PowerRegister(kind, phase, kMorning);
-      EXPECT_EQ(model.PowerRegister(kind, 0, kMorning), phases) << type.id;
-      EXPECT_NE(phases, 0);
-      EXPECT_LT(std::abs(phases), 1 << 22) << type.id;
-    }
-  }
-}
-
 /// Registers against power summed second by second: half an hour around noon that exports for six minutes.
 TEST(Model, EnergyIsTheIntegralOfPower) {
   for (const char* spec : {"1:1", "2:8:constant=6250", "3:12", "4:11:constant=250"}) {

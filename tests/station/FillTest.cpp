@@ -7,10 +7,10 @@
 #include "host/session/Channel.h"
 #include "platform/clock.h"
 #include "platform/virtual_clock.h"
-#include "simulator/HistoryExpectation.h"
 #include "station/archive/Schema.h"
 #include "station/collect/Completeness.h"
 #include "station/collect/MeterFill.h"
+#include "tests/expectation/HistoryExpectation.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/TimeZone.h"
 

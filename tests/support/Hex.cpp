@@ -3,17 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <charconv>
 
 namespace ostrel::test {
 namespace {
 
 constexpr std::string_view kDigits = "0123456789ABCDEF";
-
-int DigitValue(char digit) {
-  if (digit >= 'a' && digit <= 'f') digit = static_cast<char>(digit - 'a' + 'A');
-  const std::size_t value = kDigits.find(digit);
-  return value == std::string_view::npos ? -1 : static_cast<int>(value);
-}
 
 constexpr std::array<std::uint16_t, 256> MakeCheckTable() {
   std::array<std::uint16_t, 256> table{};
@@ -30,23 +25,14 @@ constexpr auto kCheckTable = MakeCheckTable();
 }  // namespace
 
 Bytes Hex(std::string_view text) {
-  Bytes bytes;
-  int high = -1;
-  for (const char character : text) {
-    if (character == ' ') continue;
-    const int value = DigitValue(character);
-    if (value < 0) {
-      ADD_FAILURE() << "not hexadecimal: " << text;
-      return bytes;
-    }
-    if (high < 0) {
-      high = value;
-    } else {
-      bytes.push_back(static_cast<std::uint8_t>(high * 16 + value));
-      high = -1;
-    }
+  std::string digits(text);
+  std::erase(digits, ' ');
+  Bytes bytes(digits.size() / 2);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const char* const end = digits.data() + 2 * i + 2;
+    EXPECT_EQ(end, std::from_chars(end - 2, end, bytes[i], 16).ptr) << "not hexadecimal: " << text;
   }
-  if (high >= 0) ADD_FAILURE() << "half a byte at the end: " << text;
+  EXPECT_EQ(0U, digits.size() % 2) << "half a byte at the end: " << text;
   return bytes;
 }
 

@@ -12,7 +12,7 @@ namespace ostrel::test {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// Bytes of hexadecimal digits; blanks are ignored. Anything else fails the test and ends the text there.
+/// Bytes of hexadecimal digits; blanks are ignored, anything else fails the test.
 [[nodiscard]] Bytes Hex(std::string_view text);
 
 /// The same with the check appended.

@@ -94,16 +94,21 @@ HRESULT SimulatedLine::CreatePortObject(std::uint32_t kind, REFIID iid, std::uin
   EXPECT_TRUE(platform::SameGuid(iid, IID_IPortObject));
   const HRESULT result = Call("CreatePortObject", {kind});
   if (FAILED(result)) return result;
-  *cookie = ++lastCookie_;
-  cookies_.push_back(lastCookie_);
+  {
+    const Guard guard(mutex_);
+    *cookie = ++lastCookie_;
+    cookies_.push_back(lastCookie_);
+  }
   port_->AddRef();
   *object = static_cast<IPortObject*>(port_.get());
   return S_OK;
 }
 
 HRESULT SimulatedLine::ReleasePortObject(std::uint32_t cookie) {
+  const HRESULT result = Call("ReleasePortObject", {cookie});
+  const Guard guard(mutex_);
   EXPECT_EQ(1U, std::erase(cookies_, cookie)) << "cookie given back twice or never handed out: " << cookie;
-  return Call("ReleasePortObject", {cookie});
+  return result;
 }
 
 // --- the script
@@ -147,7 +152,7 @@ void SimulatedLine::ClearRecords() {
   requestCount_ = 0;
 }
 
-int SimulatedLine::Unreleased() const { return references_ + static_cast<int>(cookies_.size()); }
+int SimulatedLine::Unreleased() const { return references_ + static_cast<int>(Get(cookies_).size()); }
 
 HRESULT SimulatedLine::Call(std::string_view name, std::initializer_list<std::uint32_t> numbers, std::string_view text) {
   const SparedMemory spared;
@@ -244,7 +249,7 @@ HRESULT SimulatedLine::Receive(std::uint8_t* buffer, std::uint32_t* length) {
   if (fails) return Call("Read", {wanted}, "-> failure"), E_FAIL;
   Call("Read", {wanted}, keepsRecords ? "-> " + std::to_string(got) : "");
   *length = got;
-  if (const std::uint32_t pause = got != 0 ? Get(readPause_) : wanted != 0 ? answerTimeout_ : 0; pause != 0)
+  if (const std::uint32_t pause = got != 0 ? Get(readPause_) : wanted != 0 ? answerTimeout_.load() : 0; pause != 0)
     platform::Sleep(pause);
   return S_OK;
 }

@@ -112,10 +112,10 @@ class SimulatedLine final : public IObjectProvider {
   bool readFails_ = false;
   std::size_t cut_ = 0;
   std::uint32_t readPause_ = 0;
-  std::uint32_t answerTimeout_ = 0;
+  std::atomic<std::uint32_t> answerTimeout_ = 0;
   std::uint32_t lastCookie_ = 0;
   std::vector<std::uint32_t> cookies_;
-  int references_ = 0;
+  std::atomic<int> references_ = 0;
   std::size_t requestCount_ = 0;
   std::vector<SentRequest> requests_;
   std::vector<std::string> calls_;

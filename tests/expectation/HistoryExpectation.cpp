@@ -1,9 +1,9 @@
-#include "simulator/HistoryExpectation.h"
+#include "tests/expectation/HistoryExpectation.h"
 
 #include <algorithm>
 
-#include "simulator/Expectation.h"
 #include "simulator/ProfileMemory.h"
+#include "tests/expectation/Expectation.h"
 
 namespace ostrel::sim {
 namespace {

@@ -1,4 +1,4 @@
-#include "simulator/Expectation.h"
+#include "tests/expectation/Expectation.h"
 
 #include <cmath>
 #include <cstdio>
