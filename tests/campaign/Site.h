@@ -134,6 +134,8 @@ class Site {
   std::int64_t awakeBegan_ = 0;
   std::int64_t lineBegan_ = 0;
   std::uint32_t passThread_ = 0;
+  std::uint32_t faultsBefore_ = 0;
+  std::uint32_t faultsNow_ = 0;
   bool wholePass_ = false;
   std::uint8_t lastPolled_ = 0;
   std::set<std::uint8_t> polled_;  // addresses asked in this pass by the poll thread

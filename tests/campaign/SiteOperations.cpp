@@ -240,7 +240,7 @@ void Site::Do(const Operation& operation) {
       return Restart();
     case OperationKind::SignalAndStart:
       protocol_->SignalStop();
-      passThread_ = 0;  // the next pass need not wait for its time
+      passThread_ = 0;
       scheduler.Sleep(static_cast<std::int64_t>(operation.salt % 3000));
       return Start();
     case OperationKind::WrongClock:

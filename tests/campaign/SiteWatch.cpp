@@ -119,6 +119,7 @@ void Site::PassEnds() {
   const OwnWork own;
   for (const auto& tag : tags_) Look(*tag);
   if (wholePass_ && protocol_->Running != 0) CheckFresh();
+  if (protocol_->Running == 0) passThread_ = 0;  // the next one need not wait for its time
   CheckRestorations();
   CheckShare();
 }
@@ -129,7 +130,9 @@ void Site::CheckShare() {
   constexpr std::int64_t kMostHeldUpMs = 10'000;
   const std::int64_t took = Scheduler::Current()->Awake() - awakeBegan_;
   const std::int64_t explained = line_.Spent() - lineBegan_;
-  const std::int64_t bound = explained * 3 / 2 + 400 * static_cast<std::int64_t>(devices_.size() + 1) + kMostHeldUpMs;
+  const std::int64_t disturbed = 1 + line_.Applied() - faultsBefore_;  // in this pass and the one before
+  faultsBefore_ = std::exchange(faultsNow_, line_.Applied());
+  const std::int64_t bound = explained * 3 / 2 + 400 * static_cast<std::int64_t>(devices_.size() + 1) + disturbed * kMostHeldUpMs;
   if (took > bound && line_.NoisyUntil() < time_.True() - took) {
     Violate(Invariant::FairShare, "a pass took " + std::to_string(took) + " ms, of them " + std::to_string(explained) + " on the line");
   }
@@ -251,7 +254,7 @@ void Site::LogLine(std::string_view line) {
   for (const char each : text) Scheduler::Current()->Note(static_cast<std::uint8_t>(each));
   // An opening of the access channel tells its own outcome, and the transaction that needed it another; a port that cannot be
   // opened fails one after another at once.
-  const bool both = line_.Failed() || line_.Record().empty() || line_.Record().back().request[1] == kOpenChannel;
+  const bool both = line_.Failed() || protocol_->Running == 0 || line_.Record().empty() || line_.Record().back().request[1] == kOpenChannel;
   if (text == lastLine_ && !both && text.find("COM-порта") == std::string::npos) Violate(Invariant::LogOnce, "the log says twice: " + text);
   lastLine_ = text;
   if (text.find("Восстановление связи") == std::string::npos) return;
@@ -280,7 +283,8 @@ std::string Site::WhyNotWell() const {
   for (const auto& tag : tags_) {
     const MeterPlan& plan = plan_.meters[tag->meter];
     const bool refuses = plan.spec.busyEvery != 0 && plan_.retries == 1;
-    if (plan.twin || refuses || tag->usedSince < 0 || IsOwn(tag->number) || IsLog(tag->number)) continue;
+    const bool dark = !line_.Meters()[tag->meter]->View(time_.True()).model.HasPower(line_.Meters()[tag->meter]->View(time_.True()).now);
+    if (plan.twin || refuses || dark || tag->usedSince < 0 || IsOwn(tag->number) || IsLog(tag->number)) continue;
     if (tag->tag->Quality == kQualityGood) continue;
     return "tag " + std::to_string(tag->number) + " of meter " + std::to_string(plan.spec.address) + " has quality " +
            std::to_string(tag->tag->Quality);
