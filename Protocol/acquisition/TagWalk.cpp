@@ -4,6 +4,7 @@
 #include "Protocol/acquisition/TagMarking.h"
 #include "Protocol/acquisition/TagWriter.h"
 #include "Protocol/link/LineGuard.h"
+#include "Protocol/meter/MeterInfo.h"
 #include "Protocol/meter/Meters.h"
 #include "Protocol/model/TagCatalogue.h"
 
@@ -65,12 +66,16 @@ void ClearUpdated(Meters& meters, std::uint32_t device) {
   for (CDeviceTag* tag : entry->Tags) tag->Updated = 0;
 }
 
+// A client's write may switch the meter's exchange on in the middle of the walk. What it was asked before that is not known, so
+// its factors come first: the tags behind would be scaled with neutral ones and look good.
 std::uint32_t ServeTags(Meters& meters, std::uint32_t device) {
+  const bool switchedOff = LoadFlag(meters.Device(device)->ExchangeOn) == 0;
   for (std::uint32_t i = 0; i < meters.Device(device)->Tags.Size(); ++i) {
     CDeviceTag& tag = *meters.Device(device)->Tags[i];
     if (tag.InUse() == 0) continue;
     if (meters.Running == 0) return 1;
     if (BeginServing(meters, tag, device) != Reading::Due) continue;
+    if (switchedOff && LoadFlag(meters.Device(device)->ExchangeOn) != 0 && ReadInfoOnce(meters, device) == 0) return 0;
     ServedAnswer answer;
     if (!ReadOne(meters, tag, device, answer)) return 0;
     ShareAnswer(meters, device, i, answer);
