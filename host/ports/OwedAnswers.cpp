@@ -122,6 +122,11 @@ bool OwedAnswers::IsBelievable(const Arrival& arrival) const {
 bool OwedAnswers::Came(Bytes frame, std::uint32_t tick) {
   if (current_.request.empty() || frame.size() < kStatusFrame) return false;
   Forget(tick);
+  // No reading is answered by "done": it is another command's, come a second time, and this one's own answer is still owed.
+  if (!IsCommand(current_.request) && frame.size() == kStatusFrame && frame[1] == 0) {
+    doubles_ = true;
+    return false;
+  }
   came_.push_back({Frame(frame.begin(), frame.end()), tick});
   const Arrival believed = came_.back();
   if (!IsBelievable(believed)) return false;
