@@ -58,10 +58,10 @@ void Line::Check(std::span<const std::uint8_t> request) {
   if (!awaited_ && drills_ == DrillsFired()) Violate(Invariant::Accounted, "a request was sent and nobody waited for the answer to the one before");
   const auto inTime = [this](const Arrival& each) { return each.answers == exchanges_ && each.atUs <= (sentMs_ + plan_.timeoutMs) * 1000; };
   // Who was disturbed a moment ago may be wrong about what comes; the next ones show whether he takes harm.
-  const bool undisturbed = exchanges_ > lastFaultAt_ + 2 && drills_ == DrillsFired() && std::ranges::all_of(arrivals_, [](const Arrival& each) { return each.answers != 0; });
+  const bool undisturbed = exchanges_ > lastFaultAt_ + 2 && drills_ == DrillsFired() && !strayHeard_ && std::ranges::all_of(arrivals_, [](const Arrival& each) { return each.answers != 0; });
   if (undisturbed && std::ranges::any_of(arrivals_, inTime))
     Violate(Invariant::NotTooEarly, "a request was sent while the answer to the one before was coming");
-  if (now - busyUntilMs_ < plan_.preSendPauseMs && drills_ == DrillsFired()) Violate(Invariant::NotTooEarly, "the pause before sending was not kept");
+  if (undisturbed && now - busyUntilMs_ < plan_.preSendPauseMs) Violate(Invariant::NotTooEarly, "the pause before sending was not kept");
   if (sending) sending(request);
 }
 
@@ -121,6 +121,7 @@ bool Line::Send(std::span<const std::uint8_t> request) {
   ++exchanges_;
   sentMs_ = busyUntilMs_ = time_.True();
   awaited_ = false;
+  strayHeard_ = false;
   asked = request[0];
   drills_ = DrillsFired();
   Note(passing, truth);
@@ -176,6 +177,7 @@ std::size_t Line::Receive(std::uint8_t* buffer, std::size_t size, std::uint32_t 
     std::size_t count = 0;
     while (count < size && !arrivals_.empty() && arrivals_.front().atUs <= NowUs()) {
       buffer[count++] = arrivals_.front().byte;
+      strayHeard_ = strayHeard_ || (arrivals_.front().answers != exchanges_ && arrivals_.front().answers != 0);
       arrivals_.pop_front();
     }
     if (count != 0 || NowUs() >= deadline) {

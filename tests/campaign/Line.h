@@ -114,6 +114,7 @@ class Line {
   std::int64_t lastArrivalUs_ = 0;
   std::int64_t sentMs_ = -1'000'000;
   std::uint32_t drills_ = 0;
+  bool strayHeard_ = false;  // since the last request an answer to an earlier one came
   bool awaited_ = true;  // somebody has waited for the answer to the last request
   std::int64_t busyUntilMs_ = -1'000'000;  // of the last thing that happened on the wire
   Bytes heldBack_;

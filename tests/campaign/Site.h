@@ -64,7 +64,7 @@ class Site {
   [[nodiscard]] const Line& Wire() const { return line_; }
 
   // --- told by the plug-in's object
-  void PassBegins();
+  void PassBegins(std::int64_t wanted);
   void PassEnds();
   void CommandPasses(std::span<const std::uint8_t> request);
   void TagEnds(CDeviceTag* tag);
@@ -130,6 +130,7 @@ class Site {
   std::vector<std::unique_ptr<WatchedTag>> tags_;
   std::map<CDeviceTag*, int> ended_;
   std::vector<Fibre*> historyThreads_;
+  std::int64_t passWanted_ = 0;
   std::int64_t passBegan_ = 0;
   std::int64_t awakeBegan_ = 0;
   std::int64_t lineBegan_ = 0;

@@ -89,6 +89,11 @@ void Site::ListProfile(const Operation& operation, std::uint32_t device) {
 // A record time is what the meter's clock showed; a shown time may stand for two.
 void Site::CheckPower(std::size_t meter, std::uint32_t tag, const FILETIME& time, const HistoryValue& value) {
   Moment now = MomentOf(meter);
+  // What was read before the factors were written stays as it was; around a change of the clock the host's programs ask otherwise.
+  const sim::MeterSpec& spec = plan_.meters[meter].spec;
+  const bool rescaled = now.settings.ku != spec.ku || now.settings.ki != spec.ki;
+  const sim::MeterTime at = ToMeterTime(time);
+  if (rescaled || now.wall.IsSummer(at - 3 * sim::kHour) != now.wall.IsSummer(at + 3 * sim::kHour)) return;
   const std::size_t profile = (tag - kFirstProfile) / 4;
   const sim::MeterTime shown = ToMeterTime(time);
   std::string expectations;

@@ -241,6 +241,7 @@ void Site::Do(const Operation& operation) {
     case OperationKind::SignalAndStart:
       protocol_->SignalStop();
       passThread_ = 0;
+      wholePass_ = false;
       scheduler.Sleep(static_cast<std::int64_t>(operation.salt % 3000));
       return Start();
     case OperationKind::WrongClock:
