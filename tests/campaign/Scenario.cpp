@@ -13,17 +13,21 @@ namespace {
 
 using sim::Random;
 
-constexpr const char* kFaultNames[] = {
-    "lost byte",        "flipped bits",    "cut",          "merged",       "doubled",        "late",       "echo",
-    "echo in part",     "echo damaged",    "other address", "status",      "port vanishes",  "stuck line", "drip",
-    "noise before",     "noise between",   "noise after",  "endless noise", "meter restarts", "access lapses", "password refused",
-    "empty record",     "period changes",  "meter clock back", "silence"};
+constexpr const char* kFaultNames[] = {"lost byte",      "flipped bits",   "cut",
+                                       "merged",         "doubled",        "late",
+                                       "echo",           "echo in part",   "echo damaged",
+                                       "other address",  "status",         "port vanishes",
+                                       "stuck line",     "drip",           "noise before",
+                                       "noise between",  "noise after",    "endless noise",
+                                       "meter restarts", "access lapses",  "password refused",
+                                       "empty record",   "period changes", "meter clock back",
+                                       "silence"};
 static_assert(std::size(kFaultNames) == static_cast<std::size_t>(FaultKind::Count));
 
-constexpr const char* kOperationNames[] = {"use tag",        "leave tag",      "write",           "remove meter",
-                                           "add meter",      "restart",        "signal and start", "change settings",
-                                           "switch exchange", "list profile",  "read archive",    "ask times",
-                                           "wrong clock",    "suspend",        "fail allocation", "fail call"};
+constexpr const char* kOperationNames[] = {
+    "use tag",          "leave tag",       "write",           "remove meter", "add meter",    "restart",
+    "signal and start", "change settings", "switch exchange", "list profile", "read archive", "ask times",
+    "wrong clock",      "suspend",         "fail allocation", "fail call"};
 static_assert(std::size(kOperationNames) == static_cast<std::size_t>(OperationKind::Count));
 
 template <class Value, std::size_t Size>
@@ -121,7 +125,8 @@ void MakeMeters(Random& random, std::int64_t start, ChannelPlan& channel) {
     MeterPlan meter = MakeMeter(random, start, 2 + random.Below(count > 4 ? 8 : 25));
     const bool twin = !channel.meters.empty() && Chance(random, 20);
     if (twin) meter.spec.address = channel.meters[0].spec.address;
-    const auto same = std::ranges::find(channel.meters, meter.spec.address, [](const MeterPlan& each) { return each.spec.address; });
+    const auto same =
+        std::ranges::find(channel.meters, meter.spec.address, [](const MeterPlan& each) { return each.spec.address; });
     if (same != channel.meters.end()) {
       if (!twin) continue;
       meter.twin = same->twin = true;
@@ -220,7 +225,8 @@ std::string Describe(const Scenario& scenario) {
   std::string text;
   for (const ChannelPlan& channel : scenario.channels) {
     text += "  line " + std::to_string(channel.baud) + " baud, timeout_ms " + std::to_string(channel.timeoutMs) + ", retries " +
-            std::to_string(channel.retries) + (channel.line.echo ? ", echo" : "") + (channel.keepsOrder ? "" : ", overtaking") + "\n";
+            std::to_string(channel.retries) + (channel.line.echo ? ", echo" : "") + (channel.keepsOrder ? "" : ", overtaking") +
+            "\n";
     for (const MeterPlan& meter : channel.meters) {
       if (meter.dropped) continue;
       text += "    meter " + std::to_string(meter.spec.address) + ":" + std::to_string(meter.spec.type) + ", tags";
@@ -229,11 +235,12 @@ std::string Describe(const Scenario& scenario) {
     }
   }
   for (const Operation& each : scenario.operations) {
-    text += "  " + std::to_string(each.atMs) + " ms: " + NameOf(each.kind) + " (line " + std::to_string(each.channel) + ", meter " +
-            std::to_string(each.meter) + ")\n";
+    text += "  " + std::to_string(each.atMs) + " ms: " + NameOf(each.kind) + " (line " + std::to_string(each.channel) +
+            ", meter " + std::to_string(each.meter) + ")\n";
   }
   for (const Fault& each : scenario.faults) {
-    text += "  exchange " + std::to_string(each.exchange) + " of line " + std::to_string(each.channel) + ": " + NameOf(each.kind) + "\n";
+    text += "  exchange " + std::to_string(each.exchange) + " of line " + std::to_string(each.channel) + ": " +
+            NameOf(each.kind) + "\n";
   }
   return text;
 }

@@ -135,13 +135,12 @@ class Site {
   std::int64_t awakeBegan_ = 0;
   std::int64_t lineBegan_ = 0;
   std::uint32_t passThread_ = 0;
-  std::uint32_t faultsBefore_ = 0;
-  std::uint32_t faultsNow_ = 0;
+  std::uint32_t exchangesBegan_ = 0;
   bool wholePass_ = false;
   std::uint8_t lastPolled_ = 0;
   std::set<std::uint8_t> polled_;  // addresses asked in this pass by the poll thread
   std::string lastLine_;
-  bool logFailed_ = false;  // from here on the log is not whole
+  bool logFailed_ = false;     // from here on the log is not whole
   std::set<Bytes> confirmed_;  // commands that got a clean "done", until the next client writes
 };
 

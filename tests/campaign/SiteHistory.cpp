@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "Protocol/model/HistoryQuality.h"
 #include "Protocol/history/HistoryTime.h"
+#include "Protocol/model/HistoryQuality.h"
 #include "Protocol/model/TagCatalogue.h"
 #include "simulator/HistoryExpectation.h"
 #include "tests/campaign/Site.h"
@@ -30,6 +30,12 @@ std::string TimeText(sim::MeterTime time) {
   std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", civil.year, civil.month, civil.day, civil.hour, civil.minute,
                 civil.second);
   return text;
+}
+
+/// On these days of the scenarios' year.
+bool ClocksChange(sim::MeterTime time) {
+  const sim::CivilTime civil = sim::ToCivil(time);
+  return (civil.month == 3 && civil.day == 29) || (civil.month == 10 && civil.day == 25);
 }
 
 bool NearEnough(double expected, double shown) { return std::fabs(expected - shown) <= std::fabs(expected) * 1e-6 + 1e-9; }
@@ -83,21 +89,24 @@ void Site::ListProfile(const Operation& operation, std::uint32_t device) {
   }
   // Who is busy too often may not have told a record, and the walk ended there.
   const bool willing = plan_.meters[operation.meter].spec.busyEvery == 0;
-  if (listed != 0 && willing && !line_.Disturbed(exchanges)) CheckComplete(operation.meter, tag, {ToMeterTime(from), ToMeterTime(to)}, list);
+  if (listed != 0 && willing && !line_.Disturbed(exchanges))
+    CheckComplete(operation.meter, tag, {ToMeterTime(from), ToMeterTime(to)}, list);
 }
 
 // A record time is what the meter's clock showed; a shown time may stand for two.
 void Site::CheckPower(std::size_t meter, std::uint32_t tag, const FILETIME& time, const HistoryValue& value) {
   Moment now = MomentOf(meter);
-  // What was read before the factors were written stays as it was; around a change of the clock the host's programs ask otherwise.
+  // What was read before the factors were written stays as it was; around a change of the clock the host's programs ask
+  // otherwise.
   const sim::MeterSpec& spec = plan_.meters[meter].spec;
   const bool rescaled = now.settings.ku != spec.ku || now.settings.ki != spec.ki;
   const sim::MeterTime at = ToMeterTime(time);
-  if (rescaled || now.wall.IsSummer(at - 3 * sim::kHour) != now.wall.IsSummer(at + 3 * sim::kHour)) return;
+  if (rescaled || ClocksChange(at)) return;
   const std::size_t profile = (tag - kFirstProfile) / 4;
   const sim::MeterTime shown = ToMeterTime(time);
   std::string expectations;
-  for (const std::uint8_t period : {now.settings.profileMinutes[profile], plan_.meters[meter].spec.profileMinutes[profile], std::uint8_t{10}, std::uint8_t{30}}) {
+  for (const std::uint8_t period : {now.settings.profileMinutes[profile], plan_.meters[meter].spec.profileMinutes[profile],
+                                    std::uint8_t{10}, std::uint8_t{30}}) {
     now.settings.profileMinutes[profile] = period;
     for (const sim::MeterTime end : {shown, shown - sim::kHour, shown + sim::kHour}) {
       if (end != now.wall.TimeOf(shown) && now.wall.Shown(end) != shown && now.wall.Shown(end - 60) + 60 != shown) continue;
@@ -107,24 +116,25 @@ void Site::CheckPower(std::size_t meter, std::uint32_t tag, const FILETIME& time
       expectations += " " + std::to_string(expected->value);
     }
   }
-  Violate(Invariant::RightRecords, "meter " + std::to_string(plan_.meters[meter].spec.address) + ", tag " + std::to_string(tag) + ", " +
-                                       TimeText(shown) + ": " + std::to_string(value.Value.fltVal) + ", and the meter has" +
-                                       (expectations.empty() ? " none" : expectations));
+  Violate(Invariant::RightRecords, "meter " + std::to_string(plan_.meters[meter].spec.address) + ", tag " + std::to_string(tag) +
+                                       ", " + TimeText(shown) + ": " + std::to_string(value.Value.fltVal) +
+                                       ", and the meter has" + (expectations.empty() ? " none" : expectations));
 }
 
 // No record between two listed ones, before the first or behind the last is left out. Around the changes of the clock, what is
 // listed when is the host program's matter.
 void Site::CheckComplete(std::size_t meter, std::uint32_t tag, sim::Period asked, const TimestampList& list) {
   const Moment now = MomentOf(meter);
-  if (now.wall.IsSummer(asked.from - sim::kDay) != now.wall.IsSummer(asked.to + sim::kDay) || asked.from >= asked.to) return;
+  const bool seam = ClocksChange(asked.from) || ClocksChange((asked.from + asked.to) / 2) || ClocksChange(asked.to);
+  if (seam || asked.from >= asked.to) return;
   const auto shift = now.wall.Shown(asked.from) - asked.from;
   std::vector<sim::MeterTime> held = sim::ExpectedProfileTimes(now.View(), tag, {asked.from - shift, asked.to - shift});
   std::set<sim::MeterTime> listed;
   for (const FILETIME& time : list.Times) listed.insert(ToMeterTime(time) - shift);
   for (const sim::MeterTime end : held) {
     if (end > now.now || listed.contains(end)) continue;
-    Violate(Invariant::RightRecords, "the record of " + TimeText(end + shift) + " was left out of a listing of tag " + std::to_string(tag) +
-                                         " of meter " + std::to_string(plan_.meters[meter].spec.address));
+    Violate(Invariant::RightRecords, "the record of " + TimeText(end + shift) + " was left out of a listing of tag " +
+                                         std::to_string(tag) + " of meter " + std::to_string(plan_.meters[meter].spec.address));
   }
 }
 
@@ -139,7 +149,11 @@ void Site::ReadArchive(const Operation& operation, std::uint32_t device) {
   protocol_->GetHistoryTimestamps(type, tag, device, &from, &to, &list);
   for (std::uint32_t i = 0; i < std::min<std::uint32_t>(list.Times.Size(), 3); ++i) {
     const FILETIME time = list.Times[(i * 7) % list.Times.Size()];
-    const HistoryItem item{.hostWord0_ = 0, .DeviceIndex = device, .hostWord8_ = 0, .MeterType = type, .TagId = tag,
+    const HistoryItem item{.hostWord0_ = 0,
+                           .DeviceIndex = device,
+                           .hostWord8_ = 0,
+                           .MeterType = type,
+                           .TagId = tag,
                            .Tariff = static_cast<std::uint8_t>(((tag - (tag < 40120 ? 40000 : 40120)) % 9 + 1) % 9)};
     HistoryValue value{};
     value.Quality = kUntouched;

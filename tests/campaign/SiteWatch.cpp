@@ -25,7 +25,8 @@ bool SameTime(const FILETIME& left, const FILETIME& right) {
 
 /// Tags that show something of the plug-in's own, or a command.
 bool IsOwn(std::uint32_t number) {
-  constexpr std::uint32_t kOwn[] = {kTagTimeCorrection, kTagTimeSetup, kTagIndicationPeriod, 100, 102, 185, kTagConnectionState, kTagExchange};
+  constexpr std::uint32_t kOwn[] = {kTagTimeCorrection,  kTagTimeSetup, kTagIndicationPeriod, 100, 102, 185,
+                                    kTagConnectionState, kTagExchange};
   return std::ranges::find(kOwn, number) != std::end(kOwn);
 }
 
@@ -33,7 +34,9 @@ bool IsOwn(std::uint32_t number) {
 bool IsLog(std::uint32_t number) { return number >= kTagFirstLog && number <= kTagLastLog; }
 
 /// Energies of the running and the last month.
-bool IsMonth(std::uint32_t number) { return number >= 186 && number <= 209 && ((number - 186) % 6 == 2 || (number - 186) % 6 == 3); }
+bool IsMonth(std::uint32_t number) {
+  return number >= 186 && number <= 209 && ((number - 186) % 6 == 2 || (number - 186) % 6 == 3);
+}
 
 double NumberOf(const VARIANT& value) {
   switch (value.vt) {
@@ -112,6 +115,7 @@ void Site::PassBegins(std::int64_t wanted) {
   passBegan_ = Scheduler::Current()->Elapsed();
   awakeBegan_ = Scheduler::Current()->Awake();
   lineBegan_ = line_.Spent();
+  exchangesBegan_ = line_.Exchanges();
   wholePass_ = protocol_->Running != 0;
   polled_.clear();
 }
@@ -125,18 +129,16 @@ void Site::PassEnds() {
   CheckShare();
 }
 
-// A pass takes what its requests and those of the history clients take on the line, a little for each meter, and where
-// somebody was late or the line was noisy a bounded while more.
+// A pass in which nothing disturbs the line takes what its requests and those of the history clients take there, a little for
+// each meter, and what the port still puts each off for because of earlier disturbances.
 void Site::CheckShare() {
-  // Each try may be put off once.
   const std::int64_t mostHeldUpMs = std::max<std::int64_t>(10'000, std::int64_t{plan_.retries} * host::kLongestHoldMs);
   const std::int64_t took = Scheduler::Current()->Awake() - awakeBegan_;
   const std::int64_t explained = line_.Spent() - lineBegan_;
-  const std::int64_t disturbed = 1 + line_.Applied() - faultsBefore_;  // in this pass and the one before
-  faultsBefore_ = std::exchange(faultsNow_, line_.Applied());
-  const std::int64_t bound = explained * 3 / 2 + 400 * static_cast<std::int64_t>(devices_.size() + 1) + disturbed * mostHeldUpMs;
-  if (took > bound && line_.NoisyUntil() < time_.True() - took) {
-    Violate(Invariant::FairShare, "a pass took " + std::to_string(took) + " ms, of them " + std::to_string(explained) + " on the line");
+  const std::int64_t bound = explained * 3 / 2 + (400 + mostHeldUpMs) * static_cast<std::int64_t>(devices_.size() + 1);
+  if (took > bound && !line_.Disturbed(exchangesBegan_) && line_.NoisyUntil() < time_.True() - took) {
+    Violate(Invariant::FairShare,
+            "a pass took " + std::to_string(took) + " ms, of them " + std::to_string(explained) + " on the line");
   }
 }
 
@@ -144,10 +146,12 @@ void Site::CheckShare() {
 void Site::CheckFresh() {
   for (const auto& tag : tags_) {
     const bool asked = polled_.contains(static_cast<std::uint8_t>(plan_.meters[tag->meter].spec.address));
-    if (!asked || plan_.meters[tag->meter].twin || IsOwn(tag->number) || tag->usedSince < 0 || tag->usedSince >= passBegan_) continue;
+    if (!asked || plan_.meters[tag->meter].twin || IsOwn(tag->number) || tag->usedSince < 0 || tag->usedSince >= passBegan_)
+      continue;
     if (tag->tag->Quality == kQualityGood && tag->decodedAt < passBegan_) {
       Violate(Invariant::NotStale, "tag " + std::to_string(tag->number) + " of meter " +
-                                       std::to_string(plan_.meters[tag->meter].spec.address) + " is good and was not read in this pass");
+                                       std::to_string(plan_.meters[tag->meter].spec.address) +
+                                       " is good and was not read in this pass");
     }
   }
 }
@@ -160,7 +164,8 @@ void Site::CheckRestorations() {
     const std::uint32_t expected = device.lost && !lost ? 1 : 0;
     if (device.restored != expected && !logFailed_ && !plan_.meters[device.meter].twin) {
       Violate(Invariant::LogOnce, "meter " + std::to_string(plan_.meters[device.meter].spec.address) + " came back " +
-                                      std::to_string(expected) + " times in this pass and the log says " + std::to_string(device.restored));
+                                      std::to_string(expected) + " times in this pass and the log says " +
+                                      std::to_string(device.restored));
     }
     device.lost = lost;
     device.restored = 0;
@@ -194,7 +199,8 @@ void Site::CheckValue(const WatchedTag& watched) {
   const MeterPlan& plan = plan_.meters[watched.meter];
   const Transaction* const last = line_.Last(protocol_->ThreadId, static_cast<std::uint8_t>(plan.spec.address));
   // A month is asked for as the catalogue has it when the meter's clock could not be read.
-  const bool anyMonth = IsMonth(watched.number) && last != nullptr && last->request.size() > 2 && (last->request[2] & 0xFE) == 0x30;
+  const bool anyMonth =
+      IsMonth(watched.number) && last != nullptr && last->request.size() > 2 && (last->request[2] & 0xFE) == 0x30;
   if (IsLog(watched.number) || anyMonth) return;
   std::string expectations;
   for (std::size_t i = last == nullptr ? 0 : last->moments.size(); i > 0; --i) {
@@ -205,8 +211,9 @@ void Site::CheckValue(const WatchedTag& watched) {
     expectations += " " + TextOf(*expected);
   }
   if (expectations.empty() && plan.twin) return;
-  Violate(Invariant::RightValue, "tag " + std::to_string(watched.number) + " of meter " + std::to_string(plan.spec.address) + " shows " +
-                                     TextOf(watched.tag->Value) + " and the meter held" + (expectations.empty() ? " nothing" : expectations));
+  Violate(Invariant::RightValue, "tag " + std::to_string(watched.number) + " of meter " + std::to_string(plan.spec.address) +
+                                     " shows " + TextOf(watched.tag->Value) + " and the meter held" +
+                                     (expectations.empty() ? " nothing" : expectations));
 }
 
 // --- writes
@@ -232,10 +239,12 @@ void Site::WriteEnds(WatchedTag& watched) {
   watched.writing = false;
   const MeterPlan& plan = plan_.meters[watched.meter];
   if (watched.number == kTagExchange || plan.twin) return;
-  const std::string what = "the write of tag " + std::to_string(watched.number) + " to meter " + std::to_string(plan.spec.address);
+  const std::string what =
+      "the write of tag " + std::to_string(watched.number) + " to meter " + std::to_string(plan.spec.address);
   if (watched.sent == 0) Violate(Invariant::WriteOnce, what + " ended before its command was sent");
   const Transaction* const last = line_.Last(protocol_->ThreadId, static_cast<std::uint8_t>(plan.spec.address));
-  if (last == nullptr || last->spoiled || last->request.size() < 2 || last->request[1] != kWriteParameter || !last->status) return;
+  if (last == nullptr || last->spoiled || last->request.size() < 2 || last->request[1] != kWriteParameter || !last->status)
+    return;
   constexpr std::uint8_t kBusy = 6;
   if (*last->status == kBusy && watched.sent < plan_.retries && protocol_->Channel.RetryCount == plan_.retries) {
     Violate(Invariant::WriteOnce, what + " ended after " + std::to_string(watched.sent) + " tries though the meter was busy");
@@ -244,7 +253,8 @@ void Site::WriteEnds(WatchedTag& watched) {
   const auto* const number = now && *last->status == 0 ? std::get_if<double>(&*now) : nullptr;
   const double shown = watched.number >= 219 && watched.number <= 222 ? watched.written : watched.written;
   if (number != nullptr && !IsOwn(watched.number) && !Near(*number, shown)) {
-    Violate(Invariant::WriteOnce, what + " of " + std::to_string(watched.written) + " was confirmed and the meter has " + std::to_string(*number));
+    Violate(Invariant::WriteOnce,
+            what + " of " + std::to_string(watched.written) + " was confirmed and the meter has " + std::to_string(*number));
   }
 }
 
@@ -256,12 +266,15 @@ void Site::LogLine(std::string_view line) {
   for (const char each : text) Scheduler::Current()->Note(static_cast<std::uint8_t>(each));
   // An opening of the access channel tells its own outcome, and the transaction that needed it another; a port that cannot be
   // opened fails one after another at once.
-  const bool both = line_.Failed() || protocol_->Running == 0 || line_.Record().empty() || line_.Record().back().request[1] == kOpenChannel;
-  if (text == lastLine_ && !both && text.find("COM-порта") == std::string::npos) Violate(Invariant::LogOnce, "the log says twice: " + text);
+  const bool both =
+      line_.Failed() || protocol_->Running == 0 || line_.Record().empty() || line_.Record().back().request[1] == kOpenChannel;
+  if (text == lastLine_ && !both && text.find("COM-порта") == std::string::npos)
+    Violate(Invariant::LogOnce, "the log says twice: " + text);
   lastLine_ = text;
   if (text.find("Восстановление связи") == std::string::npos) return;
   const std::size_t at = text.find("ПРИБОР:");
-  const auto address = static_cast<std::uint32_t>(std::strtoul(text.c_str() + at + std::string_view("ПРИБОР:").size(), nullptr, 10));
+  const auto address =
+      static_cast<std::uint32_t>(std::strtoul(text.c_str() + at + std::string_view("ПРИБОР:").size(), nullptr, 10));
   for (Device& device : devices_) {
     if (plan_.meters[device.meter].spec.address == address) ++device.restored;
   }
@@ -285,10 +298,13 @@ std::string Site::WhyNotWell() const {
   for (const auto& tag : tags_) {
     const MeterPlan& plan = plan_.meters[tag->meter];
     const bool refuses = plan.spec.busyEvery != 0 && plan_.retries == 1;
-    const bool dark = !line_.Meters()[tag->meter]->View(time_.True()).model.HasPower(line_.Meters()[tag->meter]->View(time_.True()).now);
+    const bool dark =
+        !line_.Meters()[tag->meter]->View(time_.True()).model.HasPower(line_.Meters()[tag->meter]->View(time_.True()).now);
     // Who closes his channel after each answer has nothing to say twice, and a line that brought an answer twice is believed
     // only what it says twice.
-    if (plan.twin || refuses || dark || plan.spec.closesAfterEach || tag->usedSince < 0 || IsOwn(tag->number) || IsLog(tag->number)) continue;
+    if (plan.twin || refuses || dark || plan.spec.closesAfterEach || tag->usedSince < 0 || IsOwn(tag->number) ||
+        IsLog(tag->number))
+      continue;
     if (tag->tag->Quality == kQualityGood) continue;
     return "tag " + std::to_string(tag->number) + " of meter " + std::to_string(plan.spec.address) + " has quality " +
            std::to_string(tag->tag->Quality);
