@@ -12,8 +12,7 @@ std::uint64_t AddressKey(std::uint16_t address, std::uint32_t tagId) { return st
 
 }  // namespace
 
-ProfileStoreIndex::ProfileStoreIndex(const HostVector<ProfileRecord>& store, std::uint32_t tagId)
-    : known_(store.Size()), tagId_(tagId) {
+ProfileStoreIndex::ProfileStoreIndex(const HostVector<ProfileRecord>& store, std::uint32_t tagId) : known_(store.Size()) {
   byTime_.reserve(known_ / kPowers);
   for (std::uint32_t position = 0; position < known_; ++position) {
     if (store[position].TagId == tagId) byTime_.push_back({.key = Ticks(store[position].Time), .position = position});

@@ -37,7 +37,6 @@ class ProfileStoreIndex {
   void LearnAddresses(const HostVector<ProfileRecord>& store);
 
   std::uint32_t known_;
-  std::uint32_t tagId_;
   Places byTime_;
   Places byAddress_;
   bool addressesKnown_ = false;

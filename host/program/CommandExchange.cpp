@@ -60,7 +60,7 @@ std::vector<std::uint8_t> Exchange(IProtocol& protocol, const std::vector<std::u
 
 ExitCode CommandExchange(const ExchangeOptions& options) {
   std::vector<std::uint8_t> frame = ParseHex(options.hex);
-  const std::uint16_t check = FrameCheck(frame);
+  const std::uint16_t check = platform::Crc16(frame);
   frame.push_back(static_cast<std::uint8_t>(check & 0xFFU));
   frame.push_back(static_cast<std::uint8_t>(check >> 8U));
   const Config config = ConfigFor(options);

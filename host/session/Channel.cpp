@@ -102,11 +102,15 @@ const MeterType& TypeOf(const std::vector<MeterType>& types, const MeterConfig& 
 }  // namespace
 
 Channel::Channel(const Plugin& plugin, HostServices& services, const ChannelConfig& config)
-    : services_(services), config_(config), frames_(std::make_shared<WriteFrames>()), protocol_(plugin.CreateProtocol()) {
+    : services_(services),
+      context_(services.MakeContext()),
+      config_(config),
+      frames_(std::make_shared<WriteFrames>()),
+      protocol_(plugin.CreateProtocol()) {
   ApplySettings();
   const std::vector<MeterType> types = ReadMeterTypes(*protocol_);
   meters_.reserve(config_.meters.size());
-  for (const MeterConfig& meter : config_.meters) AddMeter(meter, types);
+  for (const MeterConfig& meter : config_.meters) AddMeter(plugin, meter, types);
   AddPassMark();
   services_.AddPort(
       MakePortDevice(config_, meters_),
@@ -120,16 +124,17 @@ Channel::~Channel() { Stop(); }
 
 void Channel::ApplySettings() {
   const PortSettings settings = MakePortSettings(config_);
-  protocol_->SetPortSettings(services_.Context(), &settings);
+  protocol_->SetPortSettings(&context_, &settings);
 }
 
-void Channel::AddMeter(const MeterConfig& config, const std::vector<MeterType>& types) {
-  Meter meter{.config = config, .type = TypeOf(types, config), .index = 0, .tags = {}, .selected = {}};
-  const std::vector<TagDefinition> definitions = ReadTagDefinitions(*protocol_, meter.type.id, kBranchDa);
-  if (config.polled) meter.selected = SelectedTags(definitions, config);
+void Channel::AddMeter(const Plugin& plugin, const MeterConfig& config, const std::vector<MeterType>& types) {
+  Meter meter{.config = config, .type = TypeOf(types, config), .definitions = {}, .index = 0, .tags = {}, .selected = {}};
+  meter.definitions = plugin.TagsOf(*protocol_, meter.type.id);
+  if (config.polled) meter.selected = SelectedTags(*meter.definitions, config);
   const DeviceConfig record = MakeDeviceConfig(config, meter.type.id);
   meter.index = static_cast<std::uint32_t>(protocol_->AddDevice(&record));
-  for (const TagDefinition& definition : definitions) {
+  meter.tags.reserve(meter.definitions->size());
+  for (const TagDefinition& definition : *meter.definitions) {
     meter.tags.push_back(MakeTag(definition, PortNumberOf(config_.port), config.address));
     protocol_->AddTag(meter.index, meter.tags.back().tag);
   }
@@ -167,15 +172,22 @@ bool Channel::TakePass(PassReport& report) {
     lookedAt_ = now;
     return false;
   }
-  report = {.pass = ++passes_, .seconds = static_cast<double>(now - lookedAt_) / 1000.0, .meters = {}};
+  report.pass = ++passes_;
+  report.seconds = static_cast<double>(now - lookedAt_) / 1000.0;
   lookedAt_ = now;
-  for (Meter& meter : meters_) {
-    MeterReadings& readings = report.meters.emplace_back();
-    readings.meter = &meter;
-    readings.tags = meter.selected;
-    for (const std::size_t tag : meter.selected) readings.readings.push_back(ReadTag(meter.tags[tag]));
-  }
+  report.meters.resize(meters_.size());
+  for (std::size_t i = 0; i < meters_.size(); ++i) Refresh(meters_[i], report.meters[i]);
   return true;
+}
+
+// Tags are only ever added to those selected.
+void Channel::Refresh(Meter& meter, MeterReadings& readings) {
+  readings.meter = &meter;
+  const std::size_t before = readings.tags.size();
+  readings.tags.insert(readings.tags.end(), meter.selected.begin() + static_cast<std::ptrdiff_t>(before), meter.selected.end());
+  readings.readings.resize(readings.tags.size());
+  for (std::size_t i = 0; i < readings.tags.size(); ++i) host::Refresh(meter.tags[readings.tags[i]], readings.readings[i]);
+  for (std::size_t i = before; i < readings.tags.size(); ++i) readings.readings[i].changed = true;
 }
 
 void Channel::SelectTag(Meter& meter, std::size_t tag) {

@@ -14,9 +14,9 @@ namespace {
 
 std::filesystem::path PathOf(const std::string& utf8) { return std::u8string(utf8.begin(), utf8.end()); }
 
-std::uint64_t SizeOf(const std::string& file) {
+std::uint64_t SizeOf(const std::filesystem::path& file) {
   std::error_code failed;
-  const std::uintmax_t size = std::filesystem::file_size(PathOf(file), failed);
+  const std::uintmax_t size = std::filesystem::file_size(file, failed);
   return failed ? 0 : size;
 }
 
@@ -35,12 +35,13 @@ std::string TemporaryFile() {
 EventLog::EventLog(const Config& config) : file_(config.logFile), temporary_(config.logFile.empty()) {
   if (temporary_) file_ = TemporaryFile();
   for (const ChannelConfig& channel : config.channels) ports_.push_back(channel.port);
-  taken_ = SizeOf(file_);
+  path_ = PathOf(file_);
+  taken_ = SizeOf(path_);
 }
 
 EventLog::~EventLog() {
   std::error_code ignored;
-  if (temporary_) std::filesystem::remove(PathOf(file_), ignored);
+  if (temporary_) std::filesystem::remove(path_, ignored);
 }
 
 LogLine EventLog::Parse(const std::string& line) const {
@@ -55,11 +56,11 @@ LogLine EventLog::Parse(const std::string& line) const {
 
 std::vector<LogLine> EventLog::TakeNew() {
   std::vector<LogLine> lines;
-  const std::uint64_t size = SizeOf(file_);
+  const std::uint64_t size = SizeOf(path_);
   // Over its limit the file is deleted and begins anew.
   if (size < taken_) taken_ = 0;
   if (size == taken_) return lines;
-  std::ifstream file(PathOf(file_), std::ios::binary);
+  std::ifstream file(path_, std::ios::binary);
   file.seekg(static_cast<std::streamoff>(taken_));
   for (std::string line; std::getline(file, line) && !file.eof();) {
     taken_ += line.size() + 1;

@@ -49,11 +49,7 @@ bool HasValue(const PolledTag& tag, const TagReading& reading) {
 
 }  // namespace
 
-std::size_t Meter::FindTag(const std::string& text) const {
-  std::vector<TagDefinition> definitions;
-  for (const PolledTag& tag : tags) definitions.push_back(tag.definition);
-  return SelectTag(definitions, text);
-}
+std::size_t Meter::FindTag(const std::string& text) const { return SelectTag(*definitions, text); }
 
 const PolledTag* Meter::TagById(std::uint32_t id) const {
   const auto found = std::find_if(tags.begin(), tags.end(), [id](const PolledTag& tag) { return tag.definition.id == id; });
@@ -86,10 +82,20 @@ PolledTag MakeTag(const TagDefinition& definition, std::uint32_t portNumber, std
   return {.definition = definition, .tag = tag, .born = tag->Timestamp};
 }
 
-TagReading ReadTag(PolledTag& tag) {
-  TagReading reading{.value = ValueOf(tag.tag->Value), .quality = tag.tag->Quality, .timestamp = tag.tag->Timestamp};
+void Refresh(PolledTag& tag, TagReading& reading) {
+  const std::uint16_t before = reading.quality;
+  reading.quality = tag.tag->Quality;
+  reading.timestamp = tag.tag->Timestamp;
   tag.wasGood = tag.wasGood || reading.quality == kQualityGood;
-  if (!HasValue(tag, reading)) reading.value = {};
+  const VARIANT shown = HasValue(tag, reading) ? tag.tag->Value : VARIANT{};
+  const bool same = IsValueOf(reading.value, shown);
+  if (!same) reading.value = ValueOf(shown);
+  reading.changed = !same || reading.quality != before;
+}
+
+TagReading ReadTag(PolledTag& tag) {
+  TagReading reading;
+  Refresh(tag, reading);
   return reading;
 }
 

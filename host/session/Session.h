@@ -35,8 +35,8 @@ class Session {
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
-  /// Polls every channel; after `passes` of them (0: no limit) a channel stops by itself.
-  void Start(PassHandler handler, std::uint32_t passes);
+  /// Polls every channel; after `passes` of them (0: no limit) a channel stops by itself. `done` is called when all have.
+  void Start(PassHandler handler, std::uint32_t passes, std::function<void()> done = {});
   void Stop();
   /// All channels have done their passes.
   [[nodiscard]] bool Done() const { return running_ == 0; }
@@ -59,6 +59,7 @@ class Session {
   HostServices services_;
   std::vector<std::unique_ptr<Channel>> channels_;
   PassHandler handler_;
+  std::function<void()> done_;
   std::mutex handling_;
   std::vector<std::thread> watchers_;
   std::atomic<bool> stopping_{false};

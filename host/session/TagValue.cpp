@@ -2,7 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <bit>
 #include <charconv>
+#include <cmath>
 #include <string_view>
 
 #include "host/session/Failure.h"
@@ -27,6 +29,10 @@ bool ParseTruth(const std::string& text) {
   throw Failure(kExitUsage, fmt::format("\"{}\" is neither true nor false", text));
 }
 
+bool SameNumber(float left, float right) {
+  return std::bit_cast<std::uint32_t>(left) == std::bit_cast<std::uint32_t>(right) || (std::isnan(left) && std::isnan(right));
+}
+
 }  // namespace
 
 Value ValueOf(VARIANT variant) {
@@ -45,6 +51,14 @@ Value ValueOf(VARIANT variant) {
     default:
       return {};
   }
+}
+
+bool IsValueOf(const Value& value, VARIANT variant) {
+  const auto* const number = std::get_if<float>(&value);
+  const auto* const text = std::get_if<std::string>(&value);
+  if (variant.vt == VT_R4) return number != nullptr && SameNumber(*number, variant.fltVal);
+  if (variant.vt != VT_BSTR || variant.bstrVal == nullptr) return value == ValueOf(variant);
+  return text != nullptr && platform::SameText({variant.bstrVal, platform::StringLength(variant.bstrVal)}, *text);
 }
 
 std::string ValueText(const Value& value) {

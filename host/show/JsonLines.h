@@ -12,7 +12,8 @@ namespace ostrel::host {
 
 [[nodiscard]] std::string TagJson(const std::string& channel, const MeterConfig& meter, const TagDefinition& tag,
                                   const TagReading& reading);
-[[nodiscard]] std::string PassJson(const std::string& channel, const PassReport& report);
+/// A pass goes by often and without news: its line is put where there is room for it.
+void AppendPassJson(std::string& line, const std::string& channel, const PassReport& report);
 [[nodiscard]] std::string LogJson(const LogLine& line);
 [[nodiscard]] std::string WriteJson(const WriteReport& report);
 [[nodiscard]] std::string HistoryJson(const std::string& meter, const HistoryTag& tag, const HistoryRecord& record);

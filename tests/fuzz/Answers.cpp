@@ -34,7 +34,7 @@ void ReadClock(Bench& bench, std::span<const std::uint8_t> bytes) {
   std::copy_n(bytes.begin(), kClockAnswer, answer);
   ClockSetting setting{};
   CompareClock(bench.Protocol(), *bench.Protocol().Device(0), answer, setting);
-  (void)ShowsRepeatedHour(answer);
+  (void)ShowsUnclearTime(answer);
 }
 
 }  // namespace
