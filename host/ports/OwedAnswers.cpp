@@ -9,6 +9,9 @@ namespace {
 using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::size_t kStatusFrame = 4;
+
+/// A line counts as doubling for so long after it did; a meter whose answers differ each time would never be believed again.
+constexpr std::uint32_t kDoublesRememberedMs = 60'000;
 constexpr std::size_t kCheckBytes = 2;
 /// More strangers than this are waited for: asking so often in a row takes as long.
 constexpr std::size_t kMostStrangers = 3;
@@ -66,7 +69,13 @@ std::int32_t OwedAnswers::Left(const Run& run, std::uint32_t sent, std::uint32_t
   return static_cast<std::int32_t>(sent + HorizonMs(run) - tick);
 }
 
+void OwedAnswers::NoteDouble(std::uint32_t tick) {
+  doubles_ = true;
+  doubledAt_ = tick;
+}
+
 void OwedAnswers::Forget(std::uint32_t tick) {
+  doubles_ = doubles_ && Since(doubledAt_, tick) < kDoublesRememberedMs;
   for (Run& run : runs_)
     std::erase_if(run.sent, [&](std::uint32_t sent) { return Left(run, sent, tick) <= -kKeptForSettlingMs; });
   std::erase_if(runs_, [](const Run& run) { return run.sent.empty(); });
@@ -122,6 +131,11 @@ bool OwedAnswers::IsBelievable(const Arrival& arrival) const {
 bool OwedAnswers::Came(Bytes frame, std::uint32_t tick) {
   if (current_.request.empty() || frame.size() < kStatusFrame) return false;
   Forget(tick);
+  // No reading is answered by "done": it is another command's, come a second time, and this one's own answer is still owed.
+  if (!IsCommand(current_.request) && frame.size() == kStatusFrame && frame[1] == 0) {
+    NoteDouble(tick);
+    return false;
+  }
   came_.push_back({Frame(frame.begin(), frame.end()), tick});
   const Arrival believed = came_.back();
   if (!IsBelievable(believed)) return false;
@@ -170,7 +184,7 @@ void OwedAnswers::Settle(Bytes frame, std::uint32_t tick) {
   } else if (CanAnswer(current_, frame, tick)) {
     Guess(current_, tick);
   } else {
-    doubles_ = true;
+    NoteDouble(tick);
   }
 }
 

@@ -8,7 +8,7 @@
 // the order of its answers or not, and needs no wait. Where a copy was answered so late that no wait would have taken it for
 // possible, it does not hold: see HorizonMs.
 //
-// A line that brings more answers than it was asked doubles them. From then on each stranger may come twice.
+// A line that brings more answers than it was asked doubles them. For a minute from then on each stranger may come twice.
 #pragma once
 
 #include <cstddef>
@@ -94,6 +94,7 @@ class OwedAnswers {
   [[nodiscard]] bool HasTwin(std::span<const std::uint8_t> frame) const;
   void Settle(std::span<const std::uint8_t> frame, std::uint32_t tick);
   void Guess(Run& run, std::uint32_t tick);
+  void NoteDouble(std::uint32_t tick);
   bool TakeOff(Run& run, std::uint32_t tick);
   void Believe(const Arrival& believed);
   /// How long a copy that should be answered soon is waited for; ms.
@@ -111,6 +112,7 @@ class OwedAnswers {
   std::map<std::uint8_t, Lateness> late_;
   std::map<Frame, std::size_t> changing_;  // kinds of requests whose answers change by the moment, and how long these are
   bool doubles_ = false;
+  std::uint32_t doubledAt_ = 0;  // last
 };
 
 }  // namespace ostrel::host

@@ -174,6 +174,7 @@ std::size_t PortLine::AskUntilBelieved(std::uint8_t* buffer, std::size_t wanted,
     if (answer_.size() != count || copies > kMostCopies) return 0;
     if (copies == kMostCopies) LetStrangersPass();
     bool silent = false;
+    DropInput(QuietMs());  // more may be right behind it
     if (options_.pauseMs != 0) platform::Sleep(options_.pauseMs);
     if (!Transmit() || (options_.echo && !SwallowEcho(silent))) return 0;
     count = NextPiece(buffer, wanted);

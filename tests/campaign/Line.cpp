@@ -38,8 +38,7 @@ sim::MeterView Moment::View() const {
 
 std::uint8_t AskedAddress() { return asked; }
 
-Line::Line(const Scenario& scenario, std::uint32_t channel, VirtualTime& time)
-    : plan_(scenario.channels[channel]), time_(time) {
+Line::Line(const Scenario& scenario, std::uint32_t channel, VirtualTime& time) : plan_(scenario.channels[channel]), time_(time) {
   for (const MeterPlan& meter : plan_.meters) meters_.push_back(std::make_unique<sim::Meter>(meter.spec, scenario.seed));
   std::ranges::copy_if(scenario.faults, std::back_inserter(faults_), [&](const Fault& each) { return each.channel == channel; });
 }
@@ -55,13 +54,18 @@ bool Line::Open() {
 // The pauses that were ordered, and nothing while the answer to the last request may still come within its time.
 void Line::Check(std::span<const std::uint8_t> request) {
   const std::int64_t now = time_.True();
-  if (!awaited_ && drills_ == DrillsFired()) Violate(Invariant::Accounted, "a request was sent and nobody waited for the answer to the one before");
-  const auto inTime = [this](const Arrival& each) { return each.answers == exchanges_ && each.atUs <= (sentMs_ + plan_.timeoutMs) * 1000; };
+  if (!awaited_ && drills_ == DrillsFired())
+    Violate(Invariant::Accounted, "a request was sent and nobody waited for the answer to the one before");
+  const auto inTime = [this](const Arrival& each) {
+    return each.answers == exchanges_ && each.atUs <= (sentMs_ + plan_.timeoutMs) * 1000;
+  };
   // Who was disturbed a moment ago may be wrong about what comes; the next ones show whether he takes harm.
-  const bool undisturbed = exchanges_ > lastFaultAt_ + 2 && std::ranges::all_of(arrivals_, [](const Arrival& each) { return each.answers != 0; });
+  const bool undisturbed = exchanges_ > lastFaultAt_ + 2 && drills_ == DrillsFired() && !strayHeard_ &&
+                           std::ranges::all_of(arrivals_, [](const Arrival& each) { return each.answers != 0; });
   if (undisturbed && std::ranges::any_of(arrivals_, inTime))
     Violate(Invariant::NotTooEarly, "a request was sent while the answer to the one before was coming");
-  if (now - busyUntilMs_ < plan_.preSendPauseMs) Violate(Invariant::NotTooEarly, "the pause before sending was not kept");
+  if (undisturbed && now - busyUntilMs_ < plan_.preSendPauseMs)
+    Violate(Invariant::NotTooEarly, "the pause before sending was not kept");
   if (sending) sending(request);
 }
 
@@ -69,7 +73,8 @@ void Line::Begin(std::span<const std::uint8_t> request) {
   const std::uint32_t self = Scheduler::Current()->Self();
   if (IsHousekeeping(request)) return;
   auto known = std::ranges::find_if(last_, [&](const auto& each) { return each.thread == self && each.address == request[0]; });
-  if (known == last_.end()) known = last_.insert(last_.end(), Transaction{.thread = self, .address = request[0], .request = {}, .moments = {}});
+  if (known == last_.end())
+    known = last_.insert(last_.end(), Transaction{.thread = self, .address = request[0], .request = {}, .moments = {}});
   if (!std::ranges::equal(known->request, request)) {
     known->request.assign(request.begin(), request.end());
     known->moments.clear();
@@ -121,11 +126,13 @@ bool Line::Send(std::span<const std::uint8_t> request) {
   ++exchanges_;
   sentMs_ = busyUntilMs_ = time_.True();
   awaited_ = false;
+  strayHeard_ = false;
   asked = request[0];
   drills_ = DrillsFired();
   Note(passing, truth);
   const bool answered = !passing.answer.empty() && passing.lateMs == 0;
-  const auto characters = static_cast<std::int64_t>(request.size() + passing.before.size() + passing.answer.size() + passing.after.size());
+  const auto characters =
+      static_cast<std::int64_t>(request.size() + passing.before.size() + passing.answer.size() + passing.after.size());
   spentMs_ += characters * (CharacterUs() / 1000 + 1 + passing.gapMs) + plan_.preSendPauseMs + PauseForBaudRate(plan_.baud) + 40 +
               (answered ? 0 : plan_.timeoutMs + plan_.line.lateGuardMs);
   Deliver(passing);
@@ -136,7 +143,8 @@ void Line::Note(const Passing& passing, const Bytes& truth) {
   Scheduler& scheduler = *Scheduler::Current();
   for (const std::uint8_t byte : passing.request) scheduler.Note(byte);
   const Bytes request(passing.request.begin(), passing.request.end());
-  record_.push_back({.atMs = scheduler.Elapsed(), .thread = scheduler.Self(), .request = request, .received = {}, .faults = passing.faults});
+  record_.push_back(
+      {.atMs = scheduler.Elapsed(), .thread = scheduler.Self(), .request = request, .received = {}, .faults = passing.faults});
   if (record_.size() > kRecorded) record_.pop_front();
   if (!passing.faults.empty()) lastFaultAt_ = exchanges_;
   for (Transaction& each : last_) {
@@ -176,6 +184,7 @@ std::size_t Line::Receive(std::uint8_t* buffer, std::size_t size, std::uint32_t 
     std::size_t count = 0;
     while (count < size && !arrivals_.empty() && arrivals_.front().atUs <= NowUs()) {
       buffer[count++] = arrivals_.front().byte;
+      strayHeard_ = strayHeard_ || (arrivals_.front().answers != exchanges_ && arrivals_.front().answers != 0);
       arrivals_.pop_front();
     }
     if (count != 0 || NowUs() >= deadline) {
@@ -190,13 +199,15 @@ std::size_t Line::Receive(std::uint8_t* buffer, std::size_t size, std::uint32_t 
 }
 
 const Transaction* Line::Last(std::uint32_t thread, std::uint8_t address) const {
-  const auto found = std::ranges::find_if(last_, [&](const auto& each) { return each.thread == thread && each.address == address; });
+  const auto found =
+      std::ranges::find_if(last_, [&](const auto& each) { return each.thread == thread && each.address == address; });
   return found == last_.end() ? nullptr : &*found;
 }
 
 bool Line::Disturbed(std::uint32_t since) const {
   const std::int64_t now = time_.True();
-  return (applied_ != 0 && lastFaultAt_ >= since) || now < stuckUntil_ || now < silentUntil_ || now < refusedUntil_ || now < downUntil_;
+  return (applied_ != 0 && lastFaultAt_ >= since) || now < stuckUntil_ || now < silentUntil_ || now < refusedUntil_ ||
+         now < downUntil_;
 }
 
 void Line::Calm() {

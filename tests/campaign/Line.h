@@ -33,8 +33,8 @@ struct Transaction {
   std::uint32_t thread = 0;
   std::uint8_t address = 0;
   Bytes request;
-  std::vector<Moment> moments;  // every meter that took a copy
-  bool spoiled = false;         // a fault met a copy
+  std::vector<Moment> moments;         // every meter that took a copy
+  bool spoiled = false;                // a fault met a copy
   std::optional<std::uint8_t> status;  // what came back of a clean four-byte answer
 };
 
@@ -114,7 +114,8 @@ class Line {
   std::int64_t lastArrivalUs_ = 0;
   std::int64_t sentMs_ = -1'000'000;
   std::uint32_t drills_ = 0;
-  bool awaited_ = true;  // somebody has waited for the answer to the last request
+  bool strayHeard_ = false;                // since the last request an answer to an earlier one came
+  bool awaited_ = true;                    // somebody has waited for the answer to the last request
   std::int64_t busyUntilMs_ = -1'000'000;  // of the last thing that happened on the wire
   Bytes heldBack_;
   std::int64_t downUntil_ = 0, stuckUntil_ = 0, refusedUntil_ = 0;

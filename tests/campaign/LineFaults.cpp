@@ -160,10 +160,12 @@ void Line::SpoilMeter(const Fault& fault, Passing& passing) {
     case FaultKind::EmptyRecord:
       return EmptyRecord(passing.request, passing.answer);
     case FaultKind::PeriodChanges:
-      if (meter != nullptr && meter->Settings().profileMinutes[0] != 0) meter->Settings().profileMinutes[0] = salt % 2 == 0 ? 30 : 10;
+      if (meter != nullptr && meter->Settings().profileMinutes[0] != 0)
+        meter->Settings().profileMinutes[0] = salt % 2 == 0 ? 30 : 10;
       return;
     case FaultKind::MeterClockBack:
-      if (meter != nullptr) meter->Clock().Set(meter->View(now).wall.Shown(meter->View(now).now) - static_cast<sim::MeterTime>(salt % 1000), now);
+      if (meter != nullptr)
+        meter->Clock().Set(meter->View(now).wall.Shown(meter->View(now).now) - static_cast<sim::MeterTime>(salt % 1000), now);
       return;
     default:
       passing.answer.clear();

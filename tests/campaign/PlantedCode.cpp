@@ -22,9 +22,9 @@
 #include "tests/campaign/Line.h"
 #include "tests/campaign/Plants.h"
 
-#define AROUND(result, name, symbol, ...)                           \
-  result True##name(__VA_ARGS__) __asm__("__real_" #symbol);        \
-  result Planted##name(__VA_ARGS__) __asm__("__wrap_" #symbol);     \
+#define AROUND(result, name, symbol, ...)                       \
+  result True##name(__VA_ARGS__) __asm__("__real_" #symbol);    \
+  result Planted##name(__VA_ARGS__) __asm__("__wrap_" #symbol); \
   result Planted##name(__VA_ARGS__)
 
 namespace ostrel::campaign {

@@ -86,7 +86,8 @@ std::uint64_t RunOne(std::uint64_t seed, const Order& order, Shared& shared) {
     const std::uint64_t seed = shared.next++;
     if (seed >= order.first + order.count || (order.seconds != 0 && Clock::now() >= end)) break;
     const std::uint64_t trace = RunOne(seed, order, shared);
-    if (seed % kTwiceEvery == 0 && trace != RunOne(seed, order, shared)) Violate(Invariant::SameTrace, "the second run did something else");
+    if (seed % kTwiceEvery == 0 && trace != RunOne(seed, order, shared))
+      Violate(Invariant::SameTrace, "the second run did something else");
     shared.trace ^= sim::MixSeeds(seed, trace);
     ++shared.seeds;
   }
@@ -184,7 +185,7 @@ std::set<std::size_t> Shrink(const Finding& finding, Plant plant) {
       if (order.leftOut == before) continue;
       Totals ignored;
       const auto again = RunUntilFound(order, ignored);
-        if (!again || again->invariant != finding.invariant) order.leftOut = std::move(before);
+      if (!again || again->invariant != finding.invariant) order.leftOut = std::move(before);
     }
   }
   return order.leftOut;

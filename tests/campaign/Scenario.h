@@ -13,9 +13,9 @@
 namespace ostrel::campaign {
 
 struct MeterPlan {
-  sim::MeterSpec spec;        // what stands on the line
-  std::uint32_t type = 1;     // what the host takes it for
-  std::string password1;      // what the host knows
+  sim::MeterSpec spec;     // what stands on the line
+  std::uint32_t type = 1;  // what the host takes it for
+  std::string password1;   // what the host knows
   std::string password2;
   std::uint32_t failHoldMs = 0;
   std::uint8_t log = 1;

@@ -64,7 +64,7 @@ class Site {
   [[nodiscard]] const Line& Wire() const { return line_; }
 
   // --- told by the plug-in's object
-  void PassBegins();
+  void PassBegins(std::int64_t wanted);
   void PassEnds();
   void CommandPasses(std::span<const std::uint8_t> request);
   void TagEnds(CDeviceTag* tag);
@@ -130,15 +130,17 @@ class Site {
   std::vector<std::unique_ptr<WatchedTag>> tags_;
   std::map<CDeviceTag*, int> ended_;
   std::vector<Fibre*> historyThreads_;
+  std::int64_t passWanted_ = 0;
   std::int64_t passBegan_ = 0;
   std::int64_t awakeBegan_ = 0;
   std::int64_t lineBegan_ = 0;
   std::uint32_t passThread_ = 0;
+  std::uint32_t exchangesBegan_ = 0;
   bool wholePass_ = false;
   std::uint8_t lastPolled_ = 0;
   std::set<std::uint8_t> polled_;  // addresses asked in this pass by the poll thread
   std::string lastLine_;
-  bool logFailed_ = false;  // from here on the log is not whole
+  bool logFailed_ = false;     // from here on the log is not whole
   std::set<Bytes> confirmed_;  // commands that got a clean "done", until the next client writes
 };
 

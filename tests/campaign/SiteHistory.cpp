@@ -32,6 +32,12 @@ std::string TimeText(sim::MeterTime time) {
   return text;
 }
 
+/// On these days of the scenarios' year.
+bool ClocksChange(sim::MeterTime time) {
+  const sim::CivilTime civil = sim::ToCivil(time);
+  return (civil.month == 3 && civil.day == 29) || (civil.month == 10 && civil.day == 25);
+}
+
 bool NearEnough(double expected, double shown) { return std::fabs(expected - shown) <= std::fabs(expected) * 1e-6 + 1e-9; }
 
 }  // namespace
@@ -90,6 +96,12 @@ void Site::ListProfile(const Operation& operation, std::uint32_t device) {
 // A record time is what the meter's clock showed; a shown time may stand for two.
 void Site::CheckPower(std::size_t meter, std::uint32_t tag, const FILETIME& time, const HistoryValue& value) {
   Moment now = MomentOf(meter);
+  // What was read before the factors were written stays as it was; around a change of the clock the host's programs ask
+  // otherwise.
+  const sim::MeterSpec& spec = plan_.meters[meter].spec;
+  const bool rescaled = now.settings.ku != spec.ku || now.settings.ki != spec.ki;
+  const sim::MeterTime at = ToMeterTime(time);
+  if (rescaled || ClocksChange(at)) return;
   const std::size_t profile = (tag - kFirstProfile) / 4;
   const sim::MeterTime shown = ToMeterTime(time);
   std::string expectations;
@@ -113,7 +125,8 @@ void Site::CheckPower(std::size_t meter, std::uint32_t tag, const FILETIME& time
 // listed when is the host program's matter.
 void Site::CheckComplete(std::size_t meter, std::uint32_t tag, sim::Period asked, const TimestampList& list) {
   const Moment now = MomentOf(meter);
-  if (now.wall.IsSummer(asked.from - sim::kDay) != now.wall.IsSummer(asked.to + sim::kDay) || asked.from >= asked.to) return;
+  const bool seam = ClocksChange(asked.from) || ClocksChange((asked.from + asked.to) / 2) || ClocksChange(asked.to);
+  if (seam || asked.from >= asked.to) return;
   const auto shift = now.wall.Shown(asked.from) - asked.from;
   std::vector<sim::MeterTime> held = sim::ExpectedProfileTimes(now.View(), tag, {asked.from - shift, asked.to - shift});
   std::set<sim::MeterTime> listed;

@@ -74,12 +74,11 @@ Site::Site(const Scenario& scenario, std::uint32_t channel, VirtualTime& time)
   protocol_->AddRef();
   ReadLog("events" + std::to_string(channel), [this](std::string_view text) { LogLine(text); });
   line_.sending = [this](auto) { HostIsCalled("the port sends"); };
-  directory_->Set("COM" + std::to_string(channel + 1), {.open =
-                                                            [this](std::string&) -> std::unique_ptr<host::ByteStream> {
-                                                              HostIsCalled("the port opens");
-                                                              if (!line_.Open()) return nullptr;
-                                                              return std::make_unique<LineStream>(line_);
-                                                            },
+  directory_->Set("COM" + std::to_string(channel + 1), {.open = [this](std::string&) -> std::unique_ptr<host::ByteStream> {
+                                                          HostIsCalled("the port opens");
+                                                          if (!line_.Open()) return nullptr;
+                                                          return std::make_unique<LineStream>(line_);
+                                                        },
                                                         .line = plan_.line,
                                                         .observer = {}});
   context_.ObjectProvider = &provider_;
@@ -96,7 +95,8 @@ auto Site::Bounded(const char* name, std::int64_t boundMs, Call call) {
   const std::int64_t began = scheduler.Awake();
   const auto result = call();
   const std::int64_t took = scheduler.Awake() - began;
-  if (took > boundMs) Violate(Invariant::NoHang, std::string(name) + " took " + std::to_string(took) + " ms, at most " + std::to_string(boundMs));
+  if (took > boundMs)
+    Violate(Invariant::NoHang, std::string(name) + " took " + std::to_string(took) + " ms, at most " + std::to_string(boundMs));
   return result;
 }
 
@@ -240,7 +240,8 @@ void Site::Do(const Operation& operation) {
       return Restart();
     case OperationKind::SignalAndStart:
       protocol_->SignalStop();
-      passThread_ = 0;  // the next pass need not wait for its time
+      passThread_ = 0;
+      wholePass_ = false;
       scheduler.Sleep(static_cast<std::int64_t>(operation.salt % 3000));
       return Start();
     case OperationKind::WrongClock:
@@ -252,7 +253,8 @@ void Site::Do(const Operation& operation) {
       return;
     case OperationKind::FailCall:
       logFailed_ = true;
-      CallDrill() = {.left = static_cast<std::uint32_t>(1 + operation.salt % 3), .thread = operation.salt % 2 == 0 ? scheduler.Self() : protocol_->ThreadId};
+      CallDrill() = {.left = static_cast<std::uint32_t>(1 + operation.salt % 3),
+                     .thread = operation.salt % 2 == 0 ? scheduler.Self() : protocol_->ThreadId};
       return;
     default:
       historyThreads_.push_back(scheduler.Start("history", [this, operation] { AskHistory(operation); }));
@@ -276,10 +278,11 @@ void Site::CalmDown() {
     if (tag->number == 211 && tag->usedSince >= 0) LeaveWrite(*tag, 1);
   }
   const std::int64_t began = scheduler.Awake();
-  const std::int64_t bound = 5 * (plan_.pollPeriodSeconds * 1000LL + 60'000) +
-                             20 * LongestExchangeMs() * static_cast<std::int64_t>(devices_.size() + 1);
+  const std::int64_t bound =
+      5 * (plan_.pollPeriodSeconds * 1000LL + 60'000) + 20 * LongestExchangeMs() * static_cast<std::int64_t>(devices_.size() + 1);
   while (!WhyNotWell().empty()) {
-    if (scheduler.Awake() - began > bound) Violate(Invariant::Recovers, std::to_string(bound) + " ms after the last fault " + WhyNotWell());
+    if (scheduler.Awake() - began > bound)
+      Violate(Invariant::Recovers, std::to_string(bound) + " ms after the last fault " + WhyNotWell());
     scheduler.Sleep(500);
   }
 }

@@ -28,8 +28,8 @@ std::string Hex(const Bytes& bytes) {
 }
 
 std::string Describe(const Exchange& exchange) {
-  return "    " + std::to_string(exchange.atMs) + " ms, thread " + std::to_string(exchange.thread) + ":" + Hex(exchange.request) + " >" +
-         Hex(exchange.received) + (exchange.faults.empty() ? "" : "   [" + exchange.faults + "]") + "\n";
+  return "    " + std::to_string(exchange.atMs) + " ms, thread " + std::to_string(exchange.thread) + ":" + Hex(exchange.request) +
+         " >" + Hex(exchange.received) + (exchange.faults.empty() ? "" : "   [" + exchange.faults + "]") + "\n";
 }
 
 void RunSites(const Scenario& scenario, VirtualTime& time, Scheduler& scheduler) {
@@ -64,7 +64,8 @@ SeedResult RunWorld(const Scenario& scenario) {
   ForgetSystem();
   // What is kept from the first world on is not counted.
   static bool warm = false;
-  if (std::exchange(warm, true) && BlocksInUse() > before) Violate(Invariant::NoLeak, std::to_string(BlocksInUse() - before) + " pieces of memory were not given back");
+  if (std::exchange(warm, true) && BlocksInUse() > before)
+    Violate(Invariant::NoLeak, std::to_string(BlocksInUse() - before) + " pieces of memory were not given back");
   return result;
 }
 

@@ -21,7 +21,8 @@ struct Arguments {
 };
 
 int Usage() {
-  std::fputs("usage: campaign [--seeds N] [--first SEED] [--minutes M] [--plant NAME|all] [--list-plants] [--replay SEED]\n", stderr);
+  std::fputs("usage: campaign [--seeds N] [--first SEED] [--minutes M] [--plant NAME|all] [--list-plants] [--replay SEED]\n",
+             stderr);
   return 2;
 }
 
@@ -34,19 +35,26 @@ bool Read(int count, char** texts, Arguments& arguments) {
     }
     if (++i == count) return false;
     const std::uint64_t number = std::strtoull(texts[i], nullptr, 10);
-    if (key == "--seeds") arguments.order.count = number;
-    else if (key == "--first") arguments.order.first = number;
-    else if (key == "--minutes") arguments.order.seconds = static_cast<std::int64_t>(number) * 60;
-    else if (key == "--plant") arguments.plant = texts[i];
-    else if (key == "--replay") arguments.replay = number;
-    else return false;
+    if (key == "--seeds")
+      arguments.order.count = number;
+    else if (key == "--first")
+      arguments.order.first = number;
+    else if (key == "--minutes")
+      arguments.order.seconds = static_cast<std::int64_t>(number) * 60;
+    else if (key == "--plant")
+      arguments.plant = texts[i];
+    else if (key == "--replay")
+      arguments.replay = number;
+    else
+      return false;
   }
   if (arguments.order.seconds != 0) arguments.order.count = ~std::uint64_t{0} / 2;
   return true;
 }
 
 void Tell(const Finding& finding) {
-  std::printf("seed %llu: %s: %s", static_cast<unsigned long long>(finding.seed), NameOf(finding.invariant).data(), finding.what.c_str());
+  std::printf("seed %llu: %s: %s", static_cast<unsigned long long>(finding.seed), NameOf(finding.invariant).data(),
+              finding.what.c_str());
   std::fflush(stdout);
 }
 
@@ -87,7 +95,8 @@ int SeekPlants(const Arguments& arguments) {
 }
 
 int ListPlants() {
-  for (const PlantRow& row : AllPlants()) std::printf("%-24s %s\n", std::string(row.name).c_str(), std::string(row.meaning).c_str());
+  for (const PlantRow& row : AllPlants())
+    std::printf("%-24s %s\n", std::string(row.name).c_str(), std::string(row.meaning).c_str());
   return 0;
 }
 
@@ -97,9 +106,10 @@ int Run(const Order& order) {
   RunAll(order, totals, TellSmaller);
   const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - began).count();
   std::printf("trace %016llx\n", static_cast<unsigned long long>(totals.trace));
-  std::printf("campaign: %llu seeds, %llu exchanges, %llu faults, %llu violations, %.1f s\n", static_cast<unsigned long long>(totals.seeds),
-              static_cast<unsigned long long>(totals.exchanges), static_cast<unsigned long long>(totals.faults),
-              static_cast<unsigned long long>(totals.violations), static_cast<double>(took) / 1000);
+  std::printf("campaign: %llu seeds, %llu exchanges, %llu faults, %llu violations, %.1f s\n",
+              static_cast<unsigned long long>(totals.seeds), static_cast<unsigned long long>(totals.exchanges),
+              static_cast<unsigned long long>(totals.faults), static_cast<unsigned long long>(totals.violations),
+              static_cast<double>(took) / 1000);
   return totals.violations == 0 ? 0 : 1;
 }
 
@@ -115,6 +125,7 @@ int main(int count, char** texts) {
   if (arguments.listPlants) return ListPlants();
   if (!arguments.plant.empty() && arguments.plant != "all" && !FindPlant(arguments.plant)) return Usage();
   if (!arguments.plant.empty()) return SeekPlants(arguments);
-  if (arguments.replay) arguments.order = {.first = *arguments.replay, .count = 1, .seconds = 0, .plant = Plant::None, .leftOut = {}};
+  if (arguments.replay)
+    arguments.order = {.first = *arguments.replay, .count = 1, .seconds = 0, .plant = Plant::None, .leftOut = {}};
   return Run(arguments.order);
 }
