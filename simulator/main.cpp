@@ -1,8 +1,11 @@
 // ostrel-meter: simulated meters on a pseudo-terminal, a TCP port or a serial device.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
+#include <exception>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/clock.h"
@@ -20,6 +23,7 @@ using namespace ostrel::sim;
 constexpr int kDone = 0;
 constexpr int kWrongUsage = 2;
 constexpr int kNoLine = 4;
+constexpr int kInternal = 70;
 
 struct Options {
   std::string line;
@@ -91,11 +95,15 @@ int main(int argc, char** argv) {
   Options options;
   CLI::App app("Simulated electricity meters on a line.", "ostrel-meter");
   Describe(app, options);
+  std::vector<std::string> arguments = ostrel::platform::Arguments(argc, argv);
+  std::reverse(arguments.begin(), arguments.end());
   try {
-    app.parse(argc, argv);
+    app.parse(std::move(arguments));
+    ostrel::platform::CatchInterrupt();
+    return Run(options);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kDone : kWrongUsage;
+  } catch (const std::exception& error) {
+    return Fail(kInternal, std::string("an error of the program itself: ") + error.what());
   }
-  ostrel::platform::CatchInterrupt();
-  return Run(options);
 }

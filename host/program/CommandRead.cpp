@@ -26,7 +26,7 @@ void PrintReading(const ReadOptions& options, const std::string& channel, const 
   if (options.common.json) {
     Print(TagJson(channel, meter.config, tag, reading) + '\n');
   } else {
-    Print(fmt::format("{} = {} ({})\n", tag.name, ValueText(reading.value), QualityText(reading.quality)));
+    Print(fmt::format("{} = {} ({})\n", tag.name, ValueText(reading.value), QualityWithAge(reading)));
   }
 }
 

@@ -6,6 +6,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "host/program/Commands.h"
 #include "host/program/WriteLine.h"
@@ -13,6 +14,7 @@
 #include "host/session/Session.h"
 #include "host/show/LiveTable.h"
 #include "host/show/Output.h"
+#include "host/show/WriteLog.h"
 #include "platform/clock.h"
 #include "platform/console.h"
 
@@ -29,15 +31,18 @@ std::unique_ptr<Output> MakeOutput(const RunOptions& options) {
 /// Writes that were asked for, one at a time per channel. Used while no pass is being handled.
 class WriteQueue {
  public:
-  WriteQueue(Session& session, Output& output) : session_(session), output_(output) {}
+  /// Without a log no write is taken.
+  WriteQueue(Session& session, Output& output, std::optional<WriteLog> log)
+      : session_(session), output_(output), log_(std::move(log)) {}
 
   void Add(const std::string& text) {
     const std::optional<WriteLine> line = ParseWriteLine(text);
     if (!line) throw Failure(kExitUsage, "a line must be: write METER TAG VALUE");
+    if (!log_) throw Failure(kExitUsage, "writes are not allowed: start with --allow-writes");
     const MeterPlace place = session_.FindMeter(line->meter);
     const std::size_t tag = place.meter->FindTag(line->tag);
     // What is wrong with the value is said at once, not when its turn comes.
-    CheckWrite(place.meter->tags[tag].definition, line->value);
+    CheckWrite(place.meter->tags[tag], line->value);
     waiting_[place.channel].push_back({.meter = place.meter, .tag = tag, .value = line->value});
     Begin(*place.channel);
   }
@@ -45,11 +50,28 @@ class WriteQueue {
   void AfterPass(Channel& channel) {
     const auto at = active_.find(&channel);
     if (at == active_.end()) return;
-    const std::optional<WriteReport> report = at->second.AfterPass();
-    if (!report) return;
-    output_.Write(*report);
+    try {
+      const std::optional<WriteReport> report = at->second.AfterPass();
+      if (!report) return;
+      log_->Add(*report);
+      output_.Write(*report);
+    } catch (const Failure& failure) {
+      if (failure.Code() != kExitUsage) throw;
+      // The value does not fit this meter: nothing was sent, and polling goes on.
+      fmt::print(stderr, "{}\n", failure.what());
+    }
     active_.erase(at);
     Begin(channel);
+  }
+
+  /// What was begun and not finished when polling ends.
+  void GiveUp() {
+    for (auto& [channel, write] : active_) {
+      const WriteReport report = write.GiveUp();
+      log_->Add(report);
+      output_.Write(report);
+    }
+    active_.clear();
   }
 
  private:
@@ -69,6 +91,7 @@ class WriteQueue {
 
   Session& session_;
   Output& output_;
+  std::optional<WriteLog> log_;
   std::map<Channel*, std::deque<Waiting>> waiting_;
   std::map<Channel*, ClientWrite> active_;
 };
@@ -106,7 +129,7 @@ ExitCode CommandRun(const RunOptions& options) {
   const Plugin plugin = Plugin::Load(options.common.module);
   const std::unique_ptr<Output> output = MakeOutput(options);
   Session session(plugin, config, Session::Clocks::Keep);
-  WriteQueue writes(session, *output);
+  WriteQueue writes(session, *output, options.allowWrites ? std::optional<WriteLog>(config.writeLog) : std::nullopt);
   session.Start(
       [&](Channel& channel, const PassReport& report) {
         ShowEvents(session, *output);
@@ -117,6 +140,7 @@ ExitCode CommandRun(const RunOptions& options) {
       options.passes);
   WaitForEnd(session, *output, writes, options.seconds);
   session.Stop();
+  writes.GiveUp();
   ShowEvents(session, *output);
   return kExitDone;
 }

@@ -23,6 +23,7 @@ struct RunOptions {
   std::uint32_t passes = 0;   // 0: no limit
   std::uint32_t seconds = 0;  // 0: no limit
   bool everyPass = false;
+  bool allowWrites = false;
 };
 
 struct ReadOptions {
@@ -60,6 +61,13 @@ struct ExchangeOptions {
   CommonOptions common;
   std::string channel;  // port name; may be empty when there is only one
   std::vector<std::string> hex;
+  bool allowWrites = false;
+};
+
+struct TraceOptions {
+  CommonOptions common;
+  std::string file;
+  std::string output;  // empty: standard output
 };
 
 struct DemoOptions {
@@ -76,6 +84,7 @@ struct DemoOptions {
 [[nodiscard]] ExitCode CommandExchange(const ExchangeOptions& options);
 [[nodiscard]] ExitCode CommandRegister(const CommonOptions& options, bool enter);
 [[nodiscard]] ExitCode CommandCheck(const CommonOptions& options);
+[[nodiscard]] ExitCode CommandTrace(const TraceOptions& options);
 [[nodiscard]] ExitCode CommandDemo(const DemoOptions& options);
 
 }  // namespace ostrel::host

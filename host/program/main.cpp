@@ -2,10 +2,16 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+#include <exception>
 #include <functional>
+#include <iostream>
+#include <sstream>
 
 #include "host/program/Commands.h"
+#include "host/show/Output.h"
 #include "platform/console.h"
 
 namespace ostrel::host {
@@ -19,13 +25,15 @@ const CLI::Range kSeconds(0, 4'000'000);
 class CommandLine {
  public:
   CommandLine();
-  [[nodiscard]] int Run(int count, char** arguments);
+  /// Arguments in UTF-8.
+  [[nodiscard]] int Run(std::vector<std::string> arguments);
 
  private:
   CLI::App* Add(const std::string& name, const std::string& what, CommonOptions& common, Command command);
   void AddConfig(CLI::App* app, CommonOptions& common);
   void AddPolling();
   void AddQuestions();
+  void AddTrace();
   void AddHistory();
   void AddBrowsing();
 
@@ -40,6 +48,7 @@ class CommandLine {
   CommonOptions register_;
   ExchangeOptions exchange_;
   CommonOptions check_;
+  TraceOptions trace_;
   DemoOptions demo_;
 };
 
@@ -47,6 +56,7 @@ CommandLine::CommandLine() {
   app_.require_subcommand(1);
   AddPolling();
   AddQuestions();
+  AddTrace();
   AddHistory();
   AddBrowsing();
 }
@@ -65,12 +75,14 @@ void CommandLine::AddConfig(CLI::App* app, CommonOptions& common) {
 }
 
 void CommandLine::AddPolling() {
-  CLI::App* const run =
-      Add("run", "poll until stopped; takes lines 'write METER TAG VALUE'", run_.common, [this] { return CommandRun(run_); });
+  CLI::App* const run = Add("run", "poll until stopped; with --allow-writes takes lines 'write METER TAG VALUE'", run_.common,
+                            [this] { return CommandRun(run_); });
   AddConfig(run, run_.common);
   run->add_option("--passes", run_.passes, "end after so many passes of each channel");
   run->add_option("--seconds", run_.seconds, "end after so long")->check(kSeconds);
   run->add_flag("--every-pass", run_.everyPass, "print every tag after every pass, not only what changed");
+
+  run->add_flag("--allow-writes", run_.allowWrites, "take 'write' lines; without it meters are only read");
 
   CLI::App* const demo = Add("demo", "simulated meters, polled and shown", demo_.common, [this] { return CommandDemo(demo_); });
   demo->add_option("--seconds", demo_.seconds, "how long")->check(kSeconds)->capture_default_str();
@@ -92,9 +104,17 @@ void CommandLine::AddQuestions() {
       Add("exchange", "send one raw frame", exchange_.common, [this] { return CommandExchange(exchange_); });
   AddConfig(exchange, exchange_.common);
   exchange->add_option("--channel", exchange_.channel, "port name, when there are several");
+  exchange->add_flag("--allow-writes", exchange_.allowWrites, "send also what changes the meter (request code 03)");
   exchange->add_option("HEX", exchange_.hex, "bytes from the address on, without the check")->required();
 
   AddConfig(Add("check", "open the ports and ask each meter", check_, [this] { return CommandCheck(check_); }), check_);
+}
+
+void CommandLine::AddTrace() {
+  CLI::App* const trace = Add("trace", "a copy of a debug trace without the meters' passwords, to hand on", trace_.common,
+                              [this] { return CommandTrace(trace_); });
+  trace->add_option("FILE", trace_.file, "the trace")->required();
+  trace->add_option("--output", trace_.output, "file for the copy; otherwise standard output");
 }
 
 void CommandLine::AddHistory() {
@@ -126,15 +146,42 @@ void CommandLine::AddBrowsing() {
   Add("unregister", "take it out of the list", register_, [this] { return CommandRegister(register_, false); });
 }
 
-int CommandLine::Run(int count, char** arguments) {
+int CommandLine::Run(std::vector<std::string> arguments) {
+  // As the library wants them: from the last to the first.
+  std::reverse(arguments.begin(), arguments.end());
   try {
-    app_.parse(count, arguments);
+    app_.parse(std::move(arguments));
     return chosen_();
   } catch (const CLI::ParseError& error) {
-    return app_.exit(error) == 0 ? kExitDone : kExitUsage;
+    std::ostringstream text;
+    const int result = app_.exit(error, text, std::cerr);
+    Print(text.str());
+    return result == 0 ? kExitDone : kExitUsage;
   } catch (const Failure& failure) {
     fmt::print(stderr, "{}\n", failure.what());
     return failure.Code();
+  }
+}
+
+int ReportInternal(const char* what) {
+  fmt::print(stderr, "an error of the program itself, please report it: {}\n", what);
+  return kExitInternal;
+}
+
+// What escapes even the last handler, on a thread or out of a destructor.
+[[noreturn]] void EndWithoutAbort() {
+  ReportInternal("it cannot go on");
+  std::_Exit(kExitInternal);
+}
+
+int RunGuarded(int count, char** arguments) {
+  try {
+    CommandLine line;
+    return line.Run(platform::Arguments(count, arguments));
+  } catch (const std::exception& error) {
+    return ReportInternal(error.what());
+  } catch (...) {
+    return ReportInternal("unknown");
   }
 }
 
@@ -142,8 +189,13 @@ int CommandLine::Run(int count, char** arguments) {
 }  // namespace ostrel::host
 
 int main(int count, char** arguments) {
+  using namespace ostrel::host;
+  std::set_terminate(EndWithoutAbort);
   ostrel::platform::PrepareConsole();
   ostrel::platform::CatchInterrupt();
-  ostrel::host::CommandLine line;
-  return line.Run(count, arguments);
+  const int code = RunGuarded(count, arguments);
+  const std::string problem = OutputProblem();
+  if (problem.empty()) return code;
+  fmt::print(stderr, "{}\n", problem);
+  return kExitOutput;
 }

@@ -58,9 +58,11 @@ PortDevice MakePortDevice(const ChannelConfig& config, const std::vector<Meter>&
   return device;
 }
 
-std::vector<std::size_t> SelectedTags(const std::vector<TagDefinition>& definitions, const MeterConfig& config) {
-  std::vector<bool> chosen(definitions.size(), config.tags.empty());
-  for (const PlacedText& wanted : config.tags) {
+// Which tags a list of the configuration names; all of them, or none, when it has no entry.
+std::vector<bool> NamedTags(const std::vector<TagDefinition>& definitions, const std::vector<PlacedText>& names,
+                            bool withoutAny) {
+  std::vector<bool> chosen(definitions.size(), names.empty() && withoutAny);
+  for (const PlacedText& wanted : names) {
     try {
       for (const std::size_t tag : SelectTags(definitions, wanted.text)) chosen[tag] = true;
     } catch (const Failure& failure) {
@@ -69,6 +71,11 @@ std::vector<std::size_t> SelectedTags(const std::vector<TagDefinition>& definiti
       FailAt(wanted.place, failure.what());
     }
   }
+  return chosen;
+}
+
+std::vector<std::size_t> SelectedTags(const std::vector<TagDefinition>& definitions, const MeterConfig& config) {
+  const std::vector<bool> chosen = NamedTags(definitions, config.tags, true);
   std::vector<std::size_t> selected;
   for (std::size_t i = 0; i < chosen.size(); ++i) {
     if (chosen[i]) selected.push_back(i);
@@ -110,10 +117,13 @@ void Channel::AddMeter(const MeterConfig& config, const std::vector<MeterType>& 
   Meter meter{.config = config, .type = TypeOf(types, config), .index = 0, .tags = {}, .selected = {}};
   const std::vector<TagDefinition> definitions = ReadTagDefinitions(*protocol_, meter.type.id, kBranchDa);
   if (config.polled) meter.selected = SelectedTags(definitions, config);
+  const std::vector<bool> protectedTags = NamedTags(definitions, config.readOnly, false);
+  const std::vector<bool> writable = NamedTags(definitions, config.writable, true);
   const DeviceConfig record = MakeDeviceConfig(config, meter.type.id);
   meter.index = static_cast<std::uint32_t>(protocol_->AddDevice(&record));
-  for (const TagDefinition& definition : definitions) {
-    meter.tags.push_back(MakeTag(definition, PortNumberOf(config_.port), config.address));
+  for (std::size_t i = 0; i < definitions.size(); ++i) {
+    meter.tags.push_back(MakeTag(definitions[i], PortNumberOf(config_.port), config.address));
+    meter.tags.back().readOnly = protectedTags[i] || !writable[i];
     protocol_->AddTag(meter.index, meter.tags.back().tag);
   }
   for (const std::size_t tag : meter.selected) meter.tags[tag].tag->Use();
@@ -160,6 +170,8 @@ bool Channel::TakePass(PassReport& report) {
   }
   return true;
 }
+
+std::uint32_t Channel::MeterConstant(const Meter& meter) { return protocol_->GetChannel()->Devices[meter.index].MeterConstant; }
 
 void Channel::SelectTag(Meter& meter, std::size_t tag) {
   const PollGuard guard(*protocol_);

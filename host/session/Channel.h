@@ -53,6 +53,9 @@ class Channel {
   /// Puts a tag in use from the next pass on.
   void SelectTag(Meter& meter, std::size_t tag);
 
+  /// Impulses per kWh as the meter's variant says; 0 while it is not known. The caller holds PollLock.
+  [[nodiscard]] std::uint32_t MeterConstant(const Meter& meter);
+
   [[nodiscard]] std::vector<Meter>& Meters() { return meters_; }
   [[nodiscard]] const ChannelConfig& Config() const { return config_; }
   [[nodiscard]] IProtocol& Protocol() { return *protocol_; }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <limits>
@@ -51,21 +52,23 @@ void ReadType(TableReader& reader, MeterConfig& meter) {
   }
 }
 
-void ReadTags(TableReader& reader, MeterConfig& meter) {
-  const toml::node* const node = reader.Node("tags");
-  if (node == nullptr) return;
-  if (!node->is_array()) reader.Fail("tags", "must be a list of names, ids or wildcards");
-  if (node->as_array()->empty()) reader.Fail("tags", "must not be empty; leave it out for every tag");
+std::vector<PlacedText> ReadTags(TableReader& reader, const char* key) {
+  std::vector<PlacedText> tags;
+  const toml::node* const node = reader.Node(key);
+  if (node == nullptr) return tags;
+  if (!node->is_array()) reader.Fail(key, "must be a list of names, ids or wildcards");
+  if (node->as_array()->empty()) reader.Fail(key, "must not be empty; leave it out for every tag");
   for (const toml::node& element : *node->as_array()) {
-    const Place place = reader.PlaceOf("tags", element);
+    const Place place = reader.PlaceOf(key, element);
     if (element.is_string()) {
-      meter.tags.push_back({element.as_string()->get(), place});
+      tags.push_back({element.as_string()->get(), place});
     } else if (element.is_integer()) {
-      meter.tags.push_back({std::to_string(element.as_integer()->get()), place});
+      tags.push_back({std::to_string(element.as_integer()->get()), place});
     } else {
       FailAt(place, "must be a name, an id or a wildcard");
     }
   }
+  return tags;
 }
 
 MeterConfig ReadMeter(TableReader reader) {
@@ -80,7 +83,9 @@ MeterConfig ReadMeter(TableReader reader) {
   meter.eventLog = static_cast<std::uint8_t>(reader.Integer("event_log", 0, kByte));
   meter.failHoldSeconds = Unsigned(reader.Integer("fail_hold_s", 60, kSeconds));
   meter.exchange = reader.Boolean("exchange", true);
-  ReadTags(reader, meter);
+  meter.tags = ReadTags(reader, "tags");
+  meter.readOnly = ReadTags(reader, "read_only");
+  meter.writable = ReadTags(reader, "writable");
   reader.RejectOthers();
   return meter;
 }
@@ -179,6 +184,8 @@ Config ParseConfig(const std::string& text, const std::string& name) {
   config.file = name;
   TableReader root(parsed.table(), name, "");
   ReadDiagnostics(root, config);
+  config.writeLog = root.Text("write_log", name + ".writes.log");
+  if (config.writeLog.empty()) root.Fail("write_log", "must not be empty");
   config.clockCorrectionDays = Unsigned(root.Integer("clock_correction_days", 0, {0, 3650}));
   for (const toml::table* const table : root.Tables("channel"))
     config.channels.push_back(ReadChannel({*table, name, "channel."}, name));
@@ -189,7 +196,10 @@ Config ParseConfig(const std::string& text, const std::string& name) {
 }
 
 Config ReadConfig(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
+  const std::filesystem::path place = platform::PathOf(path);
+  std::error_code failed;
+  if (std::filesystem::is_directory(place, failed)) throw Failure(kExitUsage, path + ": is a folder");
+  std::ifstream file(place, std::ios::binary);
   if (!file) throw Failure(kExitUsage, path + ": cannot be read");
   const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
   return ParseConfig(text, path);

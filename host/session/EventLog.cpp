@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <utility>
 
 #include "host/session/Failure.h"
 #include "platform/text.h"
@@ -12,11 +13,9 @@
 namespace ostrel::host {
 namespace {
 
-std::filesystem::path PathOf(const std::string& utf8) { return std::u8string(utf8.begin(), utf8.end()); }
-
 std::uint64_t SizeOf(const std::string& file) {
   std::error_code failed;
-  const std::uintmax_t size = std::filesystem::file_size(PathOf(file), failed);
+  const std::uintmax_t size = std::filesystem::file_size(platform::PathOf(file), failed);
   return failed ? 0 : size;
 }
 
@@ -40,7 +39,7 @@ EventLog::EventLog(const Config& config) : file_(config.logFile), temporary_(con
 
 EventLog::~EventLog() {
   std::error_code ignored;
-  if (temporary_) std::filesystem::remove(PathOf(file_), ignored);
+  if (temporary_) std::filesystem::remove(platform::PathOf(file_), ignored);
 }
 
 LogLine EventLog::Parse(const std::string& line) const {
@@ -54,12 +53,12 @@ LogLine EventLog::Parse(const std::string& line) const {
 }
 
 std::vector<LogLine> EventLog::TakeNew() {
-  std::vector<LogLine> lines;
+  std::vector<LogLine> lines = std::exchange(notes_, {});
   const std::uint64_t size = SizeOf(file_);
   // Over its limit the file is deleted and begins anew.
   if (size < taken_) taken_ = 0;
   if (size == taken_) return lines;
-  std::ifstream file(PathOf(file_), std::ios::binary);
+  std::ifstream file(platform::PathOf(file_), std::ios::binary);
   file.seekg(static_cast<std::streamoff>(taken_));
   for (std::string line; std::getline(file, line) && !file.eof();) {
     taken_ += line.size() + 1;

@@ -23,7 +23,9 @@ class EventLog {
   EventLog& operator=(const EventLog&) = delete;
 
   [[nodiscard]] const std::string& File() const { return file_; }
-  /// Whole lines that came since the last call.
+  /// A line of the host's own; it stands in no file.
+  void Note(const std::string& text) { notes_.push_back({.channel = {}, .text = text}); }
+  /// Notes and whole lines that came since the last call.
   [[nodiscard]] std::vector<LogLine> TakeNew();
 
  private:
@@ -32,6 +34,7 @@ class EventLog {
   std::string file_;  // UTF-8
   bool temporary_;
   std::vector<std::string> ports_;
+  std::vector<LogLine> notes_;
   std::uint64_t taken_ = 0;  // bytes of the file
 };
 

@@ -36,17 +36,6 @@ void FillDescriptor(CDeviceTag& tag, const std::array<std::uint32_t, 10>& descri
   tag.ExpectedLength = descriptor[kColumnExpectedLength];
 }
 
-bool SameTime(const FILETIME& left, const FILETIME& right) {
-  return left.dwLowDateTime == right.dwLowDateTime && left.dwHighDateTime == right.dwHighDateTime;
-}
-
-// Whether the plug-in has ever put a value there: it zeroes the floats of a lost meter, and leaves other types alone.
-bool HasValue(const PolledTag& tag, const TagReading& reading) {
-  if (tag.wasGood || reading.quality == kQualityBad) return true;
-  const bool untouched = reading.quality == kQualityUncertain && SameTime(reading.timestamp, tag.born);
-  return tag.definition.DataType() == VT_R4 && !untouched;
-}
-
 }  // namespace
 
 std::size_t Meter::FindTag(const std::string& text) const {
@@ -83,13 +72,17 @@ PolledTag MakeTag(const TagDefinition& definition, std::uint32_t portNumber, std
   FillDescriptor(*tag, definition.descriptor);
   // The plug-in goes by the type word, and expects a null text where there is none yet.
   tag->Value.vt = static_cast<VARTYPE>(definition.DataType());
-  return {.definition = definition, .tag = tag, .born = tag->Timestamp};
+  return {.definition = definition, .tag = tag};
 }
 
+// The plug-in zeroes the floats of a meter that it lost; somebody would take that for a measurement.
 TagReading ReadTag(PolledTag& tag) {
-  TagReading reading{.value = ValueOf(tag.tag->Value), .quality = tag.tag->Quality, .timestamp = tag.tag->Timestamp};
-  tag.wasGood = tag.wasGood || reading.quality == kQualityGood;
-  if (!HasValue(tag, reading)) reading.value = {};
+  TagReading reading{.value = {}, .quality = tag.tag->Quality, .timestamp = tag.tag->Timestamp, .lastGood = {}};
+  if (reading.quality == kQualityGood) {
+    reading.value = ValueOf(tag.tag->Value);
+    tag.lastGood = reading.timestamp;
+  }
+  reading.lastGood = tag.lastGood;
   return reading;
 }
 

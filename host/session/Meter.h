@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,8 +16,8 @@ namespace ostrel::host {
 struct PolledTag {
   TagDefinition definition;
   CDeviceTag* tag = nullptr;  // the plug-in's from AddTag on
-  FILETIME born{};
-  bool wasGood = false;  // had quality 192 at some time
+  bool readOnly = false;      // by the configuration
+  std::optional<FILETIME> lastGood;  // when it had quality 192 last
 };
 
 struct Meter {
@@ -37,7 +38,7 @@ struct Meter {
 /// A tag as the plug-in wants it: identity, descriptor and an empty value of its type.
 [[nodiscard]] PolledTag MakeTag(const TagDefinition& definition, std::uint32_t portNumber, std::uint32_t address);
 
-/// Value, quality and time. The caller holds PollLock, so that no pass writes meanwhile.
+/// Value, quality and time; no value unless the quality is good. The caller holds PollLock, so that no pass writes meanwhile.
 [[nodiscard]] TagReading ReadTag(PolledTag& tag);
 
 /// Digits behind the first three characters of a port's name; 0 when there are none.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -37,6 +38,7 @@ class Session {
 
   /// Polls every channel; after `passes` of them (0: no limit) a channel stops by itself.
   void Start(PassHandler handler, std::uint32_t passes);
+  /// Throws what a handler threw; its channel has ended with it.
   void Stop();
   /// All channels have done their passes.
   [[nodiscard]] bool Done() const { return running_ == 0; }
@@ -54,12 +56,15 @@ class Session {
 
  private:
   void Watch(Channel& channel, std::uint32_t passes);
+  void WatchPasses(Channel& channel, std::uint32_t passes);
+  void EndThreads();
 
   EventLog events_;
   HostServices services_;
   std::vector<std::unique_ptr<Channel>> channels_;
   PassHandler handler_;
   std::mutex handling_;
+  std::exception_ptr failure_;  // the first of a handler, under handling_
   std::vector<std::thread> watchers_;
   std::atomic<bool> stopping_{false};
   std::atomic<std::size_t> running_{0};

@@ -42,7 +42,9 @@ std::string TagJson(const std::string& channel, const MeterConfig& meter, const 
   json["tag"] = tag.name;
   json["value"] = ValueJson(reading.value);
   json["quality"] = reading.quality;
+  json["quality_name"] = QualityText(reading.quality);
   json["timestamp"] = TimestampText(reading.timestamp);
+  if (reading.quality != kQualityGood && reading.lastGood) json["last_good"] = TimestampText(*reading.lastGood);
   return Dump(json);
 }
 
@@ -63,16 +65,51 @@ std::string LogJson(const LogLine& line) {
   return Dump(json);
 }
 
-std::string WriteJson(const WriteReport& report) {
-  Json json;
-  json["event"] = "write";
+namespace {
+
+void AddWrite(Json& json, const WriteReport& report) {
+  json["channel"] = report.channel;
   json["meter"] = report.meter;
+  json["address"] = report.address;
   json["id"] = report.tag.id;
   json["tag"] = report.tag.name;
   json["before"] = ValueJson(report.before);
   json["sent"] = ValueJson(report.sent);
   json["after"] = ValueJson(report.after);
   json["outcome"] = OutcomeText(report.outcome);
+  json["reason"] = report.reason;
+}
+
+// One of the two lines that a log of writes is made of.
+Json LoggedWrite(const std::string& time, const std::string& user) {
+  Json json;
+  json["event"] = "write";
+  json["time"] = time;
+  json["user"] = user;
+  return json;
+}
+
+}  // namespace
+
+std::string WriteJson(const WriteReport& report) {
+  Json json;
+  json["event"] = "write";
+  AddWrite(json, report);
+  return Dump(json);
+}
+
+std::string LoggedWriteJson(const std::string& time, const std::string& user, const WriteReport& report) {
+  Json json = LoggedWrite(time, user);
+  AddWrite(json, report);
+  return Dump(json);
+}
+
+std::string LoggedFrameJson(const std::string& time, const std::string& user, const std::string& channel,
+                            const std::string& request, const std::string& answer) {
+  Json json = LoggedWrite(time, user);
+  json["channel"] = channel;
+  json["request"] = request;
+  json["answer"] = answer;
   return Dump(json);
 }
 

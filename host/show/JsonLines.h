@@ -15,6 +15,10 @@ namespace ostrel::host {
 [[nodiscard]] std::string PassJson(const std::string& channel, const PassReport& report);
 [[nodiscard]] std::string LogJson(const LogLine& line);
 [[nodiscard]] std::string WriteJson(const WriteReport& report);
+/// The lines of the log of writes: with when and by whom.
+[[nodiscard]] std::string LoggedWriteJson(const std::string& time, const std::string& user, const WriteReport& report);
+[[nodiscard]] std::string LoggedFrameJson(const std::string& time, const std::string& user, const std::string& channel,
+                                          const std::string& request, const std::string& answer);
 [[nodiscard]] std::string HistoryJson(const std::string& meter, const HistoryTag& tag, const HistoryRecord& record);
 [[nodiscard]] std::string TypeJson(const MeterType& type);
 /// `branch` is kBranchDa or kBranchHda.

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t kNameWidth = 36;
 constexpr std::size_t kValueWidth = 22;
-constexpr std::size_t kQualityWidth = 10;
+constexpr std::size_t kQualityWidth = 16;
 constexpr std::size_t kEventLines = 4;
 constexpr const char* kHomeAndClear = "\x1b[H\x1b[J";
 
@@ -30,7 +30,7 @@ std::string MeterHeading(const Meter& meter) {
 
 std::string Row(const TagDefinition& tag, const TagReading& reading) {
   return "  " + Padded(tag.name, kNameWidth) + ' ' + Padded(ValueText(reading.value), kValueWidth) + ' ' +
-         Padded(QualityText(reading.quality), kQualityWidth) + ' ' + tag.description;
+         Padded(QualityWithAge(reading), kQualityWidth) + ' ' + tag.description;
 }
 
 // Lines of one channel; each meter shows at most `rowsPerMeter` tags.

@@ -3,14 +3,18 @@
 #include <fmt/format.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
+#include <system_error>
 
 #include "host/show/JsonLines.h"
+#include "platform/console.h"
 
 namespace ostrel::host {
 namespace {
 
 std::atomic<bool> outputGone{false};
+std::atomic<int> outputError{0};
 
 class JsonOutput final : public Output {
  public:
@@ -44,7 +48,7 @@ class LineOutput final : public Output {
         const TagReading& reading = meter.readings[i];
         if (!filter_.Passes(meter.meter->config.name, tag.id, reading)) continue;
         Print(fmt::format("{} {}: {} = {} ({})\n", TimestampText(reading.timestamp), meter.meter->config.name, tag.name,
-                          ValueText(reading.value), QualityText(reading.quality)));
+                          ValueText(reading.value), QualityWithAge(reading)));
       }
     }
     Print(fmt::format("{} pass {} took {:.3f} s\n", channel, report.pass, report.seconds));
@@ -63,11 +67,21 @@ class LineOutput final : public Output {
 }  // namespace
 
 void Print(std::string_view text) {
+  errno = 0;
   const bool whole = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
-  if (!whole || std::fflush(stdout) != 0) outputGone = true;
+  if (whole && std::fflush(stdout) == 0) return;
+  int none = 0;
+  outputError.compare_exchange_strong(none, errno == 0 ? EIO : errno);
+  outputGone = true;
 }
 
 bool OutputGone() { return outputGone; }
+
+std::string OutputProblem() {
+  const int error = outputError;
+  if (error == 0 || platform::OutputReaderHasGone(error)) return {};
+  return "the output could not be written: " + std::error_code(error, std::generic_category()).message();
+}
 
 bool ChangeFilter::Passes(const std::string& meter, std::uint32_t id, const TagReading& reading) {
   // By text, so that what is not a number equals itself.

@@ -53,7 +53,7 @@ TEST(JsonLines, TagWithEveryKindOfValue) {
     EXPECT_EQ(
         std::string(
             R"({"event":"tag","channel":"COM1","meter":"feeder-1","address":12,"id":20017,"tag":"A+ Tariff Sum","value":)") +
-            row.json + R"(,"quality":192,"timestamp":"2026-11-22T20:00:00.123Z"})",
+            row.json + R"(,"quality":192,"quality_name":"good","timestamp":"2026-11-22T20:00:00.123Z"})",
         TagJson("COM1", SomeMeter(), SomeTag(), reading));
   }
 }
@@ -63,7 +63,9 @@ TEST(JsonLines, OtherEvents) {
             PassJson("COM1", {.pass = 1, .seconds = 1.204, .meters = {}}));
   EXPECT_EQ(R"({"event":"log","channel":"COM1","text":"[ 22/11/2026 20:00:01.204 ] COM1 ПРИБОР:12 Нет ответа от устройства"})",
             LogJson({.channel = "COM1", .text = "[ 22/11/2026 20:00:01.204 ] COM1 ПРИБОР:12 Нет ответа от устройства"}));
-  WriteReport report{.meter = "feeder-1",
+  WriteReport report{.channel = "COM1",
+                     .meter = "feeder-1",
+                     .address = 12,
                      .tag = SomeTag(),
                      .before = 10.0F,
                      .sent = 5000.0F,
@@ -73,8 +75,8 @@ TEST(JsonLines, OtherEvents) {
   report.tag.id = 20219;
   report.tag.name = "LimitPowerWeekDay";
   EXPECT_EQ(
-      R"({"event":"write","meter":"feeder-1","id":20219,"tag":"LimitPowerWeekDay","before":10.0,"sent":5000.0,"after":5000.0,)"
-      R"("outcome":"accepted"})",
+      R"({"event":"write","channel":"COM1","meter":"feeder-1","address":12,"id":20219,"tag":"LimitPowerWeekDay","before":10.0,)"
+      R"("sent":5000.0,"after":5000.0,"outcome":"accepted","reason":""})",
       WriteJson(report));
   EXPECT_EQ(R"({"event":"type","type":1,"name":"SET4TM03","display":"СЭТ-4ТМ.03"})",
             TypeJson({.id = 1, .name = "SET4TM03", .display = "СЭТ-4ТМ.03"}));
