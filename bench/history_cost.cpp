@@ -26,10 +26,8 @@ struct Counts {
   std::int64_t pausesMs = 0;
 };
 
-/// In the whole milliseconds that the line is paced in.
-std::int64_t LineMs(std::size_t bytes) {
-  return static_cast<std::int64_t>((bytes * sim::kBitsPerByte * 1000 + kBaud - 1) / kBaud);
-}
+/// In the whole milliseconds that a line inside the process is paced in.
+std::int64_t LineMs(std::size_t bytes) { return (sim::WireUs({kBaud}, bytes) + 999) / 1000; }
 
 bool StillSearches(std::span<const std::uint8_t> request, std::span<const std::uint8_t> answer) {
   return request.size() > 2 && request[1] == 0x08 && request[2] == 0x18 && answer.size() > 1 && (answer[1] & 0x0F) == 1;

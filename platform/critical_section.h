@@ -13,7 +13,7 @@
 namespace ostrel::platform {
 
 /// First come, first served: the poll thread releases the line between two tags and takes it again at once, and a history
-/// thread that waits must get it in between.
+/// thread that waits must get it in between. Leaving wakes the next one alone, however many wait.
 class FairSection {
  public:
   FairSection() = default;
@@ -28,10 +28,19 @@ class FairSection {
   [[nodiscard]] std::uint64_t Waiters();
 
  private:
+  /// Lies on the stack of the thread that waits.
+  struct Waiter {
+    std::thread::id thread;
+    std::condition_variable turn{};
+    Waiter* next = nullptr;
+  };
+
+  void Append(Waiter& waiter);
+
   std::mutex mutex_;
-  std::condition_variable turn_;
-  std::uint64_t nextTicket_ = 0;
-  std::uint64_t served_ = 0;
+  Waiter* first_ = nullptr;
+  Waiter* last_ = nullptr;
+  std::uint64_t waiting_ = 0;
   std::uint32_t depth_ = 0;
   std::thread::id owner_;
 };

@@ -1,6 +1,7 @@
 // A pseudo-terminal that a path leads to, for programs that stand in for a device on a serial line.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -24,7 +25,7 @@ class PseudoTerminal {
 
   /// Bytes that the other side has written; 0 when none came within the time or a signal ended the wait. The other side
   /// may close and open again meanwhile.
-  [[nodiscard]] std::size_t Read(std::span<std::uint8_t> buffer, int timeoutMilliseconds);
+  [[nodiscard]] std::size_t Read(std::span<std::uint8_t> buffer, std::chrono::microseconds limit);
 
   /// Never waits: what the other side has left no room for by not reading is lost, as on a wire.
   void Write(std::span<const std::uint8_t> bytes);

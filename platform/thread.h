@@ -14,6 +14,10 @@ using ThreadProcedure = std::uint32_t (*)(void* argument);
 /// Waits without limit for the thread to end, then gives the handle back to the system. Null is allowed.
 void JoinThread(ThreadHandle thread);
 
+/// Waits of this thread end within microseconds of their time from here on, where the system would let them drift by more to
+/// save power. Does nothing on a system without such a choice.
+void WakePrecisely();
+
 [[nodiscard]] std::uint32_t CurrentThreadId();
 [[nodiscard]] std::uint32_t CurrentProcessId();
 

@@ -10,6 +10,9 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
+constexpr std::int64_t kUsPerMs = 1000;
+constexpr std::uint64_t kUsPerSecond = 1'000'000;
+
 constexpr struct {
   std::string_view name;
   FaultKind kind;
@@ -45,6 +48,12 @@ std::optional<FaultKind> FaultKindFromName(std::string_view name) {
   return std::nullopt;
 }
 
+std::int64_t WireUs(Pace pace, std::size_t bytes) {
+  if (pace.baud == 0) return 0;
+  const std::uint64_t bits = std::uint64_t{bytes} * pace.bitsPerByte;
+  return static_cast<std::int64_t>((bits * kUsPerSecond + pace.baud - 1) / pace.baud);
+}
+
 Line::Line(std::vector<Meter> meters, FaultPlan plan, Pace pace)
     : meters_(std::move(meters)),
       plan_(std::move(plan)),
@@ -60,7 +69,7 @@ std::vector<Delivery> Line::Transact(std::span<const std::uint8_t> request, std:
     if (Meets(i, request[0])) Spoil(plan_.faults[i], request, utcMs, passing);
   }
   if (IsDown(utcMs)) return {};
-  return Schedule(passing, request.size(), utcMs);
+  return Schedule(passing, request.size());
 }
 
 Line::Passing Line::Ask(std::span<const std::uint8_t> request, std::int64_t utcMs) {
@@ -115,19 +124,15 @@ void Line::Spoil(const Fault& fault, std::span<const std::uint8_t> request, std:
   }
 }
 
-std::vector<Delivery> Line::Schedule(const Passing& passing, std::size_t requestBytes, std::int64_t utcMs) const {
+std::vector<Delivery> Line::Schedule(const Passing& passing, std::size_t requestBytes) const {
   std::vector<Delivery> deliveries;
-  const auto wireMs = [this](std::size_t bytes) -> std::int64_t {
-    if (pace_.baud == 0) return 0;
-    return static_cast<std::int64_t>((bytes * kBitsPerByte * 1000 + pace_.baud - 1) / pace_.baud);
-  };
   const auto deliver = [&](const Bytes& bytes, std::size_t bytesBefore, const Shape& shape) {
     const std::size_t piece = shape.pieceBytes != 0 ? shape.pieceBytes : (pace_.baud != 0 ? 1 : bytes.size());
-    std::int64_t gaps = shape.lateMs;
-    for (std::size_t from = 0; from < bytes.size(); from += piece, gaps += shape.gapMs) {
+    std::int64_t gapsMs = shape.lateMs;
+    for (std::size_t from = 0; from < bytes.size(); from += piece, gapsMs += shape.gapMs) {
       const std::size_t to = std::min(bytes.size(), from + piece);
       deliveries.push_back(
-          {.atMs = utcMs + wireMs(bytesBefore + to) + gaps,
+          {.afterUs = WireUs(pace_, bytesBefore + to) + gapsMs * kUsPerMs,
            .bytes = Bytes(bytes.begin() + static_cast<std::ptrdiff_t>(from), bytes.begin() + static_cast<std::ptrdiff_t>(to))});
     }
   };

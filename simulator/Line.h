@@ -14,17 +14,22 @@
 namespace ostrel::sim {
 
 struct Delivery {
-  std::int64_t atMs = 0;  // UTC milliseconds, as given with the request
+  std::int64_t afterUs = 0;  // microseconds after its request was sent
   std::vector<std::uint8_t> bytes;
 };
 
-/// A start bit, eight data bits, a parity or second stop bit, and a stop bit.
-inline constexpr std::size_t kBitsPerByte = 11;
+/// A start bit, eight data bits and a stop bit; with parity one more.
+inline constexpr std::uint32_t kBitsPerByte = 10;
+inline constexpr std::uint32_t kBitsPerByteWithParity = 11;
 
 /// Speed of the line; bytes take no time at 0.
 struct Pace {
   std::uint32_t baud = 0;
+  std::uint32_t bitsPerByte = kBitsPerByte;
 };
+
+/// Microseconds that so many bytes are on the line, rounded up.
+[[nodiscard]] std::int64_t WireUs(Pace pace, std::size_t bytes);
 
 class Line {
  public:
@@ -54,7 +59,7 @@ class Line {
   [[nodiscard]] bool Meets(std::size_t faultIndex, std::uint8_t address);
   [[nodiscard]] Passing Ask(std::span<const std::uint8_t> request, std::int64_t utcMs);
   void Spoil(const Fault& fault, std::span<const std::uint8_t> request, std::int64_t utcMs, Passing& passing);
-  [[nodiscard]] std::vector<Delivery> Schedule(const Passing& passing, std::size_t requestBytes, std::int64_t utcMs) const;
+  [[nodiscard]] std::vector<Delivery> Schedule(const Passing& passing, std::size_t requestBytes) const;
 
   std::vector<Meter> meters_;
   FaultPlan plan_;

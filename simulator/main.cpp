@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <set>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -26,8 +28,9 @@ constexpr int kNoLine = 4;
 constexpr int kInternal = 70;
 
 struct Options {
-  std::string line;
+  std::vector<std::string> lines;
   std::uint32_t baud = 9600;
+  std::string parity = "none";
   bool pace = false;
   std::uint64_t seed = 1;
   std::string faults;
@@ -35,8 +38,15 @@ struct Options {
 };
 
 void Describe(CLI::App& app, Options& options) {
-  app.add_option("--line", options.line, "where to listen: pty:PATH, tcp:PORT (this computer only) or serial:DEVICE")->required();
+  app.add_option("--line", options.lines,
+                 "where to listen: pty:PATH, tcp:PORT (this computer only) or serial:DEVICE; given again, the same meters on "
+                 "another line")
+      ->required()
+      ->allow_extra_args(false);
   app.add_option("--baud", options.baud, "speed of the line")->check(CLI::Range(50, 4000000))->capture_default_str();
+  app.add_option("--parity", options.parity, "a bit more for each byte")
+      ->check(CLI::IsMember({"none", "even", "odd"}))
+      ->capture_default_str();
   app.add_flag("--pace", options.pace, "take as long as the line would at this speed");
   app.add_option("--seed", options.seed, "what the meters show and how faults fall")->capture_default_str();
   app.add_option("--faults", options.faults, "file of faults (TOML)");
@@ -73,20 +83,56 @@ bool MakeMeters(const Options& options, std::vector<Meter>& meters, std::string&
   return true;
 }
 
+/// A line and the port that it is served through, on a thread of its own.
+struct Served {
+  std::unique_ptr<IMeterPort> port;
+  Line line;
+  std::thread thread{};
+};
+
+SerialMode ModeOf(const Options& options) {
+  if (options.parity == "none") return {.baud = options.baud, .parity = Parity::None};
+  return {.baud = options.baud, .parity = options.parity == "even" ? Parity::Even : Parity::Odd};
+}
+
+Pace PaceOf(const Options& options) {
+  if (!options.pace) return {};
+  return {.baud = options.baud, .bitsPerByte = options.parity == "none" ? kBitsPerByte : kBitsPerByteWithParity};
+}
+
+/// Opens every port before the first is served, so that a line that fails leaves nobody half connected.
+int OpenLines(const Options& options, const std::vector<Meter>& meters, const FaultPlan& plan, std::vector<Served>& served) {
+  std::string error;
+  for (const std::string& text : options.lines) {
+    auto port = MakePort(text, ModeOf(options), error);
+    if (!port) return Fail(kWrongUsage, "--line: " + error);
+    served.push_back({.port = std::move(port), .line = Line(meters, plan, PaceOf(options))});
+  }
+  for (Served& each : served) {
+    if (!each.port->Open(error)) return Fail(kNoLine, error);
+  }
+  return kDone;
+}
+
+void Serve(std::vector<Served>& served) {
+  for (Served& each : served) std::printf("ready %s\n", each.port->Name().c_str());
+  std::fflush(stdout);
+  for (Served& each : served) {
+    each.thread = std::thread([&each] { MeterServer(each.line, *each.port).Run(ostrel::platform::Interrupted); });
+  }
+  for (Served& each : served) each.thread.join();
+}
+
 int Run(const Options& options) {
   std::string error;
   std::vector<Meter> meters;
   if (!MakeMeters(options, meters, error)) return Fail(kWrongUsage, error);
   FaultPlan plan{.seed = options.seed, .faults = {}};
   if (!options.faults.empty() && !LoadFaultFile(options.faults, plan, error)) return Fail(kWrongUsage, error);
-  const auto port = MakePort(options.line, options.baud, error);
-  if (!port) return Fail(kWrongUsage, "--line: " + error);
-  if (!port->Open(error)) return Fail(kNoLine, error);
-  std::printf("ready %s\n", port->Name().c_str());
-  std::fflush(stdout);
-  Line line(std::move(meters), std::move(plan), {.baud = options.pace ? options.baud : 0});
-  MeterServer(line, *port).Run(ostrel::platform::Interrupted);
-  return kDone;
+  std::vector<Served> served;
+  const int result = OpenLines(options, meters, plan, served);
+  if (result == kDone) Serve(served);
+  return result;
 }
 
 }  // namespace

@@ -2,10 +2,11 @@
 
 #include <optional>
 
-#include "Protocol/history/CalendarTime.h"
 #include "Protocol/link/ExchangeEngine.h"
 #include "Protocol/link/Frame.h"
 #include "Protocol/link/LinkState.h"
+#include "Protocol/model/Bcd.h"
+#include "Protocol/model/CalendarTime.h"
 #include "Protocol/model/DeviceEntry.h"
 #include "Protocol/object/CProtocol.h"
 

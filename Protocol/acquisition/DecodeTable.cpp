@@ -6,10 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "Protocol/acquisition/Decoder.h"
-#include "Protocol/acquisition/TagSet.h"
-#include "Protocol/model/DeviceEntry.h"
-#include "Protocol/object/CProtocol.h"
+#include "Protocol/model/TagSet.h"
+#include "Protocol/model/VariantMap.h"
 
 namespace ostrel {
 namespace {
@@ -21,15 +19,9 @@ constexpr char kNo[] = "\xED\xE5\xF2";  // "нет"
 /// Factors of the meter that a value is multiplied by.
 enum Factors : std::uint8_t { kUnscaled = 0, kVf = 1, kKi = 2, kS = 4, kPrimary = kVf | kKi, kPower = kVf | kKi | kS };
 
-struct Answer {
-  const std::uint8_t* bytes;
-  CProtocol& protocol;
-  DeviceEntry& entry;
-};
-
 struct DecodeRow {
   TagSet tags{};
-  DecodedValue (*read)(const DecodeRow&, const Answer&) = nullptr;
+  DecodedValue (*read)(const DecodeRow&, const AnswerView&) = nullptr;
   std::uint8_t at = 1;     // first byte
   std::uint8_t width = 1;  // bytes, high one first
   std::uint8_t mask = 0;   // sign or flag, in the first byte
@@ -37,16 +29,16 @@ struct DecodeRow {
   std::uint8_t times = kUnscaled;
 };
 
-std::uint32_t BigEndian(const Answer& answer, std::uint32_t at, std::uint32_t width) {
+std::uint32_t BigEndian(const AnswerView& answer, std::uint32_t at, std::uint32_t width) {
   std::uint32_t number = 0;
   for (std::uint32_t i = 0; i < width; ++i) number = number << 8 | answer.bytes[at + i];
   return number;
 }
 
-double Scaled(double value, std::uint8_t times, const DeviceEntry& entry) {
-  if ((times & kVf) != 0) value *= entry.VoltageFactor;
-  if ((times & kKi) != 0) value *= entry.CurrentFactor;
-  if ((times & kS) != 0) value *= entry.PowerScale;
+double Scaled(double value, std::uint8_t times, const MeterScale& scale) {
+  if ((times & kVf) != 0) value *= scale.voltageFactor;
+  if ((times & kKi) != 0) value *= scale.currentFactor;
+  if ((times & kS) != 0) value *= scale.powerScale;
   return value;
 }
 
@@ -59,105 +51,76 @@ std::string Formatted(const char* format, Numbers... numbers) {
 
 // --- numbers
 
-DecodedValue Number(const DecodeRow& row, const Answer& answer) {
-  return static_cast<float>(Scaled(BigEndian(answer, row.at, row.width) / row.divisor, row.times, answer.entry));
+DecodedValue Number(const DecodeRow& row, const AnswerView& answer) {
+  return static_cast<float>(Scaled(BigEndian(answer, row.at, row.width) / row.divisor, row.times, answer.scale));
 }
 
 /// Impulses to kWh or kvarh; a full period of the metering output is two impulses.
-DecodedValue Energy(const DecodeRow& row, const Answer& answer) {
+DecodedValue Energy(const DecodeRow& row, const AnswerView& answer) {
   const double impulses = BigEndian(answer, row.at, 4);
-  const double perUnit = 2.0 * answer.entry.MeterConstant;
-  return static_cast<float>(Scaled(impulses / perUnit, row.times, answer.entry));
+  const double perUnit = 2.0 * answer.scale.constant;
+  return static_cast<float>(Scaled(impulses / perUnit, row.times, answer.scale));
 }
 
 /// 22 bits; the two bits above them are the directions of active and reactive power, for every quantity.
-DecodedValue Instantaneous(const DecodeRow& row, const Answer& answer) {
+DecodedValue Instantaneous(const DecodeRow& row, const AnswerView& answer) {
   const std::uint32_t number = BigEndian(answer, 1, 3) & 0x3FFFFF;
-  const double value = Scaled(number / row.divisor, row.times, answer.entry);
+  const double value = Scaled(number / row.divisor, row.times, answer.scale);
   const bool negative = (answer.bytes[1] & row.mask) != 0;
   return static_cast<float>(negative ? -value : value);
 }
 
-DecodedValue TemperatureRange(const DecodeRow& row, const Answer& answer) {
+DecodedValue TemperatureRange(const DecodeRow& row, const AnswerView& answer) {
   return (answer.bytes[row.at] & row.mask) != 0 ? -40.0F : -20.0F;
 }
 
-DecodedValue MaskedNumber(const DecodeRow& row, const Answer& answer) {
+DecodedValue MaskedNumber(const DecodeRow& row, const AnswerView& answer) {
   return static_cast<float>(answer.bytes[row.at] & row.mask);
 }
 
-DecodedValue StatusIsOk(const DecodeRow& row, const Answer& answer) { return answer.bytes[row.at] == 0; }
+DecodedValue StatusIsOk(const DecodeRow& row, const AnswerView& answer) { return answer.bytes[row.at] == 0; }
 
-DecodedValue UnsignedByte(const DecodeRow& row, const Answer& answer) { return answer.bytes[row.at]; }
+DecodedValue UnsignedByte(const DecodeRow& row, const AnswerView& answer) { return answer.bytes[row.at]; }
 
-DecodedValue SignedByte(const DecodeRow& row, const Answer& answer) { return static_cast<std::int8_t>(answer.bytes[row.at]); }
+DecodedValue SignedByte(const DecodeRow& row, const AnswerView& answer) { return static_cast<std::int8_t>(answer.bytes[row.at]); }
 
 // --- texts
 
-DecodedValue SerialNumber(const DecodeRow& row, const Answer& answer) {
+DecodedValue SerialNumber(const DecodeRow& row, const AnswerView& answer) {
   return Formatted("N %08d", static_cast<std::int32_t>(BigEndian(answer, row.at, 4)));
 }
 
-DecodedValue BcdDate(const DecodeRow& row, const Answer& answer) {
+DecodedValue BcdDate(const DecodeRow& row, const AnswerView& answer) {
   const std::uint8_t* const date = answer.bytes + row.at;
   return Formatted("%02x/%02x/%02x", unsigned{date[0]}, unsigned{date[1]}, unsigned{date[2]});
 }
 
-DecodedValue Version(const DecodeRow& row, const Answer& answer) {
+DecodedValue Version(const DecodeRow& row, const AnswerView& answer) {
   const std::uint8_t* const parts = answer.bytes + row.at;
   return Formatted("%x.%x.%x", unsigned{parts[0]}, unsigned{parts[1]}, unsigned{parts[2]});
 }
 
-DecodedValue YesOrNo(const DecodeRow& row, const Answer& answer) {
+DecodedValue YesOrNo(const DecodeRow& row, const AnswerView& answer) {
   return std::string((answer.bytes[row.at] & row.mask) != 0 ? kYes : kNo);
 }
 
-DecodedValue Location(const DecodeRow& row, const Answer& answer) {
+DecodedValue Location(const DecodeRow& row, const AnswerView& answer) {
   const char* const text = reinterpret_cast<const char*>(answer.bytes + row.at);
   const void* const end = std::memchr(text, 0, kLongestLocation);
   return std::string(text, end == nullptr ? kLongestLocation : static_cast<std::size_t>(static_cast<const char*>(end) - text));
 }
 
-// --- readings that say what the meter is
-
-std::uint16_t TransformCoefficient(const Answer& answer, std::uint32_t at) {
-  std::uint8_t bytes[2] = {answer.bytes[at], answer.bytes[at + 1]};
-  SwapBytes16(bytes);
-  std::uint16_t number = 0;
-  std::memcpy(&number, bytes, sizeof number);
-  return number;
-}
-
-void KeepCoefficientBytes(const Answer& answer) { std::memcpy(answer.entry.CoefficientBytes, answer.bytes + 1, 4); }
-
-DecodedValue VoltageCoefficient(const DecodeRow& row, const Answer& answer) {
-  KeepCoefficientBytes(answer);
-  return answer.entry.VoltageFactor = TransformCoefficient(answer, row.at);
-}
-
-DecodedValue CurrentCoefficient(const DecodeRow& row, const Answer& answer) {
-  KeepCoefficientBytes(answer);
-  return answer.entry.CurrentFactor = TransformCoefficient(answer, row.at);
-}
-
-DecodedValue CoefficientProduct(const DecodeRow& row, const Answer& answer) {
+DecodedValue CoefficientProduct(const DecodeRow& row, const AnswerView& answer) {
   const double first = BigEndian(answer, row.at, 2);
   const double second = BigEndian(answer, row.at + 2U, 2);
   return static_cast<float>(first * second);
 }
 
-/// A variant that nobody knows is entered with an empty name and zeros.
-const VariantInfo& LearnVariant(const Answer& answer) {
-  std::memcpy(answer.entry.VariantBytes, answer.bytes + 1, sizeof answer.entry.VariantBytes);
-  const VariantInfo& info = answer.protocol.VariantMap[MakeVariantKey(answer.entry.VariantBytes)];
-  answer.entry.MeterConstant = static_cast<std::uint32_t>(info.Constant);
-  answer.entry.PowerScale = static_cast<float>(info.PowerScale);
-  return info;
-}
+// --- the meter's variant; a meter whose variant nobody knows has an empty name and a constant of 0
 
-DecodedValue MeterConstant(const DecodeRow&, const Answer& answer) { return static_cast<float>(LearnVariant(answer).Constant); }
+DecodedValue MeterConstant(const DecodeRow&, const AnswerView& answer) { return static_cast<float>(answer.variant->Constant); }
 
-DecodedValue MeterType(const DecodeRow&, const Answer& answer) { return LearnVariant(answer).Name; }
+DecodedValue MeterType(const DecodeRow&, const AnswerView& answer) { return answer.variant->Name; }
 
 // --- the table
 
@@ -168,8 +131,8 @@ constexpr DecodeRow kDecoders[] = {
     {.tags = {{{3, 3}}}, .read = Version},
     {.tags = {{{4, 4}}}, .read = MeterConstant},
     {.tags = {{{5, 5}}}, .read = TemperatureRange, .at = 2, .mask = 0x40},
-    {.tags = {{{6, 6}}}, .read = VoltageCoefficient, .at = 1},
-    {.tags = {{{7, 7}}}, .read = CurrentCoefficient, .at = 3},
+    {.tags = {{{6, 6}}}, .read = Number, .at = 1, .width = 2},
+    {.tags = {{{7, 7}}}, .read = Number, .at = 3, .width = 2},
     {.tags = {{{8, 8}}}, .read = CoefficientProduct},
     // Energies: A+, A-, R+, R- by tariff, by the current tariff, by day, month and year
     {.tags = {{{9, 17}, {45, 45}, {186, 191}}}, .read = Energy, .at = 1, .times = kPrimary},
@@ -200,10 +163,10 @@ static_assert(EachTagOnce(kDecoders));
 
 }  // namespace
 
-std::optional<DecodedValue> DecodeAnswer(CProtocol& protocol, DeviceEntry& entry, std::uint32_t tagNumber) {
+std::optional<DecodedValue> DecodeAnswer(const AnswerView& answer, std::uint32_t tagNumber) {
   const DecodeRow* const row = FindRow(kDecoders, tagNumber);
   if (row == nullptr) return std::nullopt;
-  return row->read(*row, Answer{protocol.AnswerBuffer.data(), protocol, entry});
+  return row->read(*row, answer);
 }
 
 }  // namespace ostrel

@@ -8,14 +8,27 @@
 
 namespace ostrel {
 
-class CProtocol;
-struct DeviceEntry;
+struct VariantInfo;
+
+/// What a meter's numbers are multiplied and divided by.
+struct MeterScale {
+  float voltageFactor = 1;
+  float currentFactor = 1;
+  float powerScale = 1;
+  std::uint32_t constant = 0;  // impulses per kWh
+};
+
+/// An answer with what is known of the meter that gave it.
+struct AnswerView {
+  const std::uint8_t* bytes;  // from the address byte on, zeros behind its end, at least as long as the longest row reads
+  MeterScale scale;
+  const VariantInfo* variant = nullptr;  // where the answer names the meter's variant
+};
 
 /// A value in the type that its tag has: VT_R4, VT_BSTR (text in code page 1251), VT_BOOL, VT_UI1, VT_I1.
 using DecodedValue = std::variant<float, std::string, bool, std::uint8_t, std::int8_t>;
 
-/// The tag's value in AnswerBuffer; nothing for a tag that has no decoding. The readings of coefficients and variant also
-/// leave what they learn about the meter in its entry.
-[[nodiscard]] std::optional<DecodedValue> DecodeAnswer(CProtocol& protocol, DeviceEntry& entry, std::uint32_t tagNumber);
+/// The tag's value in the answer; nothing for a tag that has no decoding.
+[[nodiscard]] std::optional<DecodedValue> DecodeAnswer(const AnswerView& answer, std::uint32_t tagNumber);
 
 }  // namespace ostrel

@@ -1,11 +1,12 @@
 #include "Protocol/acquisition/Decoder.h"
 
-#include <utility>
+#include <string>
 
 #include "Protocol/acquisition/DecodeTable.h"
 #include "Protocol/acquisition/LogDecoder.h"
-#include "Protocol/acquisition/TagSet.h"
+#include "Protocol/meter/MeterInfo.h"
 #include "Protocol/model/DeviceEntry.h"
+#include "Protocol/model/TagCatalogue.h"
 #include "Protocol/object/CProtocol.h"
 #include "platform/clock.h"
 #include "platform/text.h"
@@ -65,8 +66,17 @@ void ShowLog(CDeviceTag& tag, const DeviceEntry& entry) {
   tag.Quality = log.quality;
 }
 
+MeterScale ScaleOf(const DeviceEntry& entry) {
+  return {.voltageFactor = entry.VoltageFactor,
+          .currentFactor = entry.CurrentFactor,
+          .powerScale = entry.PowerScale,
+          .constant = entry.MeterConstant};
+}
+
 void ShowAnswer(CProtocol& protocol, CDeviceTag& tag, DeviceEntry& entry) {
-  const std::optional<DecodedValue> value = DecodeAnswer(protocol, entry, tag.TagNumber);
+  const std::uint8_t* const bytes = protocol.AnswerBuffer.data();
+  const VariantInfo* const variant = LearnFromAnswer(entry, protocol.VariantMap, tag.TagNumber, bytes);
+  const auto value = DecodeAnswer({.bytes = bytes, .scale = ScaleOf(entry), .variant = variant}, tag.TagNumber);
   tag.Quality = value ? kQualityGood : kQualityDeviceFailure;
   if (value) std::visit([&tag](const auto& decoded) { Store(tag, decoded); }, *value);
 }
@@ -80,16 +90,15 @@ std::uint32_t DecodeTag(CProtocol& protocol, CDeviceTag& tag, std::uint32_t devi
   tag.Updated = 1;
   tag.Timestamp = platform::UtcFileTime();
   FreeText(tag);
-  if (kLogTags.Has(tag.TagNumber)) {
+  const TagKind kind = KindOf(tag.TagNumber);
+  if (IsLog(kind)) {
     ShowLog(tag, *entry);
-  } else if (protocol.AnswerLength < kShortestData && tag.TagNumber != kTagConnectionState) {
+  } else if (protocol.AnswerLength < kShortestData && kind != TagKind::ConnectionState) {
     ShowMissing(tag);
   } else {
     ShowAnswer(protocol, tag, *entry);
   }
   return 1;
 }
-
-void SwapBytes16(std::uint8_t* bytes) { std::swap(bytes[0], bytes[1]); }
 
 }  // namespace ostrel

@@ -11,7 +11,4 @@ class CProtocol;
 /// Decodes AnswerBuffer (event logs: LogCache) into the tag under the host's tag lock; 1, or 0 without a meter or a host.
 std::uint32_t DecodeTag(CProtocol& protocol, CDeviceTag& tag, std::uint32_t device);
 
-/// Exchanges two bytes in place: meters send the high one first.
-void SwapBytes16(std::uint8_t* bytes);
-
 }  // namespace ostrel

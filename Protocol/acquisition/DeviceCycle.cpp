@@ -4,7 +4,6 @@
 #include "Protocol/acquisition/ClockCorrection.h"
 #include "Protocol/acquisition/TagMarking.h"
 #include "Protocol/acquisition/TagReader.h"
-#include "Protocol/acquisition/TagSet.h"
 #include "Protocol/acquisition/TagWriter.h"
 #include "Protocol/link/LineGuard.h"
 #include "Protocol/model/TagCatalogue.h"
@@ -58,7 +57,7 @@ struct ServedAnswer {
 
 /// The answer still stands there: nothing else was asked since (a history read on a host thread may have).
 bool StillStands(const CProtocol& protocol, const ServedAnswer& answer, const CDeviceTag& tag) {
-  if (answer.source == AnswerSource::LogCache) return kLogTags.Has(tag.TagNumber);
+  if (answer.source == AnswerSource::LogCache) return IsLog(KindOf(tag.TagNumber));
   return answer.source == AnswerSource::Request && protocol.AnswerSerial == answer.serial;
 }
 
@@ -69,7 +68,7 @@ bool ReadOne(CProtocol& protocol, CDeviceTag& tag, std::uint32_t device, ServedA
   if (ReadTag(protocol, &tag, Send::Request, device) == 0) return false;
   if (protocol.AnswerSerial != before) {
     answer = {AnswerSource::Request, protocol.AnswerSerial};
-  } else if (kLogTags.Has(tag.TagNumber)) {
+  } else if (IsLog(KindOf(tag.TagNumber))) {
     answer = {AnswerSource::LogCache, 0};
   }
   return true;
@@ -77,7 +76,7 @@ bool ReadOne(CProtocol& protocol, CDeviceTag& tag, std::uint32_t device, ServedA
 
 /// A log answer goes to log tags only: tag 87 carries the request fields of the first log record by accident.
 bool SameFamily(const CDeviceTag& left, const CDeviceTag& right) {
-  return kLogTags.Has(left.TagNumber) == kLogTags.Has(right.TagNumber);
+  return IsLog(KindOf(left.TagNumber)) == IsLog(KindOf(right.TagNumber));
 }
 
 void ShareAnswer(CProtocol& protocol, std::uint32_t device, std::uint32_t position, const ServedAnswer& answer) {

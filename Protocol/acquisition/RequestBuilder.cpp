@@ -1,15 +1,14 @@
 #include "Protocol/acquisition/RequestBuilder.h"
 
-#include "Protocol/acquisition/TagReader.h"
-#include "Protocol/acquisition/TagSet.h"
 #include "Protocol/link/Frame.h"
-#include "Protocol/model/DeviceEntry.h"
-#include "Protocol/object/CProtocol.h"
+#include "Protocol/model/CDeviceTag.h"
+#include "Protocol/model/TagSet.h"
 
 namespace ostrel {
 namespace {
 
 constexpr std::uint32_t kShortestRequest = 4;
+constexpr std::uint8_t kMonthArchive = 0x30;
 
 /// What stands between the address and the check, as far as the request is long.
 struct Body {
@@ -19,48 +18,36 @@ struct Body {
   std::uint8_t selector = 0;
 };
 
-struct Question {
-  CProtocol& protocol;
-  const CDeviceTag& tag;
-  std::uint32_t device;
-};
-
 /// All four kinds of energy come in one answer; the tag's own parameter tells tariffs apart for people only.
-void Energy(const Question&, Body& body) { body.param = 0x00; }
+void Energy(const CDeviceTag&, const RequestSubject&, Body& body) { body.param = 0x00; }
 
 /// The catalogue keeps quantity, kind and phase apart; the request packs them into one byte.
-void Instantaneous(const Question& question, Body& body) {
-  const std::uint32_t packed = (question.tag.Code & 0x0F) * 16 + (question.tag.Param & 3) * 4 + (question.tag.SubParam & 3);
+void Instantaneous(const CDeviceTag& tag, const RequestSubject&, Body& body) {
+  const std::uint32_t packed = (tag.Code & 0x0F) * 16 + (tag.Param & 3) * 4 + (tag.SubParam & 3);
   body = {.code = 0x08, .param = 0x11, .subParam = static_cast<std::uint8_t>(packed)};
 }
 
-void EventLog(const Question& question, Body& body) {
-  const DeviceEntry* const entry = question.protocol.Device(question.device);
-  if (entry != nullptr) body.param = entry->LogRequest;
+void EventLog(const CDeviceTag&, const RequestSubject& subject, Body& body) { body.param = subject.log; }
+
+void Month(const CDeviceTag&, const RequestSubject& subject, Body& body) {
+  if (subject.month) body.param = *subject.month;
 }
 
-void CurrentMonth(const Question& question, Body& body) {
-  MonthByte(question.protocol, question.device, WhichMonth::Current, body.param);
-}
-
-void PreviousMonth(const Question& question, Body& body) {
-  MonthByte(question.protocol, question.device, WhichMonth::Previous, body.param);
-}
-
-void Limit(const Question& question, Body& body) { LimitSelector(question.tag.TagNumber, body.selector); }
+void Limit(const CDeviceTag& tag, const RequestSubject&, Body& body) { LimitSelector(tag.TagNumber, body.selector); }
 
 /// Tags whose request is not just what the catalogue says.
 struct RequestRow {
   TagSet tags{};
-  void (*adjust)(const Question&, Body&) = nullptr;
+  void (*adjust)(const CDeviceTag&, const RequestSubject&, Body&) = nullptr;
+  std::optional<WhichMonth> month{};
 };
 
 constexpr RequestRow kRequests[] = {
     {.tags = {{{9, 44}}}, .adjust = Energy},
     {.tags = {{{49, 93}}}, .adjust = Instantaneous},
-    {.tags = {{kLogTags}}, .adjust = EventLog},
-    {.tags = {{{188, 188}, {194, 194}, {200, 200}, {206, 206}}}, .adjust = CurrentMonth},
-    {.tags = {{{189, 189}, {195, 195}, {201, 201}, {207, 207}}}, .adjust = PreviousMonth},
+    {.tags = {{{kTagFirstLog, kTagLastLog}}}, .adjust = EventLog},
+    {.tags = {{{188, 188}, {194, 194}, {200, 200}, {206, 206}}}, .adjust = Month, .month = WhichMonth::Current},
+    {.tags = {{{189, 189}, {195, 195}, {201, 201}, {207, 207}}}, .adjust = Month, .month = WhichMonth::Previous},
     {.tags = {{{kTagFirstLimit, kTagLastLimit}}}, .adjust = Limit},
 };
 static_assert(EachTagOnce(kRequests));
@@ -83,16 +70,30 @@ constexpr SelectorRow kSelectors[] = {
     {{238, 241}, 0x31}, {{242, 242}, 0x30},  // R-
 };
 
-Body MakeBody(const Question& question) {
-  Body body{.code = static_cast<std::uint8_t>(question.tag.Code),
-            .param = static_cast<std::uint8_t>(question.tag.Param),
-            .subParam = static_cast<std::uint8_t>(question.tag.SubParam)};
-  const RequestRow* const row = FindRow(kRequests, question.tag.TagNumber);
-  if (row != nullptr) row->adjust(question, body);
+bool IsRequested(const CDeviceTag& tag) {
+  return tag.RequestLength >= kShortestRequest && tag.RequestLength <= RequestFrame{}.bytes.size();
+}
+
+Body MakeBody(const CDeviceTag& tag, const RequestSubject& subject) {
+  Body body{.code = static_cast<std::uint8_t>(tag.Code),
+            .param = static_cast<std::uint8_t>(tag.Param),
+            .subParam = static_cast<std::uint8_t>(tag.SubParam)};
+  const RequestRow* const row = FindRow(kRequests, tag.TagNumber);
+  if (row != nullptr) row->adjust(tag, subject, body);
   return body;
 }
 
 }  // namespace
+
+std::optional<WhichMonth> MonthAsked(const CDeviceTag& tag) {
+  const RequestRow* const row = FindRow(kRequests, tag.TagNumber);
+  return row != nullptr && IsRequested(tag) ? row->month : std::nullopt;
+}
+
+std::uint8_t MonthSelector(WhichMonth which, int month) {
+  if (which == WhichMonth::Previous && --month == 0) month = 12;
+  return static_cast<std::uint8_t>(kMonthArchive + month);
+}
 
 void LimitSelector(std::uint32_t tagNumber, std::uint8_t& selector) {
   for (const SelectorRow& row : kSelectors) {
@@ -100,13 +101,11 @@ void LimitSelector(std::uint32_t tagNumber, std::uint8_t& selector) {
   }
 }
 
-RequestFrame BuildRequest(CProtocol& protocol, const CDeviceTag& tag, std::uint32_t device) {
+RequestFrame BuildRequest(const CDeviceTag& tag, const RequestSubject& subject) {
   RequestFrame frame;
-  if (tag.RequestLength < kShortestRequest || tag.RequestLength > frame.bytes.size()) return frame;
-  const Body body = MakeBody({protocol, tag, device});
-  const DeviceEntry* const entry = protocol.Device(device);
-  if (entry == nullptr) return frame;
-  frame.bytes = {static_cast<std::uint8_t>(entry->Address), body.code, body.param, body.subParam, body.selector};
+  if (!IsRequested(tag)) return frame;
+  const Body body = MakeBody(tag, subject);
+  frame.bytes = {static_cast<std::uint8_t>(subject.address), body.code, body.param, body.subParam, body.selector};
   frame.length = tag.RequestLength;
   AppendCrc(frame.bytes.data(), static_cast<std::int32_t>(frame.length));
   return frame;

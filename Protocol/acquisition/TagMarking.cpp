@@ -23,7 +23,7 @@ void KeepLogNumber(DeviceEntry& entry) {
 void MarkLost(DeviceEntry& entry) {
   for (CDeviceTag* tag : entry.Tags) {
     KeepLogNumber(entry);
-    if (tag->TagNumber == kTagConnectionState) {
+    if (KindOf(tag->TagNumber) == TagKind::ConnectionState) {
       tag->Value.boolVal = 0;
       tag->Quality = kQualityGood;
     } else {
@@ -34,7 +34,7 @@ void MarkLost(DeviceEntry& entry) {
 
 void MarkSwitchedOff(DeviceEntry& entry) {
   for (CDeviceTag* tag : entry.Tags) {
-    if (tag->TagNumber == kTagExchange) continue;
+    if (KindOf(tag->TagNumber) == TagKind::Exchange) continue;
     KeepLogNumber(entry);
     Mark(*tag, kQualityUncertain);
   }

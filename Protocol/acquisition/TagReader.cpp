@@ -1,21 +1,20 @@
 #include "Protocol/acquisition/TagReader.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "Protocol/acquisition/Decoder.h"
 #include "Protocol/acquisition/RequestBuilder.h"
-#include "Protocol/acquisition/TagSet.h"
 #include "Protocol/history/MeterParameters.h"
 #include "Protocol/link/ExchangeEngine.h"
 #include "Protocol/link/Frame.h"
 #include "Protocol/link/LinkState.h"
 #include "Protocol/model/DeviceEntry.h"
+#include "Protocol/model/TagCatalogue.h"
 #include "Protocol/object/CProtocol.h"
 
 namespace ostrel {
 namespace {
-
-constexpr std::uint8_t kMonthArchive = 0x30;
 
 void ShowNumber(CDeviceTag& tag, float number) {
   tag.Value.vt = VT_R4;
@@ -33,17 +32,16 @@ void ShowSwitch(CDeviceTag& tag, bool on) {
 /// Tags that the plug-in answers from its own state, also with the meter's exchange switched off. Their timestamp stays.
 bool ShowOwnState(CProtocol& protocol, CDeviceTag& tag, DeviceEntry& entry) {
   const platform::CriticalSectionGuard guard(protocol.HostContext->TagLock);
-  switch (tag.TagNumber) {
-    case kTagLogNumber:
+  switch (KindOf(tag.TagNumber)) {
+    case TagKind::LogNumber:
       ShowNumber(tag, entry.LogNumber);
       return true;
-    case kTagTimeSetup:
-    case kTagIndicationPeriod:
-    case kTagTransitionInhibitCommand:
-    case kTagIndicationRecoveryCommand:
+    case TagKind::TimeSetup:
+    case TagKind::IndicationPeriod:
+    case TagKind::ZeroCommand:
       ShowNumber(tag, 0.0F);
       return true;
-    case kTagExchange:
+    case TagKind::Exchange:
       ShowSwitch(tag, LoadFlag(entry.ExchangeOn) != 0);
       return true;
     default:
@@ -78,13 +76,29 @@ ExchangeOutcome Ask(CProtocol& protocol, const CDeviceTag& tag, std::uint32_t de
   return RunExchange(protocol, device, request.Bytes(), protocol.AnswerBuffer.data(), ReadPolicy(protocol, tag));
 }
 
+/// Nothing for a tag that names no month, and where the meter's clock could not be read.
+std::optional<std::uint8_t> AskMonth(CProtocol& protocol, const CDeviceTag& tag, std::uint32_t device) {
+  const std::optional<WhichMonth> which = MonthAsked(tag);
+  SYSTEMTIME clock{};
+  if (!which || ReadMeterTime(protocol, device, clock) == 0) return std::nullopt;
+  return MonthSelector(*which, clock.wMonth);
+}
+
+/// Empty when the meter has gone from the table while its clock was asked.
+RequestFrame RequestOf(CProtocol& protocol, const CDeviceTag& tag, std::uint32_t device) {
+  const std::optional<std::uint8_t> month = AskMonth(protocol, tag, device);
+  const DeviceEntry* const entry = protocol.Device(device);
+  if (entry == nullptr) return {};
+  return BuildRequest(tag, {.address = entry->Address, .log = entry->LogRequest, .month = month});
+}
+
 std::uint32_t ReadFromMeter(CProtocol& protocol, CDeviceTag& tag, std::uint32_t device) {
-  const RequestFrame request = BuildRequest(protocol, tag, device);
+  const RequestFrame request = RequestOf(protocol, tag, device);
   if (request.length == 0) return 1;
   const ExchangeOutcome outcome = Ask(protocol, tag, device, request);
   DeviceEntry* const entry = protocol.Device(device);
   if (entry == nullptr) return 0;
-  if (outcome.valid && kLogTags.Has(tag.TagNumber)) KeepLog(protocol, *entry);
+  if (outcome.valid && IsLog(KindOf(tag.TagNumber))) KeepLog(protocol, *entry);
   ReportEvent(protocol, outcome.code, entry->Address);
   if (outcome.valid) DecodeTag(protocol, tag, device);
   UpdateLinkState(protocol, device, outcome.valid);
@@ -98,18 +112,9 @@ std::uint32_t ReadTag(CProtocol& protocol, CDeviceTag* tag, Send send, std::uint
   if (tag == nullptr || entry == nullptr || protocol.HostContext == nullptr) return 0;
   if (ShowOwnState(protocol, *tag, *entry)) return 1;
   if (LoadFlag(entry->ExchangeOn) == 0) return 1;
-  const bool noLogAsked = kLogTags.Has(tag->TagNumber) && entry->LogRequest == 0;
+  const bool noLogAsked = IsLog(KindOf(tag->TagNumber)) && entry->LogRequest == 0;
   if (send == Send::DecodeOnly || noLogAsked) return DecodeTag(protocol, *tag, device);
   return ReadFromMeter(protocol, *tag, device);
-}
-
-std::uint32_t MonthByte(CProtocol& protocol, std::uint32_t device, WhichMonth which, std::uint8_t& byte) {
-  SYSTEMTIME clock{};
-  if (ReadMeterTime(protocol, device, clock) == 0) return 0;
-  int month = clock.wMonth;
-  if (which == WhichMonth::Previous && --month == 0) month = 12;
-  byte = static_cast<std::uint8_t>(kMonthArchive + month);
-  return 1;
 }
 
 }  // namespace ostrel

@@ -58,7 +58,7 @@ std::uint32_t WriteTag(CProtocol& protocol, CDeviceTag& tag, std::uint32_t devic
   DeviceEntry* const entry = protocol.Device(device);
   if (entry == nullptr || protocol.HostContext == nullptr) return 0;
   const WriteSubject subject = MakeSubject(*protocol.HostContext, tag, *entry);
-  if (tag.TagNumber == kTagExchange) {
+  if (KindOf(tag.TagNumber) == TagKind::Exchange) {
     StoreFlag(entry->ExchangeOn, subject.written.boolVal != 0 ? 1 : 0);
     return Finish(tag, true);
   }

@@ -4,9 +4,10 @@
 #include <cmath>
 #include <limits>
 
-#include "Protocol/acquisition/TagReader.h"
-#include "Protocol/acquisition/TagSet.h"
+#include "Protocol/acquisition/RequestBuilder.h"
 #include "Protocol/link/Frame.h"
+#include "Protocol/model/Bcd.h"
+#include "Protocol/model/TagSet.h"
 
 namespace ostrel {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <span>
 
-#include "Protocol/history/CalendarTime.h"
+#include "Protocol/model/CalendarTime.h"
 #include "platform/variant.h"
 
 namespace ostrel {

@@ -1,20 +1,16 @@
-// One request to a meter's archive. The meter is named by its place in the device table and its address: the table may
-// change between two requests, and what is then found at the place is another meter.
+// One request to a meter's archive.
 #pragma once
 
 #include <cstdint>
 #include <optional>
 #include <span>
 
+#include "Protocol/model/MeterRef.h"
+
 namespace ostrel {
 
 class CProtocol;
 struct DeviceEntry;
-
-struct MeterRef {
-  std::uint32_t device;
-  std::uint32_t address;
-};
 
 /// What an operation looks at before its first request.
 struct MeterState {

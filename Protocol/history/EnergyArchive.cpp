@@ -1,7 +1,7 @@
 #include "Protocol/history/EnergyArchive.h"
 
-#include "Protocol/history/CalendarTime.h"
 #include "Protocol/history/HistoryClasses.h"
+#include "Protocol/model/CalendarTime.h"
 
 namespace ostrel {
 namespace {

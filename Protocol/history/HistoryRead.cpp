@@ -5,8 +5,8 @@
 #include "Protocol/history/ArchiveRequest.h"
 #include "Protocol/history/EnergyArchive.h"
 #include "Protocol/history/HistoryClasses.h"
-#include "Protocol/history/HistoryQuality.h"
 #include "Protocol/history/HistoryTime.h"
+#include "Protocol/model/HistoryQuality.h"
 #include "Protocol/object/CProtocol.h"
 #include "platform/clock.h"
 

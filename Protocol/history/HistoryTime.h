@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "Protocol/history/CalendarTime.h"
+#include "Protocol/model/CalendarTime.h"
 #include "platform/variant.h"
 
 namespace ostrel {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "Protocol/history/HistoryQuality.h"
+#include "Protocol/model/HistoryQuality.h"
 
 namespace ostrel {
 namespace {

@@ -2,7 +2,8 @@
 
 #include <array>
 
-#include "Protocol/history/CalendarTime.h"
+#include "Protocol/model/Bcd.h"
+#include "Protocol/model/CalendarTime.h"
 #include "Protocol/object/CProtocol.h"
 #include "platform/clock.h"
 

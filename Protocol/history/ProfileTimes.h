@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-#include "Protocol/history/CalendarTime.h"
 #include "Protocol/history/HistoryTime.h"
+#include "Protocol/model/CalendarTime.h"
 
 namespace ostrel {
 

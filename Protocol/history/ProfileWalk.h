@@ -6,7 +6,7 @@
 
 #include "Protocol/history/ArchiveRequest.h"
 #include "Protocol/history/MeterParameters.h"
-#include "Protocol/object/HistoryTypes.h"
+#include "Protocol/model/HistoryTypes.h"
 
 namespace ostrel {
 

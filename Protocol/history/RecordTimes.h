@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <optional>
 
-#include "Protocol/history/CalendarTime.h"
 #include "Protocol/history/HistoryClasses.h"
 #include "Protocol/history/HistoryTime.h"
+#include "Protocol/model/CalendarTime.h"
 
 namespace ostrel {
 

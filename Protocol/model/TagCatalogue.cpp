@@ -10,15 +10,16 @@ namespace ostrel {
 namespace {
 
 /// Neighbouring tags with one row.
-struct TagRun {
+struct CatalogueRun {
   std::uint32_t first;
   std::uint32_t last;
   TagDescriptor row;
+  TagKind kind = TagKind::Reading;
 };
 
 // clang-format off
-constexpr TagRun kTagRuns[] = {
-    //              type     code param sub req acc wlen wparam aux answer
+constexpr CatalogueRun kCatalogue[] = {
+    //              type     code param sub req acc wlen wparam aux answer   kind, where not Reading
     // Identity and parameters of the meter.
     {20000, 20001, {VT_BSTR, 8,   0,   0,   5,  1,  0,   0,     1,  10}},
     {20002, 20002, {VT_R4,   8,   5,   0,   5,  1,  0,   0,     1,  5}},
@@ -38,24 +39,24 @@ constexpr TagRun kTagRuns[] = {
     {20094, 20094, {VT_R4,   8,   18,  0,   5,  1,  0,   0,     1,  6}},
     {20095, 20095, {VT_BSTR, 8,   9,   0,   5,  1,  0,   0,     1,  0}},
     {20096, 20096, {VT_BSTR, 8,   11,  0,   5,  1,  0,   0,     1,  0}},
-    {20097, 20097, {VT_R4,   3,   11,  0,   5,  3,  8,   13,    1,  0}},
-    {20098, 20098, {VT_R4,   4,   0,   0,   5,  3,  13,  12,    2,  0}},
-    {20099, 20099, {VT_R4,   0,   0,   0,   0,  3,  6,   7,     1,  0}},
-    {20100, 20100, {VT_R4,   8,   9,   0,   5,  3,  6,   24,    2,  0}},
+    {20097, 20097, {VT_R4,   3,   11,  0,   5,  3,  8,   13,    1,  0}, TagKind::TimeCorrection},
+    {20098, 20098, {VT_R4,   4,   0,   0,   5,  3,  13,  12,    2,  0}, TagKind::TimeSetup},
+    {20099, 20099, {VT_R4,   0,   0,   0,   0,  3,  6,   7,     1,  0}, TagKind::IndicationPeriod},
+    {20100, 20100, {VT_R4,   8,   9,   0,   5,  3,  6,   24,    2,  0}, TagKind::ZeroCommand},
     {20101, 20101, {VT_R4,   0,   0,   0,   0,  0,  0,   0,     0,  0}},   // reserved
-    {20102, 20102, {VT_R4,   4,   254, 254, 6,  3,  0,   0,     1,  0}},
+    {20102, 20102, {VT_R4,   4,   254, 254, 6,  3,  0,   0,     1,  0}, TagKind::LogNumber},
     {20183, 20183, {VT_BSTR, 8,   18,  0,   5,  1,  0,   0,     1,  6}},
     {20184, 20184, {VT_BSTR, 8,   9,   0,   5,  1,  0,   0,     1,  0}},
-    {20185, 20185, {VT_R4,   8,   9,   0,   5,  3,  6,   24,    2,  0}},
+    {20185, 20185, {VT_R4,   8,   9,   0,   5,  3,  6,   24,    2,  0}, TagKind::ZeroCommand},
     // The link itself.
-    {20210, 20210, {VT_BOOL, 0,   1,   2,   4,  1,  4,   0,     0,  0}},
-    {20211, 20211, {VT_BOOL, 0,   1,   1,   1,  3,  0,   0,     0,  0}},
+    {20210, 20210, {VT_BOOL, 0,   1,   2,   4,  1,  4,   0,     0,  0}, TagKind::ConnectionState},
+    {20211, 20211, {VT_BOOL, 0,   1,   1,   1,  3,  0,   0,     0,  0}, TagKind::Exchange},
     // Load control and limits of energy and power.
-    {20212, 20212, {VT_UI1,  8,   32,  0,   7,  3,  6,   47,    1,  0}},
-    {20213, 20213, {VT_UI1,  8,   32,  8,   7,  3,  11,  47,    1,  0}},
-    {20214, 20218, {VT_R4,   8,   32,  4,   7,  3,  11,  47,    1,  0}},
-    {20219, 20222, {VT_R4,   8,   32,  9,   7,  3,  11,  47,    1,  0}},
-    {20223, 20242, {VT_R4,   8,   32,  4,   7,  3,  11,  47,    1,  0}},
+    {20212, 20212, {VT_UI1,  8,   32,  0,   7,  3,  6,   47,    1,  0}, TagKind::Limit},
+    {20213, 20213, {VT_UI1,  8,   32,  8,   7,  3,  11,  47,    1,  0}, TagKind::Limit},
+    {20214, 20218, {VT_R4,   8,   32,  4,   7,  3,  11,  47,    1,  0}, TagKind::Limit},
+    {20219, 20222, {VT_R4,   8,   32,  9,   7,  3,  11,  47,    1,  0}, TagKind::Limit},
+    {20223, 20242, {VT_R4,   8,   32,  4,   7,  3,  11,  47,    1,  0}, TagKind::Limit},
     {20243, 20243, {VT_I1,   8,   1,   0,   5,  1,  0,   0,     1,  5}},
 };
 // clang-format on
@@ -73,15 +74,16 @@ struct PhaseQuantity {
   std::uint32_t code;
   std::uint32_t param;
   bool requested;
+  TagKind kind = TagKind::Reading;
 };
 constexpr PhaseQuantity kPhaseQuantities[] = {
-    {.code = 0, .param = 0, .requested = true},   // P
-    {.code = 0, .param = 1, .requested = true},   // Q
-    {.code = 0, .param = 2, .requested = true},   // S
-    {.code = 3, .param = 0, .requested = true},   // power coefficient
-    {.code = 0, .param = 0, .requested = false},  // angle, reserved
-    {.code = 1, .param = 0, .requested = true},   // voltage
-    {.code = 2, .param = 0, .requested = true},   // current
+    {.code = 0, .param = 0, .requested = true, .kind = TagKind::PowerReading},  // P
+    {.code = 0, .param = 1, .requested = true},                                 // Q
+    {.code = 0, .param = 2, .requested = true},                                 // S
+    {.code = 3, .param = 0, .requested = true},                                 // power coefficient
+    {.code = 0, .param = 0, .requested = false},                                // angle, reserved
+    {.code = 1, .param = 0, .requested = true},                                 // voltage
+    {.code = 2, .param = 0, .requested = true},                                 // current
 };
 constexpr std::uint32_t kPhases = 3;
 constexpr std::uint32_t kSumQuantities = 5;
@@ -152,10 +154,12 @@ constexpr TagDescriptor PhaseRow(const PhaseQuantity& quantity, std::uint32_t ph
 /// The table while it is made, with how often each row was given.
 struct Expansion {
   std::array<TagDescriptor, kDaTagCount> rows{};
+  std::array<TagKind, kDaTagCount> kinds{};
   std::array<int, kDaTagCount> given{};
 
-  constexpr void Put(std::uint32_t id, const TagDescriptor& row) {
+  constexpr void Put(std::uint32_t id, const TagDescriptor& row, TagKind kind = TagKind::Reading) {
     rows[id - kFirstDaId] = row;
+    kinds[id - kFirstDaId] = kind;
     ++given[id - kFirstDaId];
   }
 
@@ -170,9 +174,9 @@ struct Expansion {
   constexpr void PutPhases() {
     std::uint32_t id = kFirstPhaseId;
     for (std::uint32_t phase = 1; phase <= kPhases; ++phase) {
-      for (const PhaseQuantity& quantity : kPhaseQuantities) Put(id++, PhaseRow(quantity, phase));
+      for (const PhaseQuantity& quantity : kPhaseQuantities) Put(id++, PhaseRow(quantity, phase), quantity.kind);
     }
-    for (std::uint32_t i = 0; i < kSumQuantities; ++i) Put(id++, PhaseRow(kPhaseQuantities[i], 0));
+    for (std::uint32_t i = 0; i < kSumQuantities; ++i) Put(id++, PhaseRow(kPhaseQuantities[i], 0), kPhaseQuantities[i].kind);
     for (const PhaseTriple& triple : kPhaseTriples) {
       for (std::uint32_t phase = 1; phase <= kPhases; ++phase) {
         Put(triple.first + phase - 1, MeasuredRow(triple.code, triple.param, phase));
@@ -182,7 +186,8 @@ struct Expansion {
 
   constexpr void PutLogs() {
     for (std::uint32_t i = 0; i < kLogs * kTagsPerLog; ++i) {
-      Put(kFirstLogId + i, LogRow(i / kTagsPerLog, i % kTagsPerLog / 2));
+      Put(kFirstLogId + i, LogRow(i / kTagsPerLog, i % kTagsPerLog / 2),
+          i < kTagsPerLog ? TagKind::FirstLogRecord : TagKind::LogRecord);
     }
   }
 
@@ -196,8 +201,8 @@ struct Expansion {
 
 constexpr Expansion Expand() {
   Expansion expansion;
-  for (const TagRun& run : kTagRuns) {
-    for (std::uint32_t id = run.first; id <= run.last; ++id) expansion.Put(id, run.row);
+  for (const CatalogueRun& run : kCatalogue) {
+    for (std::uint32_t id = run.first; id <= run.last; ++id) expansion.Put(id, run.row, run.kind);
   }
   expansion.PutEnergies();
   expansion.PutPhases();
@@ -232,5 +237,7 @@ static_assert(std::ranges::count(kExpansion.rows, 3U, &TagDescriptor::Access) ==
 }  // namespace
 
 const std::array<TagDescriptor, kDaTagCount>& TagDescriptors() { return kExpansion.rows; }
+
+TagKind KindOf(std::uint32_t tagNumber) { return tagNumber < kDaTagCount ? kExpansion.kinds[tagNumber] : TagKind::Reading; }
 
 }  // namespace ostrel

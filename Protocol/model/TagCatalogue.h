@@ -34,6 +34,24 @@ static_assert(sizeof(TagDescriptor) == 40);
 /// VARIANT types of the history tags.
 [[nodiscard]] const std::array<std::uint32_t, kHdaTagCount>& HistoryDataTypes();
 
+/// What a poll does with a tag, where that does not follow from its request alone.
+enum class TagKind : std::uint8_t {
+  Reading,           // its own request, whose answer serves every tag that asks the same
+  PowerReading,      // the same, although its request fields are the zeros of a tag without a request
+  TimeCorrection,    // command, shown as 0; carried out whatever the quality
+  TimeSetup,         // command, shown as 0
+  IndicationPeriod,  // command, shown as 0; carried out whatever the quality, also when it was served already
+  ZeroCommand,       // command; its request fields are another tag's reading, so it answers itself with 0
+  LogNumber,         // the plug-in's own state
+  Exchange,          // the plug-in's own state: the switch of the meter
+  FirstLogRecord,    // event log, never served from another tag's answer
+  LogRecord,         // event log
+  ConnectionState,   // any answer makes it; false when the meter is lost
+  Limit,             // load control and limits: read one by one
+};
+[[nodiscard]] TagKind KindOf(std::uint32_t tagNumber);
+[[nodiscard]] constexpr bool IsLog(TagKind kind) { return kind == TagKind::FirstLogRecord || kind == TagKind::LogRecord; }
+
 enum HistoryClass : std::uint32_t {
   kHistoryDay = 0,
   kHistoryMonth = 1,

@@ -16,9 +16,9 @@
 #include <vector>
 
 #include "Protocol/history/ArchiveRequest.h"
+#include "Protocol/link/ChannelRecord.h"
+#include "Protocol/link/HostContext.h"
 #include "Protocol/model/VariantMap.h"
-#include "Protocol/object/ChannelRecord.h"
-#include "Protocol/object/HostContext.h"
 #include "Protocol/object/Interfaces.h"
 #include "platform/critical_section.h"
 #include "platform/thread.h"

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "Protocol/object/HistoryTypes.h"
+#include "Protocol/model/HistoryTypes.h"
 #include "platform/com.h"
 
 namespace ostrel {

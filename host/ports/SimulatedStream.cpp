@@ -9,6 +9,8 @@
 namespace ostrel::host {
 namespace {
 
+constexpr std::int64_t kUsPerMs = 1000;
+
 // Right across the wrap of the tick count.
 std::int32_t TicksUntil(std::uint32_t tick) { return static_cast<std::int32_t>(tick - platform::TickCount()); }
 
@@ -21,7 +23,8 @@ bool SimulatedStream::Send(const std::uint8_t* bytes, std::size_t size) {
   const std::uint32_t tick = platform::TickCount();
   // Kept by tick count: the wall clock may be set while an answer is on its way.
   for (sim::Delivery& delivery : line_->Transact(std::span(bytes, size), now)) {
-    arrivals_.push_back({tick + static_cast<std::uint32_t>(delivery.atMs - now), std::move(delivery.bytes)});
+    const auto afterMs = static_cast<std::uint32_t>((delivery.afterUs + kUsPerMs - 1) / kUsPerMs);
+    arrivals_.push_back({tick + afterMs, std::move(delivery.bytes)});
   }
   // A late answer to an earlier request comes after what is answered meanwhile.
   std::stable_sort(arrivals_.begin(), arrivals_.end(),

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "Protocol/object/HostContext.h"
+#include "Protocol/link/HostContext.h"
 #include "host/ports/PortDirectory.h"
 #include "host/ports/PortLine.h"
 #include "host/ports/SimulatedMeters.h"

@@ -2,8 +2,8 @@
 
 #include <cstring>
 
+#include "Protocol/link/ChannelRecord.h"
 #include "Protocol/link/PortSettings.h"
-#include "Protocol/object/ChannelRecord.h"
 #include "host/session/Failure.h"
 #include "host/session/TagSelection.h"
 #include "platform/clock.h"

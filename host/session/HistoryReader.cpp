@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "Protocol/link/ChannelRecord.h"
 #include "Protocol/model/SharedFlag.h"
 #include "Protocol/model/TagCatalogue.h"
-#include "Protocol/object/ChannelRecord.h"
 #include "platform/console.h"
 
 namespace ostrel::host {

@@ -16,6 +16,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr std::int64_t kUsPerSecond = 1'000'000;
+constexpr std::int64_t kNsPerUs = 1000;
+
 std::string LastError() { return std::generic_category().message(errno); }
 
 bool SetRaw(int terminal) {
@@ -76,12 +79,13 @@ void PseudoTerminal::Close() {
   CloseDescriptor(controller_);
 }
 
-std::size_t PseudoTerminal::Read(std::span<std::uint8_t> buffer, int timeoutMilliseconds) {
+std::size_t PseudoTerminal::Read(std::span<std::uint8_t> buffer, std::chrono::microseconds limit) {
   // Someone who took the terminal for himself alone may have gone without giving it free, which his closing does not do
   // while this side holds it open.
   ioctl(terminal_, TIOCNXCL);
   pollfd waiting{.fd = controller_, .events = POLLIN, .revents = 0};
-  if (poll(&waiting, 1, timeoutMilliseconds) <= 0) return 0;
+  const timespec wait{.tv_sec = limit.count() / kUsPerSecond, .tv_nsec = limit.count() % kUsPerSecond * kNsPerUs};
+  if (ppoll(&waiting, 1, &wait, nullptr) <= 0) return 0;
   const ssize_t count = read(controller_, buffer.data(), buffer.size());
   return count > 0 ? static_cast<std::size_t>(count) : 0;
 }

@@ -1,6 +1,7 @@
 #include "platform/thread.h"
 
 #include <pthread.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -53,6 +54,8 @@ void JoinThread(ThreadHandle thread) {
   const std::unique_ptr<Thread> ended(static_cast<Thread*>(thread));
   pthread_join(ended->native, nullptr);
 }
+
+void WakePrecisely() { prctl(PR_SET_TIMERSLACK, 1UL); }
 
 std::uint32_t CurrentThreadId() { return static_cast<std::uint32_t>(syscall(SYS_gettid)); }
 

@@ -9,7 +9,7 @@ bool PseudoTerminal::Open(const std::string& path, std::string& error) {
 
 void PseudoTerminal::Close() {}
 
-std::size_t PseudoTerminal::Read(std::span<std::uint8_t>, int) { return 0; }
+std::size_t PseudoTerminal::Read(std::span<std::uint8_t>, std::chrono::microseconds) { return 0; }
 
 void PseudoTerminal::Write(std::span<const std::uint8_t>) {}
 

@@ -40,6 +40,8 @@ void JoinThread(ThreadHandle thread) {
   ::CloseHandle(thread);
 }
 
+void WakePrecisely() {}
+
 std::uint32_t CurrentThreadId() { return ::GetCurrentThreadId(); }
 
 std::uint32_t CurrentProcessId() { return ::GetCurrentProcessId(); }

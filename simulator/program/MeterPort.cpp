@@ -23,11 +23,11 @@ std::unique_ptr<IMeterPort> MakeTcpPortFrom(std::string_view text, std::string& 
 
 }  // namespace
 
-std::unique_ptr<IMeterPort> MakePort(std::string_view line, std::uint32_t baud, std::string& error) {
+std::unique_ptr<IMeterPort> MakePort(std::string_view line, SerialMode mode, std::string& error) {
   std::string_view rest = line;
   if (TakePrefix(rest, "pty:") && !rest.empty()) return MakePtyPort(std::string(rest));
   if (TakePrefix(rest, "tcp:")) return MakeTcpPortFrom(rest, error);
-  if (TakePrefix(rest, "serial:") && !rest.empty()) return MakeSerialPort(std::string(rest), baud);
+  if (TakePrefix(rest, "serial:") && !rest.empty()) return MakeSerialPort(std::string(rest), mode);
   error = "\"" + std::string(line) + "\" is not pty:PATH, tcp:PORT or serial:DEVICE";
   return nullptr;
 }

@@ -3,31 +3,31 @@
 #include <algorithm>
 
 #include "platform/clock.h"
+#include "platform/thread.h"
 
 namespace ostrel::sim {
 namespace {
 
-constexpr std::int64_t kLongestWaitMs = 50;  // a stop is noticed within this
+using std::chrono::microseconds;
+
+constexpr microseconds kLongestWait{50'000};  // a stop is noticed within this
 constexpr std::uint32_t kDownStepMs = 10;
 
 }  // namespace
 
 void MeterServer::Run(bool (*stopped)()) {
+  platform::WakePrecisely();
   while (!stopped()) Step();
   port_.Close();
 }
 
 void MeterServer::Step() {
+  if (line_.IsDown(platform::UtcMilliseconds()) || !open_) return WaitWhileDown();
+  DeliverDue();
+  const std::size_t count = port_.Read(buffer_, UntilDue());
+  if (count != 0) return Take(count);
   const std::int64_t now = platform::UtcMilliseconds();
-  if (line_.IsDown(now) || !open_) return WaitWhileDown();
-  DeliverDue(now);
-  const std::size_t count = port_.Read(buffer_, WaitMs(now));
-  const std::int64_t then = platform::UtcMilliseconds();
-  if (count != 0) {
-    Take(count, then);
-  } else if (const auto unfinished = framer_.GiveUp(then); !unfinished.empty()) {
-    Transact(unfinished, then);
-  }
+  if (const auto unfinished = framer_.GiveUp(now); !unfinished.empty()) Transact(unfinished, now, Clock::now());
 }
 
 void MeterServer::WaitWhileDown() {
@@ -40,25 +40,30 @@ void MeterServer::WaitWhileDown() {
   if (!line_.IsDown(platform::UtcMilliseconds())) open_ = port_.Open(ignored);
 }
 
-void MeterServer::Take(std::size_t count, std::int64_t nowMs) {
-  for (const auto& request : framer_.Feed({buffer_.data(), count}, nowMs)) Transact(request, nowMs);
-  DeliverDue(nowMs);
+void MeterServer::Take(std::size_t count) {
+  const Clock::time_point sent = Clock::now();
+  const std::int64_t now = platform::UtcMilliseconds();
+  for (const auto& request : framer_.Feed({buffer_.data(), count}, now)) Transact(request, now, sent);
 }
 
-void MeterServer::Transact(const std::vector<std::uint8_t>& request, std::int64_t nowMs) {
-  for (Delivery& delivery : line_.Transact(request, nowMs)) due_.emplace(delivery.atMs, std::move(delivery.bytes));
-}
-
-void MeterServer::DeliverDue(std::int64_t nowMs) {
-  while (!due_.empty() && due_.begin()->first <= nowMs) {
-    port_.Write(due_.begin()->second);
-    due_.erase(due_.begin());
+void MeterServer::Transact(const std::vector<std::uint8_t>& request, std::int64_t nowMs, Clock::time_point sent) {
+  for (Delivery& delivery : line_.Transact(request, nowMs)) {
+    due_.emplace(sent + microseconds(delivery.afterUs), std::move(delivery.bytes));
   }
 }
 
-int MeterServer::WaitMs(std::int64_t nowMs) const {
-  const std::int64_t untilDue = due_.empty() ? kLongestWaitMs : due_.begin()->first - nowMs;
-  return static_cast<int>(std::clamp<std::int64_t>(untilDue, 0, kLongestWaitMs));
+// What is due together goes out together, as it would lie together in a receiver.
+void MeterServer::DeliverDue() {
+  const auto end = due_.upper_bound(Clock::now());
+  std::vector<std::uint8_t> bytes;
+  for (auto each = due_.begin(); each != end; ++each) bytes.insert(bytes.end(), each->second.begin(), each->second.end());
+  due_.erase(due_.begin(), end);
+  if (!bytes.empty()) port_.Write(bytes);
+}
+
+microseconds MeterServer::UntilDue() const {
+  if (due_.empty()) return kLongestWait;
+  return std::clamp(std::chrono::ceil<microseconds>(due_.begin()->first - Clock::now()), microseconds(0), kLongestWait);
 }
 
 }  // namespace ostrel::sim

@@ -1,6 +1,7 @@
 // Serves a line through a port: requests in, deliveries out when they are due.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <vector>
@@ -20,17 +21,20 @@ class MeterServer {
   void Run(bool (*stopped)());
 
  private:
+  /// A byte of a fast line takes less than a tick of the platform's clock.
+  using Clock = std::chrono::steady_clock;
+
   void Step();
   void WaitWhileDown();
-  void Take(std::size_t count, std::int64_t nowMs);
-  void Transact(const std::vector<std::uint8_t>& request, std::int64_t nowMs);
-  void DeliverDue(std::int64_t nowMs);
-  [[nodiscard]] int WaitMs(std::int64_t nowMs) const;
+  void Take(std::size_t count);
+  void Transact(const std::vector<std::uint8_t>& request, std::int64_t nowMs, Clock::time_point sent);
+  void DeliverDue();
+  [[nodiscard]] std::chrono::microseconds UntilDue() const;
 
   Line& line_;
   IMeterPort& port_;
   RequestFramer framer_;
-  std::multimap<std::int64_t, std::vector<std::uint8_t>> due_;  // by time, in the order they were queued
+  std::multimap<Clock::time_point, std::vector<std::uint8_t>> due_;  // in the order they were queued
   std::vector<std::uint8_t> buffer_ = std::vector<std::uint8_t>(512);
   bool open_ = true;
 };

@@ -11,7 +11,9 @@ class PtyPort final : public IMeterPort {
   bool Open(std::string& error) override { return terminal_.Open(path_, error); }
   void Close() override { terminal_.Close(); }
   [[nodiscard]] std::string Name() const override { return path_; }
-  std::size_t Read(std::span<std::uint8_t> buffer, int timeoutMs) override { return terminal_.Read(buffer, timeoutMs); }
+  std::size_t Read(std::span<std::uint8_t> buffer, std::chrono::microseconds limit) override {
+    return terminal_.Read(buffer, limit);
+  }
   void Write(std::span<const std::uint8_t> bytes) override { terminal_.Write(bytes); }
 
  private:

@@ -17,10 +17,11 @@ class StreamReader {
  public:
   /// Bytes that came within the time. `failed` is set when the stream has ended.
   template <typename Stream>
-  std::size_t Read(asio::io_context& context, Stream& stream, std::span<std::uint8_t> buffer, int timeoutMs, bool& failed) {
+  std::size_t Read(asio::io_context& context, Stream& stream, std::span<std::uint8_t> buffer, std::chrono::microseconds limit,
+                   bool& failed) {
     if (!reading_ && from_ == to_) Start(stream);
     context.restart();
-    if (from_ == to_) context.run_one_for(std::chrono::milliseconds(timeoutMs));
+    if (from_ == to_) context.run_one_for(limit);
     failed = failed_;
     const std::size_t count = std::min(buffer.size(), to_ - from_);
     std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(from_), count, buffer.begin());

@@ -40,13 +40,13 @@ class TcpPort final : public IMeterPort {
 
   [[nodiscard]] std::string Name() const override { return std::to_string(port_); }
 
-  std::size_t Read(std::span<std::uint8_t> buffer, int timeoutMs) override {
+  std::size_t Read(std::span<std::uint8_t> buffer, std::chrono::microseconds limit) override {
     if (!socket_.is_open() || accepting_) {
-      Accept(timeoutMs);
+      Accept(limit);
       return 0;
     }
     bool failed = false;
-    const std::size_t count = reader_.Read(context_, socket_, buffer, timeoutMs, failed);
+    const std::size_t count = reader_.Read(context_, socket_, buffer, limit, failed);
     if (failed) HangUp();
     return count;
   }
@@ -59,7 +59,7 @@ class TcpPort final : public IMeterPort {
   }
 
  private:
-  void Accept(int timeoutMs) {
+  void Accept(std::chrono::microseconds limit) {
     if (!accepting_) {
       accepting_ = true;
       acceptor_.async_accept(socket_, [this](const asio::error_code& failure) {
@@ -69,7 +69,7 @@ class TcpPort final : public IMeterPort {
       });
     }
     context_.restart();
-    context_.run_one_for(std::chrono::milliseconds(timeoutMs));
+    context_.run_one_for(limit);
   }
 
   void HangUp() {

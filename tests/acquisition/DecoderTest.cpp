@@ -245,11 +245,5 @@ TEST_F(DecoderTest, EveryTagThatIsReadHasADecodingOfItsType) {
   EXPECT_EQ(kQualityDeviceFailure, unknown.Quality);
 }
 
-TEST(SwapBytes16, ExchangesTwoBytes) {
-  std::uint8_t bytes[] = {0x12, 0x34, 0x56};
-  SwapBytes16(bytes);
-  EXPECT_THAT(bytes, testing::ElementsAre(0x34, 0x12, 0x56));
-}
-
 }  // namespace
 }  // namespace ostrel::test

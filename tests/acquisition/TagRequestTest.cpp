@@ -3,6 +3,7 @@
 
 #include <map>
 
+#include "Protocol/acquisition/RequestBuilder.h"
 #include "Protocol/acquisition/TagReader.h"
 #include "tests/support/TestChannel.h"
 

@@ -3,7 +3,8 @@
 #include <limits>
 #include <string>
 
-#include "Protocol/history/CalendarTime.h"
+#include "Protocol/model/Bcd.h"
+#include "Protocol/model/CalendarTime.h"
 #include "platform/virtual_clock.h"
 #include "tests/support/TimeZone.h"
 

@@ -51,15 +51,5 @@ TEST(StringTableScript, NamesFileAndLineOfARowItDoesNotTake) {
   }
 }
 
-TEST(StringTableScript, SortsTheStringsOfAllBlocks) {
-  const test::TemporaryFolder folder;
-  const std::string source = folder.File("strings.rc");
-  const std::string table = folder.File("table.cpp");
-  test::WriteBytes(source, "STRINGTABLE\nBEGIN\n30, \"Обмен\"\nEND\nSTRINGTABLE\nBEGIN\n4, \"Ток  Фаза 3\"\nEND\n");
-  const Outcome outcome = RunScript(source, table);
-  ASSERT_EQ(0, outcome.status) << outcome.text;
-  EXPECT_NE(std::string::npos, test::ReadBytes(table).find("    {4, \"Ток  Фаза 3\"},\n    {30, \"Обмен\"},\n"));
-}
-
 }  // namespace
 }  // namespace ostrel

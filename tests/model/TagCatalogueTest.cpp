@@ -64,12 +64,18 @@ TEST_F(TagCatalogueTest, NamesEveryTag) {
   }
 }
 
-TEST_F(TagCatalogueTest, DescribesEveryTagByTenNumbersOrItsType) {
+/// Ten numbers of a current tag; the type of a history tag, and its class.
+TEST_F(TagCatalogueTest, DescribesEveryTagByItsNumbers) {
+  const auto classes = MakeHistoryClassMap();
+  EXPECT_EQ(kHdaTagCount, classes.size());
   for (const ExpectedTag& tag : tags_) {
     const bool history = tag.id >= kFirstHdaId;
     std::vector<std::uint32_t> numbers = tag.numbers;
     ASSERT_EQ(history ? 2U : 10U, numbers.size()) << tag.id;
-    if (history) numbers.resize(1);
+    if (history) {
+      EXPECT_EQ(numbers[1], classes.at(tag.id)) << tag.id;
+      numbers.resize(1);
+    }
     numbers.resize(12, kUnwritten);
     EXPECT_EQ(numbers, Descriptor(tag.id - (history ? kFirstHdaId : kFirstDaId), history ? kBranchHda : kBranchDa)) << tag.id;
   }
@@ -81,39 +87,6 @@ TEST_F(TagCatalogueTest, ExplainsTheTagsThatHaveATextInCodePage1251) {
     char text[kNameBuffer] = "left over";
     EXPECT_EQ(expected.empty() ? 0U : 1U, protocol_->GetTagDescription(index, 0, text)) << index;
     EXPECT_EQ(expected, platform::Cp1251ToUtf8(text)) << index;
-  }
-}
-
-TEST_F(TagCatalogueTest, ClassesEveryHistoryTagAndNothingElse) {
-  const auto classes = MakeHistoryClassMap();
-  EXPECT_EQ(kHdaTagCount, classes.size());
-  for (std::size_t i = kDaTagCount; i < tags_.size(); ++i) {
-    const auto found = classes.find(tags_[i].id);
-    ASSERT_NE(classes.end(), found) << tags_[i].id;
-    EXPECT_EQ(tags_[i].numbers[1], found->second) << tags_[i].id;
-  }
-}
-
-/// Texts that look like slips and are not.
-TEST_F(TagCatalogueTest, KeepsTheIrregularTexts) {
-  const struct {
-    std::uint32_t id;
-    std::string_view text;
-  } rows[] = {
-      {20053, "Angle Phase 1(reserved)"},
-      {20060, "Angle Phase 2 (reserved)"},
-      {30035, "Реактивная энергия прямого направления нарастающим итогом. Тариф Сумма"},
-      {30049, "Мощность P Фаза 1"},  // Latin
-      {30056, "Мощность Р Фаза 2"},  // Cyrillic
-      {30069, "Ток  Фаза 3"},
-      {30074, "Угол Сумма (Не используется)"},
-      {61250, "%s ПРИБОР:%d Ошибка коррекции времени прибора"},
-      {61254, "Ошибка коррекции времени!"},
-  };
-  for (const auto& row : rows) {
-    char text[kNameBuffer] = {};
-    ASSERT_TRUE(platform::LoadModuleString(row.id, text, sizeof text)) << row.id;
-    EXPECT_EQ(platform::Utf8ToCp1251(row.text), text) << row.id << " " << row.text;
   }
 }
 

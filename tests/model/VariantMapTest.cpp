@@ -45,17 +45,5 @@ TEST(VariantMap, MakesTheKeyOfTheMeterBytes) {
   }
 }
 
-TEST(VariantMap, AddsAnUnknownVariantOnceAndEmpty) {
-  auto variants = MakeVariantMap();
-  const VariantKey unknown = MakeVariantKey({0x00, 0x00, 0x10});
-  for (int look = 0; look < 2; ++look) {
-    const VariantInfo& info = variants[unknown];
-    EXPECT_TRUE(info.Name.empty());
-    EXPECT_EQ(0, info.PowerScale);
-    EXPECT_EQ(0, info.Constant);
-    EXPECT_EQ(33U, variants.size());
-  }
-}
-
 }  // namespace
 }  // namespace ostrel

@@ -3,8 +3,8 @@
 #include <cstring>
 #include <vector>
 
+#include "Protocol/link/HostContext.h"
 #include "Protocol/link/PortSettings.h"
-#include "Protocol/object/HostContext.h"
 #include "tests/module/BuiltModule.h"
 
 namespace ostrel::test {

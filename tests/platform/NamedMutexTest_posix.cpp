@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <functional>
 #include <string>
 #include <thread>
 
@@ -37,11 +38,10 @@ class SharedCounter {
       : value_(new (mmap(nullptr, sizeof(Value), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)) Value(0)) {}
   ~SharedCounter() { munmap(value_, sizeof(Value)); }
 
-  void CountUnder(NamedMutexHandle mutex) {
-    for (int i = 0; i < kSteps; ++i) Step(mutex);
-  }
-  void CountWithANewHandleEachTime(const OleString& name) {
-    for (int i = 0; i < kSteps; ++i) Step(OpenMutex(name));
+  /// `open` gives a handle for each step.
+  template <class Open>
+  void Count(Open open) {
+    for (int i = 0; i < kSteps; ++i) Step(open());
   }
   int Total() const { return *value_; }
 
@@ -60,59 +60,40 @@ class SharedCounter {
 };
 
 template <class Work>
-pid_t InAnotherProcess(Work work) {
+void InAnotherProcess(
+    Work work, const std::function<void()>& meanwhile = [] {}) {
   const pid_t child = fork();
   if (child == 0) {
     work();
     _exit(0);
   }
-  return child;
-}
-
-void WaitFor(pid_t child) {
+  meanwhile();
   int status = -1;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   EXPECT_EQ(status, 0);
 }
 
-TEST(NamedMutex, ExcludesAnotherProcess) {
+TEST(NamedMutex, ExcludesProcessesAndThreadsWithHandlesOfTheirOwnAndWithASharedOne) {
   const OleString name = NameOf("C:\\папка/trace.log");
   SharedCounter counter;
-  const pid_t child = InAnotherProcess([&] { counter.CountUnder(OpenMutex(name)); });
-  counter.CountUnder(OpenMutex(name));
-  WaitFor(child);
-  EXPECT_EQ(counter.Total(), 2 * SharedCounter::kSteps);
-}
-
-TEST(NamedMutex, ExcludesProcessesThatOpenItForEveryUse) {
-  const OleString name = NameOf("short handles");
-  SharedCounter counter;
-  const pid_t child = InAnotherProcess([&] { counter.CountWithANewHandleEachTime(name); });
-  counter.CountWithANewHandleEachTime(name);
-  WaitFor(child);
-  EXPECT_EQ(counter.Total(), 2 * SharedCounter::kSteps);
-}
-
-TEST(NamedMutex, ExcludesThreadsWithHandlesOfTheirOwnAndWithASharedOne) {
-  const OleString name = NameOf("threads");
-  const OpenMutex first(name);
-  const OpenMutex second(name);
-  SharedCounter counter;
-  std::thread withFirst([&] { counter.CountUnder(first); });
-  std::thread alsoWithFirst([&] { counter.CountUnder(first); });
-  counter.CountUnder(second);
-  withFirst.join();
-  alsoWithFirst.join();
-  EXPECT_EQ(counter.Total(), 3 * SharedCounter::kSteps);
+  const auto countAnew = [&] { counter.Count([&] { return OpenMutex(name); }); };
+  InAnotherProcess(countAnew, [&] {
+    const OpenMutex shared(name);
+    std::thread first([&] { counter.Count([&] { return NamedMutexHandle(shared); }); });
+    std::thread second([&] { counter.Count([&] { return NamedMutexHandle(shared); }); });
+    countAnew();
+    first.join();
+    second.join();
+  });
+  EXPECT_EQ(counter.Total(), 4 * SharedCounter::kSteps);
 }
 
 TEST(NamedMutex, IsFreeAfterItsOwnerDied) {
   const OleString name = NameOf("abandoned");
   const OpenMutex mutex(name);
-  WaitFor(InAnotherProcess([&] {
-    const NamedMutexHandle left = OpenNamedMutex(name.c_str());
-    if (!LockNamedMutex(left)) _exit(1);
-  }));
+  InAnotherProcess([&] {
+    if (!LockNamedMutex(OpenNamedMutex(name.c_str()))) _exit(1);
+  });
   EXPECT_TRUE(LockNamedMutex(mutex));
   UnlockNamedMutex(mutex);
 }
@@ -124,7 +105,7 @@ TEST(NamedMutex, TheHoldingThreadMayLockAgain) {
   ASSERT_TRUE(LockNamedMutex(mutex));
   UnlockNamedMutex(mutex);
   SharedCounter counter;
-  std::thread other([&] { counter.CountUnder(OpenMutex(name)); });
+  std::thread other([&] { counter.Count([&] { return OpenMutex(name); }); });
   EXPECT_EQ(counter.Total(), 0);
   UnlockNamedMutex(mutex);
   other.join();

@@ -9,26 +9,6 @@
 namespace ostrel::platform {
 namespace {
 
-TEST(VirtualClock, SleepMovesBothClocksAndTheTickCountWraps) {
-  VirtualClock clock(1'000'000, 0xFFFF'FFF0);
-  clock.Sleep(0x20);
-  EXPECT_EQ(clock.TickCount(), 0x10u);
-  EXPECT_EQ(clock.UtcMilliseconds(), 1'000'032);
-  clock.Advance(std::int64_t{1} << 32);
-  EXPECT_EQ(clock.TickCount(), 0x10u);
-  EXPECT_EQ(clock.Elapsed(), (std::int64_t{1} << 32) + 32);
-}
-
-TEST(VirtualClock, TheWallClockCanBeSetAlone) {
-  VirtualClock clock(1'000'000, 7);
-  clock.Sleep(500);
-  clock.SetUtcMilliseconds(90);
-  EXPECT_EQ(clock.TickCount(), 507u);
-  EXPECT_EQ(clock.Elapsed(), 500);
-  clock.Sleep(10);
-  EXPECT_EQ(clock.UtcMilliseconds(), 100);
-}
-
 TEST(VirtualClock, AThreadRunsUpToEachLimitAndEndsTheSleepItWasIn) {
   VirtualClock clock(0);
   std::vector<std::int64_t> wakes;
@@ -75,20 +55,6 @@ TEST(VirtualClock, EverySleeperComesThroughWhenTheLimitGoes) {
   clock.ClearLimit();
   for (std::thread& sleeper : sleepers) sleeper.join();
   EXPECT_GE(clock.Elapsed(), 1000);
-}
-
-TEST(Clock, TheInstalledClockGovernsEveryReading) {
-  VirtualClock clock(1'500, 42);
-  ReplaceClock(&clock);
-  Sleep(1);
-  EXPECT_EQ(TickCount(), 43u);
-  EXPECT_EQ(UtcMilliseconds(), 1'501);
-  EXPECT_EQ(UtcSeconds(), 1);
-  // 11,644,473,600 s lie between 1601 and 1970.
-  const FILETIME time = UtcFileTime();
-  EXPECT_EQ((std::uint64_t{time.dwHighDateTime} << 32) + time.dwLowDateTime, 116'444'736'000'000'000u + 15'010'000u);
-  ReplaceClock(nullptr);
-  EXPECT_GT(UtcSeconds(), 1'600'000'000);
 }
 
 }  // namespace

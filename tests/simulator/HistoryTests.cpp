@@ -37,17 +37,16 @@ class History : public OneMeter {
   }
 
   /// State and header address for hour, day, month and year in hex.
-  std::string Search(const std::string& hour, const std::string& start = "FF FF", const std::string& profile = "00",
-                     const std::string& period = "1E") {
-    EXPECT_EQ(Ask("03 28 " + profile + " " + start + " " + hour + " 00 " + period), "00") << hour;
+  std::string Search(const std::string& hour, const std::string& start = "FF FF") {
+    EXPECT_EQ(Ask("03 28 00 " + start + " " + hour + " 00 1E"), "00") << hour;
     const std::string result = Ask("08 18 00");
     EXPECT_EQ(result.substr(2, 7), " 00 00 ") << hour;
     return result.substr(0, 2) + result.substr(8);
   }
 
-  std::string Memory(std::uint32_t address, const std::string& count = "08", const std::string& memory = "03") {
-    return Ask("06 " + memory + " " + ToHex(Bytes{static_cast<std::uint8_t>(address >> 8), static_cast<std::uint8_t>(address)}) +
-               " " + count);
+  std::string Memory(std::uint32_t address, const std::string& count = "08") {
+    return Ask("06 03 " + ToHex(Bytes{static_cast<std::uint8_t>(address >> 8), static_cast<std::uint8_t>(address)}) + " " +
+               count);
   }
 
   /// All half-hours of a day from the hour 00 that is found for it; `hours` counts its blocks.
@@ -100,43 +99,12 @@ TEST(ProfileMemory, HoursLieWhereTheRingHasThem) {
   }
 }
 
-TEST(ProfileMemory, HeadersAndRecordsSayWhatTheyAre) {
-  const std::string empty = "FF FF FF FF FF FF FF FF";
-  const std::string none = "80 00 80 00 80 00 80 00";
+TEST(ProfileMemory, ReadsGoRoundTheRing) {
   History ring("1:1:installed=2026-01-01T00:00:00:at=2026-04-25T00:10:00");
-  EXPECT_EQ(ring.Memory(0xFFF0), "18 24 04 26 01 1E 00 00");
   EXPECT_EQ(ring.Memory(0xFFF8, "10"), ring.Memory(0xFFF8) + " " + ring.Memory(0x0000));
-  EXPECT_EQ(ring.Memory(0x0080), "00 25 04 26 01 1E 00 00");
-  EXPECT_GE(Hex(ring.Memory(0x0088))[0], 0x80);  // runs
-  EXPECT_EQ(ring.Memory(0x0090), empty);         // not begun
-  EXPECT_LT(Hex(ring.Memory(0x0098))[0], 0x80);  // of an hour whose header is overwritten
   History small("1:3:installed=2026-01-01T00:00:00:at=2026-02-26T22:10:00");
   EXPECT_EQ(small.Memory(0x8000), small.Memory(0x0000));
-  EXPECT_NE(small.Memory(0x0000), empty);
-  History young("1:1:installed=2026-11-20T00:00:00:at=2026-11-20T15:30:00:powercut=2026-11-20T10:10:00/2026-11-20T13:20:00");
-  EXPECT_GE(Hex(young.Memory(0x00F8))[0], 0x80);
-  EXPECT_NE(young.Memory(0x00F8), none);
-  EXPECT_EQ(young.Memory(0x0100), none);
-  EXPECT_GE(Hex(young.Memory(0x0110))[0], 0x80);
-  EXPECT_LT(Hex(young.Memory(0x0118))[0], 0x80);
-  EXPECT_LT(Hex(young.Memory(0x0140))[0], 0x80);  // just over
-  EXPECT_EQ(young.Memory(0x0148), empty);
-  EXPECT_EQ(young.Memory(0x0150), empty);
-  History seasons("1:1:dst=1:installed=2026-10-24T00:00:00:at=2026-10-25T05:10:00");
-  EXPECT_EQ(seasons.Memory(0x0270), "02 25 10 26 00 1E 00 00");
-  EXPECT_EQ(seasons.Memory(0x0288), "02 25 10 26 01 1E 00 00");
-}
-
-TEST(ProfileSearch, RunsAsLongAsItIsToldAndNamesItsProfile) {
-  OneMeter one("1:8:password2=abc:searchpolls=2:installed=2026-11-20T00:00:00:at=2026-11-20T15:10:00");
-  one.Open();
-  EXPECT_EQ(one.Ask("08 18 00"), "02 00 00 FF FF");
-  EXPECT_EQ(one.Ask("03 28 01 FF FF 03 20 11 26 00 03"), "00");
-  for (const char* result : {"11 00 00 FF FF", "11 00 00 FF FF", "10 00 00 01 F8", "10 00 00 01 F8"}) {
-    EXPECT_EQ(one.Ask("08 18 00"), result);
-  }
-  EXPECT_EQ(one.Ask("03 28 02 FF FF 03 20 11 26 00 3C"), "00");
-  for (const char* result : {"21 00 00 FF FF", "21 00 00 FF FF", "20 00 00 00 30"}) EXPECT_EQ(one.Ask("08 18 00"), result);
+  EXPECT_NE(small.Memory(0x0000), "FF FF FF FF FF FF FF FF");
 }
 
 // Whatever is added up, no pulse is lost: through power cuts, on days of 23 and 25 hours, in the first year of a meter.
@@ -184,27 +152,6 @@ TEST(Archives, ReachAsFarAsTheTypeKeepsThem) {
        {"05 20 00", "05 3A 00", "05 3D 00", "0A 83 0B 00 0F 00", "0A 81 00 00 0F 00", "0A 82 00 00 0F 00"}) {
     EXPECT_EQ(young.Read(request), Energies{}) << request;
   }
-}
-
-TEST(History, RefusesWhatTheMeterDoesNotKeep) {
-  OneMeter one("1:1:freeze=1");
-  one.Open();
-  // Tariff, place, kinds, archive and month; day; memory and count; selector; hour, day, year, period, flag, profile, length.
-  const char* const requests[] = {
-      "0A 84 00 09 0F 00", "0A 84 01 00 0F 00", "0A 84 00 00 07 00", "0A 86 00 00 0F 00", "0A 83 0D 00 0F 00",
-      "0A 06 00 00 0F 00", "0A 06 20 00 0F 00", "06 04 00 00 08",    "06 09 00 00 08",    "06 03 00 00",
-  };
-  for (const char* request : requests) EXPECT_EQ(one.Ask(request), "01") << request;
-  const char* const searches[] = {
-      "00 FF FF 24 20 11 26 00 1E", "00 FF FF 10 31 11 26 00 1E", "00 FF FF 10 20 11 2A 00 1E",    "00 FF FF 10 20 11 26 00 3C",
-      "00 FF FF 10 20 11 26 01 1E", "02 FF FF 10 20 11 26 00 3C", "00 FF FF 10 20 11 26 00 1E 00",
-  };
-  for (const char* search : searches) EXPECT_EQ(one.Ask(std::string("03 28 ") + search), "01") << search;
-  EXPECT_EQ(one.Ask("08 18 01"), "01");
-  OneMeter noDays("1:6");
-  noDays.Open();
-  EXPECT_EQ(noDays.Ask("0A 06 01 00 0F 00"), "01");
-  EXPECT_EQ(OneMeter("1:1:powercut=2026-11-20T00:00:00/2026-11-20T11:00:00:freeze=1").Ask("00"), "");
 }
 
 }  // namespace

@@ -13,10 +13,10 @@ using sim::Fault;
 using sim::FaultKind;
 using sim::Line;
 
-Line MakeLine(std::vector<Fault> faults, std::uint64_t seed = 1, std::uint32_t baud = 0) {
+Line MakeLine(std::vector<Fault> faults, std::uint64_t seed = 1, sim::Pace pace = {}) {
   std::vector<sim::Meter> meters;
   for (const char* spec : {"1:1", "2:8"}) meters.emplace_back(Spec(spec), 1);
-  return Line(std::move(meters), {.seed = seed, .faults = std::move(faults)}, {.baud = baud});
+  return Line(std::move(meters), {.seed = seed, .faults = std::move(faults)}, pace);
 }
 
 Bytes All(const std::vector<Delivery>& deliveries) {
@@ -37,11 +37,20 @@ TEST(Line, EachMeterAnswersForItself) {
   EXPECT_TRUE(Ask(line, {}).empty());
 }
 
-TEST(Line, PaceCountsElevenBitsAByte) {
-  Line line = MakeLine({}, 1, 1100);  // 10 ms a byte
-  const auto deliveries = line.Transact(kTest, kNoon);
-  ASSERT_EQ(deliveries.size(), 4U);
-  for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(deliveries[i].atMs, kNoon + 40 + 10 * static_cast<std::int64_t>(i + 1));
+TEST(Line, PaceCountsTheBitsOfAByteInMicroseconds) {
+  const struct {
+    sim::Pace pace;
+    std::int64_t afterUs[4];  // the request's four bytes and then one more each time
+  } rows[] = {
+      {{.baud = 115200}, {435, 521, 608, 695}},  // 86.8 us a byte
+      {{.baud = 9600, .bitsPerByte = sim::kBitsPerByteWithParity}, {5730, 6875, 8021, 9167}},
+  };
+  for (const auto& row : rows) {
+    Line line = MakeLine({}, 1, row.pace);
+    const auto deliveries = line.Transact(kTest, kNoon);
+    ASSERT_EQ(deliveries.size(), 4U);
+    for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(deliveries[i].afterUs, row.afterUs[i]) << row.pace.baud << ' ' << i;
+  }
 }
 
 TEST(Line, SpoilsBytesOfTheAnswer) {
@@ -68,14 +77,14 @@ TEST(Line, ShapesTheAnswer) {
   const auto cut = pieces.Transact(kTest, kNoon);
   ASSERT_EQ(cut.size(), 2U);
   EXPECT_EQ(cut[0].bytes.size(), 3U);
-  EXPECT_EQ(cut[1].atMs, kNoon + 7);
+  EXPECT_EQ(cut[1].afterUs, 7000);
   EXPECT_EQ(All(cut), kTest);
 
   Line late = MakeLine({{.kind = FaultKind::Late, .every = 3, .ms = 80}});
   for (int request = 1; request <= 6; ++request) {
     const auto deliveries = late.Transact(kTest, kNoon);
     ASSERT_EQ(deliveries.size(), 1U);
-    EXPECT_EQ(deliveries[0].atMs, request % 3 == 0 ? kNoon + 80 : kNoon) << request;
+    EXPECT_EQ(deliveries[0].afterUs, request % 3 == 0 ? 80000 : 0) << request;
   }
 }
 

@@ -1,47 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "simulator/MeterSpec.h"
 #include "simulator/MeterTypes.h"
+#include "tests/simulator/OneMeter.h"
 
 namespace ostrel::sim {
 namespace {
-
-TEST(MeterSpec, ReadsEveryKey) {
-  MeterSpec spec;
-  std::string error;
-  ASSERT_TRUE(
-      ParseMeterSpec("12:8:password1=abc:password2=:serial=7:location=ПС-1:variant=00408B:ku=100:ki=20:offset_s=-600:"
-                     "drift_ppm=50:channel_timeout_s=10:closed=each:busy=3:refuse=4:unknown=0811A1:silent=1:"
-                     "log_events=2:freeze=1:at=2026-11-22T10:00:05:seed=9:dst=1:installed=2026-01-02T00:00:00:"
-                     "powercut=2026-11-20T10:10:00/2026-11-20T13:20:00:powercut=2026-11-21T00:00:00/2026-11-21T00:00:01:"
-                     "period=60:period2=4:period3=15:searchpolls=7",
-                     spec, error))
-      << error;
-  EXPECT_EQ(spec.address, 12U);
-  EXPECT_EQ(spec.type, 8U);
-  EXPECT_EQ(spec.password1, "abc");
-  EXPECT_EQ(spec.serial, 7U);
-  EXPECT_EQ(spec.location, "ПС-1");
-  EXPECT_EQ(DescribeVariant(*spec.variant).name, "СЭТ-4ТМ.02М");
-  EXPECT_EQ(spec.ku * spec.ki, 2000);
-  EXPECT_EQ(spec.offsetSeconds, -600);
-  EXPECT_EQ(spec.driftPpm, 50);
-  EXPECT_EQ(spec.channelTimeoutSeconds, 10U);
-  EXPECT_TRUE(spec.closesAfterEach && spec.silent);
-  EXPECT_EQ(spec.busyEvery, 3U);
-  EXPECT_EQ(spec.refuseEvery, 4U);
-  EXPECT_EQ(spec.unknown, (std::vector<std::uint8_t>{0x08, 0x11, 0xA1}));
-  EXPECT_EQ(spec.logEvents, 2U);
-  EXPECT_EQ(spec.frozenAt, FromCivil({2026, 11, 22, 10, 0, 5}));
-  EXPECT_EQ(spec.seed, 9U);
-  EXPECT_TRUE(spec.summerTime);
-  EXPECT_EQ(spec.installed, FromCivil({2026, 1, 2}));
-  ASSERT_EQ(spec.powerCuts.size(), 2U);
-  EXPECT_EQ(spec.powerCuts[0].from, FromCivil({2026, 11, 20, 10, 10}));
-  EXPECT_EQ(spec.powerCuts[0].to, FromCivil({2026, 11, 20, 13, 20}));
-  EXPECT_EQ(spec.profileMinutes, (std::array<std::uint8_t, 3>{60, 4, 15}));
-  EXPECT_EQ(spec.searchPolls, 7U);
-}
 
 TEST(MeterSpec, ErrorsNameTheKey) {
   const struct {
@@ -92,36 +55,11 @@ TEST(MeterSpec, ConstantsChooseAVariantThatHasThem) {
       {"1:12:constant=500", 500, 10, "СЭБ-1ТМ.02М"},
   };
   for (const auto& row : rows) {
-    MeterSpec spec;
-    std::string error;
-    ASSERT_TRUE(ParseMeterSpec(row.text, spec, error)) << row.text << ": " << error;
-    const MeterVariant variant = DescribeVariant(*spec.variant);
+    const MeterVariant variant = DescribeVariant(*test::Spec(row.text).variant);
     EXPECT_EQ(variant.constant, row.constant) << row.text;
     EXPECT_EQ(variant.powerScale, row.scale) << row.text;
     EXPECT_EQ(variant.name, row.name) << row.text;
   }
-}
-
-TEST(MeterCalendar, GoesBothWaysThroughLeapYearsAndYearEnds) {
-  const struct {
-    CivilTime civil;
-    MeterTime time;
-  } rows[] = {
-      {{1970, 1, 1, 0, 0, 0, 4}, 0},
-      {{2000, 2, 29, 12, 30, 45, 2}, 951827445},
-      {{2024, 12, 31, 23, 59, 59, 2}, 1735689599},
-      {{2026, 11, 22, 10, 0, 0, 7}, 1795341600},
-      {{1969, 12, 31, 23, 59, 59, 3}, -1},
-  };
-  for (const auto& [civil, time] : rows) {
-    EXPECT_EQ(FromCivil(civil), time);
-    const CivilTime back = ToCivil(time);
-    EXPECT_EQ(back.year * 10000 + back.month * 100 + back.day, civil.year * 10000 + civil.month * 100 + civil.day) << time;
-    EXPECT_EQ(back.weekday, civil.weekday) << time;
-    EXPECT_EQ(FromCivil(back), time);
-  }
-  EXPECT_EQ(StartOfMonth(1795341600, -11), FromCivil({.year = 2025, .month = 12}));
-  EXPECT_EQ(StartOfMonth(1795341600, 2), FromCivil({.year = 2027, .month = 1}));
 }
 
 }  // namespace

@@ -15,21 +15,9 @@ using sim::PowerKind;
 
 constexpr MeterTime kMorning = 1795341600;  // 2026-11-22 10:00:00
 
-Energies Sum(const Energies& left, const Energies& right) {
-  return {left[0] + right[0], left[1] + right[1], left[2] + right[2], left[3] + right[3]};
-}
-
-TEST(Model, EverySumIsThatOfItsParts) {
+TEST(Model, PowersOfThePhasesMakeTheirSum) {
   for (const sim::MeterType& type : sim::AllMeterTypes()) {
     const Model model(Spec("1:" + std::to_string(type.id)), 7);
-    Energies tariffs{};
-    for (int tariff = 1; tariff <= 8; ++tariff) tariffs = Sum(tariffs, model.Energy().At(tariff, kMorning));
-    EXPECT_EQ(model.Energy().At(0, kMorning), tariffs) << type.id;
-    Energies days{};
-    for (MeterTime day = sim::StartOfMonth(kMorning, -1); day < sim::StartOfMonth(kMorning); day += sim::kDay) {
-      days = Sum(days, model.Energy().Between(0, day, day + sim::kDay));
-    }
-    EXPECT_EQ(model.Energy().Between(0, sim::StartOfMonth(kMorning, -1), sim::StartOfMonth(kMorning)), days) << type.id;
     for (const auto kind : {PowerKind::Active, PowerKind::Reactive, PowerKind::Apparent}) {
       std::int64_t phases = 0;
       for (int phase = 1; phase <= 3; ++phase) phases += model.PowerRegister(kind, phase, kMorning);
@@ -62,21 +50,6 @@ TEST(Model, EnergyIsTheIntegralOfPower) {
     EXPECT_EQ(counted[3], 0U) << spec;
     EXPECT_EQ(outflow == 0, model.Type().singlePhase) << spec;
   }
-}
-
-TEST(Model, FollowsFromItsSeedAlone) {
-  const Model first(Spec("1:1"), 1);
-  const Model same(Spec("1:1"), 1);
-  const Model other(Spec("1:1"), 2);
-  const Model neighbour(Spec("2:1"), 1);
-  const auto reading = [](const Model& model) { return model.PowerRegister(PowerKind::Active, 0, kMorning); };
-  EXPECT_NE(same.Energy().At(0, kMorning + 100 * sim::kDay), same.Energy().At(0, kMorning));  // looking ahead changes nothing
-  EXPECT_EQ(reading(first), reading(same));
-  EXPECT_EQ(first.Energy().At(0, kMorning), same.Energy().At(0, kMorning));
-  EXPECT_NE(reading(first), reading(other));
-  EXPECT_NE(reading(first), reading(neighbour));
-  EXPECT_NE(first.Serial(), neighbour.Serial());
-  EXPECT_EQ(first.Energy().At(0, sim::kInstalled - 5), Energies{});
 }
 
 }  // namespace

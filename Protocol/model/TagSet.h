@@ -16,8 +16,6 @@ struct TagRun {
   [[nodiscard]] constexpr bool Has(std::uint32_t number) const { return number >= first && number <= last; }
 };
 
-inline constexpr TagRun kLogTags{kTagFirstLog, kTagLastLog};
-
 /// As many runs as the most scattered family has: the powers of three phases and their sum.
 struct TagSet {
   TagRun runs[4]{};

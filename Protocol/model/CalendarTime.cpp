@@ -1,4 +1,4 @@
-#include "Protocol/history/CalendarTime.h"
+#include "Protocol/model/CalendarTime.h"
 
 #include "platform/clock.h"
 #include "platform/local_time.h"

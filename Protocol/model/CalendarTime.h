@@ -1,4 +1,4 @@
-// Instants and spans in seconds with calendar construction in local time, and the meters' BCD.
+// Instants and spans in seconds with calendar construction in local time.
 #pragma once
 
 #include <compare>
@@ -62,13 +62,5 @@ class CalendarTime {
  private:
   std::int64_t seconds_;
 };
-
-/// Two packed digits; the nibbles are not checked.
-[[nodiscard]] constexpr int FromBcd(std::uint8_t byte) { return (byte >> 4) * 10 + (byte & 0x0F); }
-/// Values 0..99; only the low byte of others counts.
-[[nodiscard]] constexpr std::uint8_t ToBcd(int value) {
-  const auto low = static_cast<std::uint8_t>(value);
-  return static_cast<std::uint8_t>(((low / 10) << 4) | (low % 10));
-}
 
 }  // namespace ostrel
