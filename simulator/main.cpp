@@ -32,6 +32,7 @@ struct Options {
   std::uint32_t baud = 9600;
   std::string parity = "none";
   bool pace = false;
+  bool uart = false;
   std::uint64_t seed = 1;
   std::string faults;
   std::vector<std::string> meters;
@@ -48,6 +49,7 @@ void Describe(CLI::App& app, Options& options) {
       ->check(CLI::IsMember({"none", "even", "odd"}))
       ->capture_default_str();
   app.add_flag("--pace", options.pace, "take as long as the line would at this speed");
+  app.add_flag("--uart", options.uart, "who talks at another speed or parity is not understood, and hears garbage (pty)");
   app.add_option("--seed", options.seed, "what the meters show and how faults fall")->capture_default_str();
   app.add_option("--faults", options.faults, "file of faults (TOML)");
   app.footer("Keys of a meter:\n" + DescribeMeterKeys());
@@ -114,11 +116,17 @@ int OpenLines(const Options& options, const std::vector<Meter>& meters, const Fa
   return kDone;
 }
 
-void Serve(std::vector<Served>& served) {
+void ServeOne(Served& served, const Options& options) {
+  MeterServer server(served.line, *served.port);
+  if (options.uart) server.MindMode(ModeOf(options));
+  server.Run(ostrel::platform::Interrupted);
+}
+
+void Serve(std::vector<Served>& served, const Options& options) {
   for (Served& each : served) std::printf("ready %s\n", each.port->Name().c_str());
   std::fflush(stdout);
   for (Served& each : served) {
-    each.thread = std::thread([&each] { MeterServer(each.line, *each.port).Run(ostrel::platform::Interrupted); });
+    each.thread = std::thread([&each, &options] { ServeOne(each, options); });
   }
   for (Served& each : served) each.thread.join();
 }
@@ -131,7 +139,7 @@ int Run(const Options& options) {
   if (!options.faults.empty() && !LoadFaultFile(options.faults, plan, error)) return Fail(kWrongUsage, error);
   std::vector<Served> served;
   const int result = OpenLines(options, meters, plan, served);
-  if (result == kDone) Serve(served);
+  if (result == kDone) Serve(served, options);
   return result;
 }
 

@@ -64,6 +64,16 @@ struct ExchangeOptions {
   bool allowWrites = false;
 };
 
+struct DoctorOptions {
+  CommonOptions common;
+  std::string device;   // in place of a configuration
+  std::string channel;  // port name; empty for all
+  std::string scanAddresses;
+  bool scanSpeeds = false;
+  std::string writeConfig;        // file for what a search found
+  std::uint32_t timeoutMs = 200;  // for the answer of a device that has no configuration
+};
+
 struct TraceOptions {
   CommonOptions common;
   std::string file;
@@ -84,6 +94,7 @@ struct DemoOptions {
 [[nodiscard]] ExitCode CommandExchange(const ExchangeOptions& options);
 [[nodiscard]] ExitCode CommandRegister(const CommonOptions& options, bool enter);
 [[nodiscard]] ExitCode CommandCheck(const CommonOptions& options);
+[[nodiscard]] ExitCode CommandDoctor(const DoctorOptions& options);
 [[nodiscard]] ExitCode CommandTrace(const TraceOptions& options);
 [[nodiscard]] ExitCode CommandDemo(const DemoOptions& options);
 

@@ -33,6 +33,7 @@ class CommandLine {
   void AddConfig(CLI::App* app, CommonOptions& common);
   void AddPolling();
   void AddQuestions();
+  void AddDoctor();
   void AddTrace();
   void AddHistory();
   void AddBrowsing();
@@ -48,6 +49,7 @@ class CommandLine {
   CommonOptions register_;
   ExchangeOptions exchange_;
   CommonOptions check_;
+  DoctorOptions doctor_;
   TraceOptions trace_;
   DemoOptions demo_;
 };
@@ -56,6 +58,7 @@ CommandLine::CommandLine() {
   app_.require_subcommand(1);
   AddPolling();
   AddQuestions();
+  AddDoctor();
   AddTrace();
   AddHistory();
   AddBrowsing();
@@ -108,6 +111,20 @@ void CommandLine::AddQuestions() {
   exchange->add_option("HEX", exchange_.hex, "bytes from the address on, without the check")->required();
 
   AddConfig(Add("check", "open the ports and ask each meter", check_, [this] { return CommandCheck(check_); }), check_);
+}
+
+void CommandLine::AddDoctor() {
+  CLI::App* const doctor = Add("doctor", "what is wrong with a line or a meter, and what to do about it", doctor_.common,
+                               [this] { return CommandDoctor(doctor_); });
+  doctor->add_option("--config", doctor_.common.config, "channels and meters, a TOML file");
+  doctor->add_option("--device", doctor_.device, "a device without a configuration, for a search");
+  doctor->add_option("--timeout-ms", doctor_.timeoutMs, "how long its meters may take to answer")
+      ->check(CLI::Range(1, 60000))
+      ->capture_default_str();
+  doctor->add_option("--channel", doctor_.channel, "port name, for one of several");
+  doctor->add_option("--scan-addresses", doctor_.scanAddresses, "search meters, such as 1-254 or 1,5,10-20");
+  doctor->add_flag("--scan-speeds", doctor_.scanSpeeds, "search at every speed and parity until a meter answers");
+  doctor->add_option("--write-config", doctor_.writeConfig, "new file for the channel that a search found");
 }
 
 void CommandLine::AddTrace() {

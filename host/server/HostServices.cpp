@@ -24,6 +24,16 @@ std::string DeviceTextProblem(const std::string& device) { return CheckDeviceTex
 
 std::string DefaultDevice(const std::string& port) { return DefaultSerialDevice(port); }
 
+namespace {
+
+StreamOpener OpenerOf(const PortDevice& device) {
+  return device.device == kSimulatedDevice ? SimulatedOpener(MakeSimulatedLine(device.meters)) : DeviceOpener(device.device);
+}
+
+}  // namespace
+
+std::unique_ptr<ByteStream> OpenDevice(const PortDevice& device, std::string& error) { return OpenerOf(device)(error); }
+
 HostServices::HostServices(const ServiceSettings& settings) : parts_(std::make_unique<Parts>()) {
   const auto logFile = platform::Utf8ToSystemPath(settings.logFile);
   if (logFile && !logFile->empty()) parts_->log.emplace(logFile->c_str(), settings.logLimitKb, true);
@@ -41,10 +51,7 @@ HostServices::HostServices(const ServiceSettings& settings) : parts_(std::make_u
 HostServices::~HostServices() = default;
 
 void HostServices::AddPort(const PortDevice& device, ExchangeObserver observer) {
-  const bool simulated = device.device == kSimulatedDevice;
-  AddPort(device.port, {.open = simulated ? SimulatedOpener(MakeSimulatedLine(device.meters)) : DeviceOpener(device.device),
-                        .line = device.line,
-                        .observer = std::move(observer)});
+  AddPort(device.port, {.open = OpenerOf(device), .line = device.line, .observer = std::move(observer)});
 }
 
 void HostServices::AddPort(const std::string& port, PortEntry entry) { parts_->directory->Set(port, std::move(entry)); }

@@ -36,6 +36,10 @@ struct PortDevice {
 /// The device that serves a port when none is named; empty where the system has no such rule.
 [[nodiscard]] TAVRINDASERVER_API std::string DefaultDevice(const std::string& port);
 
+/// The bytes of a device without anything that keeps questions and answers apart, for who looks at what is on the wire. Null with
+/// a reason when it cannot be opened.
+[[nodiscard]] TAVRINDASERVER_API std::unique_ptr<ByteStream> OpenDevice(const PortDevice& device, std::string& error);
+
 /// Outlives every channel that was given its context.
 class HostServices {
  public:

@@ -33,10 +33,10 @@ struct MeterConfig {
   std::uint8_t eventLog = 0;
   std::uint32_t failHoldSeconds = 60;
   bool exchange = true;
-  std::vector<PlacedText> tags;  // names, ids or wildcards; empty: every tag of the type
+  std::vector<PlacedText> tags;      // names, ids or wildcards; empty: every tag of the type
   std::vector<PlacedText> readOnly;  // tags that no write of ours may change
   std::vector<PlacedText> writable;  // when there are any: only these may be written
-  bool polled = true;            // false for a command that reads no current data: no tag is in use
+  bool polled = true;                // false for a command that reads no current data: no tag is in use
 };
 
 struct ChannelConfig {

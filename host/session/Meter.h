@@ -15,8 +15,8 @@ namespace ostrel::host {
 
 struct PolledTag {
   TagDefinition definition;
-  CDeviceTag* tag = nullptr;  // the plug-in's from AddTag on
-  bool readOnly = false;      // by the configuration
+  CDeviceTag* tag = nullptr;         // the plug-in's from AddTag on
+  bool readOnly = false;             // by the configuration
   std::optional<FILETIME> lastGood;  // when it had quality 192 last
 };
 

@@ -151,6 +151,41 @@ std::string TagDefinitionJson(std::uint32_t branch, const TagDefinition& tag) {
   return Dump(json);
 }
 
+std::string DoctorJson(const std::string& channel, const MeterConfig* meter, const Diagnosis& diagnosis) {
+  Json json;
+  json["event"] = "doctor";
+  json["channel"] = channel;
+  if (meter != nullptr) {
+    json["meter"] = meter->name;
+    json["address"] = meter->address;
+  }
+  json["finding"] = FindingName(diagnosis.finding);
+  json["text"] = Sentence(diagnosis);
+  if (diagnosis.asked == 0) return Dump(json);
+  json["serial"] = diagnosis.serial;
+  json["type"] = diagnosis.type;
+  json["clock_offset_s"] = diagnosis.clockOffsetS;
+  json["turnaround_median_ms"] = diagnosis.medianMs;
+  json["turnaround_worst_ms"] = diagnosis.worstMs;
+  json["asked"] = diagnosis.asked;
+  json["lost"] = diagnosis.lost;
+  return Dump(json);
+}
+
+std::string ScanJson(const ChannelConfig& channel, const ScanResult& result) {
+  Json json;
+  json["event"] = "scan";
+  json["channel"] = channel.port;
+  json["device"] = channel.device;
+  json["baud"] = result.baud;
+  json["parity"] = result.parity;
+  json["meters"] = Json::array();
+  for (const FoundMeter& meter : result.meters) {
+    json["meters"].push_back({{"address", meter.address}, {"type", meter.type ? Json(*meter.type) : Json(nullptr)}});
+  }
+  return Dump(json);
+}
+
 std::string ExchangeJson(const std::string& channel, const std::string& request, const std::string& answer, bool checkRight) {
   Json json;
   json["event"] = "exchange";

@@ -7,6 +7,8 @@
 #include "host/session/ClientWrite.h"
 #include "host/session/EventLog.h"
 #include "host/session/HistoryReader.h"
+#include "host/session/LineFinding.h"
+#include "host/session/LineScan.h"
 
 namespace ostrel::host {
 
@@ -23,6 +25,9 @@ namespace ostrel::host {
 [[nodiscard]] std::string TypeJson(const MeterType& type);
 /// `branch` is kBranchDa or kBranchHda.
 [[nodiscard]] std::string TagDefinitionJson(std::uint32_t branch, const TagDefinition& tag);
+/// `meter` null for the line itself.
+[[nodiscard]] std::string DoctorJson(const std::string& channel, const MeterConfig* meter, const Diagnosis& diagnosis);
+[[nodiscard]] std::string ScanJson(const ChannelConfig& channel, const ScanResult& result);
 [[nodiscard]] std::string ExchangeJson(const std::string& channel, const std::string& request, const std::string& answer,
                                        bool checkRight);
 
