@@ -64,7 +64,8 @@ class MeterProgram : public testing::Test {
 TEST_F(MeterProgram, AnswersOverAPseudoTerminalThatUsersOpenAndClose) {
   fs::create_symlink("/dev/pts/99999", path_);  // left by one that was killed
   const std::string other = folder_.File("other");
-  ASSERT_EQ(Start({"--line", "pty:" + other, "--seed", "1", "12:1", "13:8", "14:12"}, "pty:" + path_), "ready " + path_ + "\n");
+  Start({"--line", "pty:" + other, "--seed", "1", "12:1", "13:8", "14:12"}, "pty:" + path_);
+  ASSERT_TRUE(program_->WaitFor("ready " + path_ + "\nready " + other + "\n")) << program_->Output();
   for (int i = 0; i < 3; ++i) {
     EXPECT_EQ(Talk(Open(), Frame("0C 00"), 4), ToHex(Frame("0C 00")));
     EXPECT_EQ(Talk(Open(), Frame("0D 01 30 30 30 30 30 30"), 4), ToHex(Frame("0D 00")));
