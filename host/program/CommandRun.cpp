@@ -1,6 +1,7 @@
 // ostrel-host run: polls until stopped, and takes writes from standard input meanwhile.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <deque>
 #include <map>
@@ -111,6 +112,49 @@ void TakeInput(Session& session, WriteQueue& writes, const std::string& line) {
   });
 }
 
+/// How each meter fared in its last pass, for the end.
+class RunSummary {
+ public:
+  void Add(const std::string& port, const PassReport& report) {
+    for (const MeterReadings& meter : report.meters) {
+      last_[port + ' ' + meter.meter->config.name] = {.served = Served(meter), .link = meter.link};
+    }
+  }
+  [[nodiscard]] bool AllServed() const {
+    return std::all_of(last_.begin(), last_.end(), [](const auto& each) { return each.second.served; });
+  }
+  void Print() const {
+    for (const auto& [name, last] : last_) fmt::print(stderr, "{}: {}\n", name, LinkText(last.link));
+  }
+
+ private:
+  struct Last {
+    bool served;
+    LinkCounts link;
+  };
+
+  // A meter that was lost has this quality on all its tags but the one that says so.
+  static bool Served(const MeterReadings& meter) {
+    std::size_t lost = 0;
+    for (const TagReading& reading : meter.readings) lost += reading.quality == kQualityDeviceFailure ? 1 : 0;
+    return lost == 0 || lost + 1 < meter.readings.size();
+  }
+
+  std::map<std::string, Last> last_;
+};
+
+ExitCode EndOf(Session& session, const RunSummary& summary, bool reachedEnd) {
+  ExitCode code = reachedEnd ? kExitDone : kExitInterrupted;
+  if (!summary.AllServed()) code = kExitUnanswered;
+  for (const auto& channel : session.Channels()) {
+    const std::string problem = session.Services().PortProblem(channel->Config().port);
+    if (problem.empty()) continue;
+    fmt::print(stderr, "{}: {}\n", channel->Config().port, problem);
+    code = kExitPort;
+  }
+  return code;
+}
+
 void WaitForEnd(Session& session, Output& output, WriteQueue& writes, std::uint32_t seconds) {
   platform::LineInput input;
   const std::uint32_t start = platform::TickCount();
@@ -130,10 +174,12 @@ ExitCode CommandRun(const RunOptions& options) {
   const std::unique_ptr<Output> output = MakeOutput(options);
   Session session(plugin, config, Session::Clocks::Keep);
   WriteQueue writes(session, *output, options.allowWrites ? std::optional<WriteLog>(config.writeLog) : std::nullopt);
+  RunSummary summary;
   session.Start(
       [&](Channel& channel, const PassReport& report) {
         ShowEvents(session, *output);
         output->Pass(channel.Config().port, report);
+        summary.Add(channel.Config().port, report);
         writes.AfterPass(channel);
         return false;
       },
@@ -142,7 +188,10 @@ ExitCode CommandRun(const RunOptions& options) {
   session.Stop();
   writes.GiveUp();
   ShowEvents(session, *output);
-  return kExitDone;
+  if (!options.common.json) summary.Print();
+  // Who polls until he is stopped has come to his end when he is.
+  const bool endless = options.passes == 0 && options.seconds == 0;
+  return endless ? kExitDone : EndOf(session, summary, !platform::Interrupted());
 }
 
 }  // namespace ostrel::host

@@ -28,6 +28,7 @@ struct RunOptions {
 
 struct ReadOptions {
   CommonOptions common;
+  bool why = false;
   std::string meter;
   std::vector<std::string> tags;
 };
@@ -74,6 +75,12 @@ struct DoctorOptions {
   std::uint32_t timeoutMs = 200;  // for the answer of a device that has no configuration
 };
 
+struct PlanOptions {
+  CommonOptions common;
+  std::uint32_t turnaroundMs = 20;
+  bool measure = false;
+};
+
 struct TraceOptions {
   CommonOptions common;
   std::string file;
@@ -95,6 +102,7 @@ struct DemoOptions {
 [[nodiscard]] ExitCode CommandRegister(const CommonOptions& options, bool enter);
 [[nodiscard]] ExitCode CommandCheck(const CommonOptions& options);
 [[nodiscard]] ExitCode CommandDoctor(const DoctorOptions& options);
+[[nodiscard]] ExitCode CommandPlan(const PlanOptions& options);
 [[nodiscard]] ExitCode CommandTrace(const TraceOptions& options);
 [[nodiscard]] ExitCode CommandDemo(const DemoOptions& options);
 

@@ -34,6 +34,7 @@ class CommandLine {
   void AddPolling();
   void AddQuestions();
   void AddDoctor();
+  void AddPlan();
   void AddTrace();
   void AddHistory();
   void AddBrowsing();
@@ -50,6 +51,7 @@ class CommandLine {
   ExchangeOptions exchange_;
   CommonOptions check_;
   DoctorOptions doctor_;
+  PlanOptions plan_;
   TraceOptions trace_;
   DemoOptions demo_;
 };
@@ -59,6 +61,7 @@ CommandLine::CommandLine() {
   AddPolling();
   AddQuestions();
   AddDoctor();
+  AddPlan();
   AddTrace();
   AddHistory();
   AddBrowsing();
@@ -95,6 +98,7 @@ void CommandLine::AddQuestions() {
   CLI::App* const read = Add("read", "read tags of a meter once", read_.common, [this] { return CommandRead(read_); });
   AddConfig(read, read_.common);
   read->add_option("--meter", read_.meter, "the meter's name")->required();
+  read->add_flag("--why", read_.why, "from the bytes sent and received to the value");
   read->add_option("TAG", read_.tags, "names, ids or wildcards")->required();
 
   CLI::App* const write = Add("write", "write a tag and read it back", write_.common, [this] { return CommandWrite(write_); });
@@ -125,6 +129,14 @@ void CommandLine::AddDoctor() {
   doctor->add_option("--scan-addresses", doctor_.scanAddresses, "search meters, such as 1-254 or 1,5,10-20");
   doctor->add_flag("--scan-speeds", doctor_.scanSpeeds, "search at every speed and parity until a meter answers");
   doctor->add_option("--write-config", doctor_.writeConfig, "new file for the channel that a search found");
+}
+
+void CommandLine::AddPlan() {
+  CLI::App* const plan =
+      Add("plan", "requests, bytes and time of a pass against the period", plan_.common, [this] { return CommandPlan(plan_); });
+  AddConfig(plan, plan_.common);
+  plan->add_option("--turnaround-ms", plan_.turnaroundMs, "what the meters take to begin an answer")->capture_default_str();
+  plan->add_flag("--measure", plan_.measure, "make two passes, and set what was measured beside the plan");
 }
 
 void CommandLine::AddTrace() {

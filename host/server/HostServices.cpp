@@ -7,6 +7,7 @@
 #include "Protocol/diagnostics/DebugTrace.h"
 #include "host/ports/Devices.h"
 #include "host/ports/SerialStream.h"
+#include "host/ports/WatchedStream.h"
 #include "host/server/ObjectProvider.h"
 #include "platform/text.h"
 
@@ -50,8 +51,9 @@ HostServices::HostServices(const ServiceSettings& settings) : parts_(std::make_u
 
 HostServices::~HostServices() = default;
 
-void HostServices::AddPort(const PortDevice& device, ExchangeObserver observer) {
-  AddPort(device.port, {.open = OpenerOf(device), .line = device.line, .observer = std::move(observer)});
+void HostServices::AddPort(const PortDevice& device, ExchangeObserver observer, std::shared_ptr<StreamWatcher> watcher) {
+  StreamOpener open = watcher != nullptr ? WatchedOpener(OpenerOf(device), std::move(watcher)) : OpenerOf(device);
+  AddPort(device.port, {.open = std::move(open), .line = device.line, .observer = std::move(observer)});
 }
 
 void HostServices::AddPort(const std::string& port, PortEntry entry) { parts_->directory->Set(port, std::move(entry)); }

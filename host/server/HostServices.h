@@ -49,7 +49,8 @@ class HostServices {
   HostServices& operator=(const HostServices&) = delete;
 
   /// Before the first channel opens the port.
-  TAVRINDASERVER_API void AddPort(const PortDevice& device, ExchangeObserver observer = {});
+  TAVRINDASERVER_API void AddPort(const PortDevice& device, ExchangeObserver observer = {},
+                                  std::shared_ptr<StreamWatcher> watcher = {});
   TAVRINDASERVER_API void AddPort(const std::string& port, PortEntry entry);
 
   [[nodiscard]] TAVRINDASERVER_API HostContext* Context();

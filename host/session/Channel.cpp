@@ -94,16 +94,22 @@ const MeterType& TypeOf(const std::vector<MeterType>& types, const MeterConfig& 
 }  // namespace
 
 Channel::Channel(const Plugin& plugin, HostServices& services, const ChannelConfig& config)
-    : services_(services), config_(config), frames_(std::make_shared<WriteFrames>()), protocol_(plugin.CreateProtocol()) {
+    : services_(services),
+      config_(config),
+      frames_(std::make_shared<WriteFrames>()),
+      link_(std::make_shared<LinkRecorder>(config.echo)),
+      protocol_(plugin.CreateProtocol()) {
   ApplySettings();
   const std::vector<MeterType> types = ReadMeterTypes(*protocol_);
   meters_.reserve(config_.meters.size());
   for (const MeterConfig& meter : config_.meters) AddMeter(meter, types);
   AddPassMark();
-  services_.AddPort(MakePortDevice(config_, meters_),
-                    [frames = frames_](std::span<const std::uint8_t> request, std::span<const std::uint8_t> answer) {
-                      frames->Observe(request, answer);
-                    });
+  services_.AddPort(
+      MakePortDevice(config_, meters_),
+      [frames = frames_](std::span<const std::uint8_t> request, std::span<const std::uint8_t> answer) {
+        frames->Observe(request, answer);
+      },
+      link_);
 }
 
 Channel::~Channel() { Stop(); }
@@ -160,18 +166,22 @@ bool Channel::TakePass(PassReport& report) {
     lookedAt_ = now;
     return false;
   }
-  report = {.pass = ++passes_, .seconds = static_cast<double>(now - lookedAt_) / 1000.0, .meters = {}};
+  report = {.pass = ++passes_,
+            .seconds = static_cast<double>(now - lookedAt_) / 1000.0,
+            .periodSeconds = config_.pollPeriodSeconds,
+            .meters = {}};
   lookedAt_ = now;
   for (Meter& meter : meters_) {
     MeterReadings& readings = report.meters.emplace_back();
     readings.meter = &meter;
     readings.tags = meter.selected;
+    readings.link = link_->Of(meter.config.address);
     for (const std::size_t tag : meter.selected) readings.readings.push_back(ReadTag(meter.tags[tag]));
   }
   return true;
 }
 
-std::uint32_t Channel::MeterConstant(const Meter& meter) { return protocol_->GetChannel()->Devices[meter.index].MeterConstant; }
+const DeviceEntry& Channel::Record(const Meter& meter) { return protocol_->GetChannel()->Devices[meter.index]; }
 
 void Channel::SelectTag(Meter& meter, std::size_t tag) {
   const PollGuard guard(*protocol_);

@@ -79,7 +79,7 @@ void ClientWrite::PlaceWhenGood() {
   const TagReading reading = ReadTag(polled);
   before_ = reading.value;
   if (reading.quality != kQualityGood) return;
-  meterConstant_ = channel_.MeterConstant(meter_);
+  meterConstant_ = channel_.Record(meter_).MeterConstant;
   CheckImpulses(polled.definition, value_, meterConstant_);
   channel_.Frames().Begin();
   polled.tag->WriteValue = value_;

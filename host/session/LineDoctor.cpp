@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "platform/clock.h"
+#include "host/session/MeterFrames.h"
 #include "platform/console.h"
 #include "platform/text.h"
 
@@ -28,27 +28,6 @@ std::uint8_t AddressOf(const MeterConfig& meter) { return static_cast<std::uint8
 
 // Unlike the test request, which a meter answers with the very same bytes, this one cannot be taken for its own echo.
 std::vector<std::uint8_t> SerialRequest(std::uint8_t address) { return {address, 0x08, 0x00}; }
-
-int Digits(std::uint8_t bcd) { return (bcd >> 4) * 10 + (bcd & 0x0F); }
-
-// Days since some day, by the civil calendar.
-std::int64_t DayNumber(int year, int month, int day) {
-  const int shifted = month <= 2 ? year - 1 : year;
-  const int monthFromMarch = (month + 9) % 12;
-  return std::int64_t{365} * shifted + shifted / 4 - shifted / 100 + shifted / 400 + (153 * monthFromMarch + 2) / 5 + day;
-}
-
-std::int64_t Seconds(int year, int month, int day, int hour, int minute, int second) {
-  return ((DayNumber(year, month, day) * 24 + hour) * 60 + minute) * 60 + second;
-}
-
-// By how much a clock answer is ahead of the computer's wall clock.
-std::int64_t ClockOffset(const std::vector<std::uint8_t>& answer) {
-  const SYSTEMTIME now = platform::LocalTime();
-  return Seconds(2000 + Digits(answer[7]), Digits(answer[6]), Digits(answer[5]), Digits(answer[3]), Digits(answer[2]),
-                 Digits(answer[1])) -
-         Seconds(now.wYear, now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond);
-}
 
 }  // namespace
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "host/ports/FrameCheck.h"
+#include "host/session/MeterFrames.h"
 
 namespace ostrel::host {
 namespace {
@@ -117,19 +118,6 @@ bool BeginsWith(Bytes bytes, Bytes begin) {
   return bytes.size() >= begin.size() && std::equal(begin.begin(), begin.end(), bytes.begin());
 }
 
-// The first frame that begins with this address, or with any; empty when there is none.
-Bytes FrameIn(Bytes bytes, const std::uint8_t* address) {
-  for (std::size_t from = 0; from + kShortestFrame <= bytes.size(); ++from) {
-    if (address != nullptr && bytes[from] != *address) continue;
-    // The longest, so that data that look like the end of a frame are not taken for it.
-    for (std::size_t end = bytes.size(); end >= from + kShortestFrame; --end) {
-      const Bytes frame = bytes.subspan(from, end - from);
-      if (HasRightCheck(frame)) return frame;
-    }
-  }
-  return {};
-}
-
 // A frame, and right behind it another one.
 bool IsGlued(Bytes bytes, std::uint8_t address) {
   for (std::size_t end = kShortestFrame; end + kShortestFrame <= bytes.size(); ++end) {
@@ -141,7 +129,7 @@ bool IsGlued(Bytes bytes, std::uint8_t address) {
 Diagnosis DiagnoseBytes(Bytes bytes, std::uint8_t address) {
   if (bytes.empty()) return {.finding = Finding::Silence};
   if (IsGlued(bytes, address)) return {.finding = Finding::Glued};
-  if (!FrameIn(bytes, &address).empty()) return {.finding = Finding::Good};
+  if (!FrameOf(bytes, address).empty()) return {.finding = Finding::Good};
   // Anywhere else four bytes may look like a frame by chance.
   if (HasRightCheck(bytes)) return {.finding = Finding::Foreign, .address = bytes[0]};
   return {.finding = Finding::Garbage, .bytes = bytes.size()};
@@ -177,14 +165,14 @@ Diagnosis DiagnosePort(const std::string& reason, const platform::SerialDevice& 
 
 Bytes AnswerIn(const Heard& heard, Bytes request, bool echo) {
   const Bytes bytes = heard.bytes;
-  return FrameIn(echo && BeginsWith(bytes, request) ? bytes.subspan(request.size()) : bytes, request.data());
+  return FrameOf(echo && BeginsWith(bytes, request) ? bytes.subspan(request.size()) : bytes, request[0]);
 }
 
 Diagnosis DiagnoseAnswer(const Heard& heard, Bytes request, bool echo, std::uint32_t timeoutMs) {
   const Bytes bytes = heard.bytes;
   const bool echoed = BeginsWith(bytes, request);
   if (echoed && !echo) return {.finding = Finding::Echo};
-  if (!bytes.empty() && echo && !echoed && !FrameIn(bytes, request.data()).empty()) return {.finding = Finding::NoEcho};
+  if (!bytes.empty() && echo && !echoed && !FrameOf(bytes, request[0]).empty()) return {.finding = Finding::NoEcho};
   Diagnosis found = DiagnoseBytes(echoed ? bytes.subspan(request.size()) : bytes, request[0]);
   if (found.finding != Finding::Good || heard.firstMs <= timeoutMs) return found;
   constexpr std::uint32_t kStep = 50;

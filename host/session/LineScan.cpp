@@ -8,6 +8,7 @@
 
 #include "host/session/Failure.h"
 #include "host/session/LineFinding.h"
+#include "host/session/MeterFrames.h"
 #include "platform/console.h"
 #include "platform/text.h"
 

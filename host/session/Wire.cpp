@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 
-#include "host/ports/FrameCheck.h"
 #include "host/server/HostServices.h"
+#include "host/session/MeterFrames.h"
 #include "platform/clock.h"
 
 namespace ostrel::host {
@@ -35,14 +35,6 @@ PortDevice DeviceOf(const ChannelConfig& channel) {
 }
 
 }  // namespace
-
-std::vector<std::uint8_t> WithCheck(std::span<const std::uint8_t> frame) {
-  std::vector<std::uint8_t> whole(frame.begin(), frame.end());
-  const std::uint16_t check = FrameCheck(frame);
-  whole.push_back(static_cast<std::uint8_t>(check & 0xFFU));
-  whole.push_back(static_cast<std::uint8_t>(check >> 8U));
-  return whole;
-}
 
 std::unique_ptr<Wire> Wire::Open(const ChannelConfig& channel, std::string& error) {
   std::unique_ptr<ByteStream> stream = OpenDevice(DeviceOf(channel), error);

@@ -46,7 +46,4 @@ class Wire {
   bool echo_;
 };
 
-/// The frame with its check.
-[[nodiscard]] std::vector<std::uint8_t> WithCheck(std::span<const std::uint8_t> frame);
-
 }  // namespace ostrel::host

@@ -54,6 +54,25 @@ std::string PassJson(const std::string& channel, const PassReport& report) {
   json["channel"] = channel;
   json["pass"] = report.pass;
   json["seconds"] = report.seconds;
+  json["period_s"] = report.periodSeconds;
+  return Dump(json);
+}
+
+std::string LinkJson(const std::string& channel, const MeterReadings& meter) {
+  const LinkCounts& link = meter.link;
+  Json json;
+  json["event"] = "link";
+  json["channel"] = channel;
+  json["meter"] = meter.meter->config.name;
+  json["address"] = meter.meter->config.address;
+  json["requests"] = link.requests;
+  json["answers"] = link.answers;
+  json["silent"] = link.silent;
+  json["spoiled"] = link.spoiled;
+  json["retries"] = link.retries;
+  json["turnaround_median_ms"] = link.medianMs;
+  json["turnaround_worst_ms"] = link.worstMs;
+  json["clock_offset_s"] = link.clockOffsetS ? Json(*link.clockOffsetS) : Json(nullptr);
   return Dump(json);
 }
 
@@ -183,6 +202,51 @@ std::string ScanJson(const ChannelConfig& channel, const ScanResult& result) {
   for (const FoundMeter& meter : result.meters) {
     json["meters"].push_back({{"address", meter.address}, {"type", meter.type ? Json(*meter.type) : Json(nullptr)}});
   }
+  return Dump(json);
+}
+
+namespace {
+
+Json CostJson(const Cost& cost) {
+  return {{"requests", cost.requests},
+          {"sent_bytes", cost.sentBytes},
+          {"received_bytes", cost.receivedBytes},
+          {"seconds", std::round(cost.seconds * 1000) / 1000}};
+}
+
+}  // namespace
+
+std::string PlanJson(const ChannelConfig& channel, const PassPlan& plan, const Cost* measured) {
+  Json json;
+  json["event"] = "plan";
+  json["channel"] = channel.port;
+  json["baud"] = channel.baud;
+  json["poll_period_s"] = channel.pollPeriodSeconds;
+  json["pass"] = CostJson(plan.cost);
+  json["measured"] = measured != nullptr ? CostJson(*measured) : Json(nullptr);
+  json["meters"] = Json::array();
+  for (const MeterPlan& meter : plan.meters) {
+    Json families = Json::array();
+    for (const FamilyCost& family : meter.families)
+      families.push_back({{"family", family.family}, {"cost", CostJson(family.cost)}});
+    json["meters"].push_back(
+        {{"meter", meter.meter}, {"address", meter.address}, {"cost", CostJson(meter.cost)}, {"families", families}});
+  }
+  return Dump(json);
+}
+
+std::string WhyJson(const std::string& meter, const TagDefinition& tag, const WhyReport& why) {
+  Json json;
+  json["event"] = "why";
+  json["meter"] = meter;
+  json["id"] = tag.id;
+  json["tag"] = tag.name;
+  json["request"] = why.request;
+  json["answer"] = why.answer;
+  json["bytes"] = why.bytes;
+  json["formula"] = why.formula;
+  json["factors"] = why.factors;
+  json["reason"] = why.reason;
   return Dump(json);
 }
 

@@ -9,12 +9,24 @@
 #include "host/session/HistoryReader.h"
 #include "host/session/LineFinding.h"
 #include "host/session/LineScan.h"
+#include "host/session/PassPlan.h"
 
 namespace ostrel::host {
+
+/// How a value came about. Frames in hexadecimal; empty when the meter was not asked.
+struct WhyReport {
+  std::string request;
+  std::string answer;
+  std::string bytes;
+  std::string formula;
+  std::string factors;
+  std::string reason;  // of the quality
+};
 
 [[nodiscard]] std::string TagJson(const std::string& channel, const MeterConfig& meter, const TagDefinition& tag,
                                   const TagReading& reading);
 [[nodiscard]] std::string PassJson(const std::string& channel, const PassReport& report);
+[[nodiscard]] std::string LinkJson(const std::string& channel, const MeterReadings& meter);
 [[nodiscard]] std::string LogJson(const LogLine& line);
 [[nodiscard]] std::string WriteJson(const WriteReport& report);
 /// The lines of the log of writes: with when and by whom.
@@ -28,6 +40,9 @@ namespace ostrel::host {
 /// `meter` null for the line itself.
 [[nodiscard]] std::string DoctorJson(const std::string& channel, const MeterConfig* meter, const Diagnosis& diagnosis);
 [[nodiscard]] std::string ScanJson(const ChannelConfig& channel, const ScanResult& result);
+/// `measured` null when nothing was.
+[[nodiscard]] std::string PlanJson(const ChannelConfig& channel, const PassPlan& plan, const Cost* measured);
+[[nodiscard]] std::string WhyJson(const std::string& meter, const TagDefinition& tag, const WhyReport& why);
 [[nodiscard]] std::string ExchangeJson(const std::string& channel, const std::string& request, const std::string& answer,
                                        bool checkRight);
 

@@ -28,6 +28,7 @@ class JsonOutput final : public Output {
         Print(TagJson(channel, meter.meter->config, tag, meter.readings[i]) + '\n');
       }
     }
+    for (const MeterReadings& meter : report.meters) Print(LinkJson(channel, meter) + '\n');
     Print(PassJson(channel, report) + '\n');
   }
   void Log(const LogLine& line) override { Print(LogJson(line) + '\n'); }
@@ -81,6 +82,13 @@ std::string OutputProblem() {
   const int error = outputError;
   if (error == 0 || platform::OutputReaderHasGone(error)) return {};
   return "the output could not be written: " + std::error_code(error, std::generic_category()).message();
+}
+
+std::string LinkText(const LinkCounts& link) {
+  std::string text = fmt::format("{} requests, {} lost", link.requests, link.Lost());
+  if (link.Lost() != 0) text += fmt::format(" ({} silent, {} spoiled)", link.silent, link.spoiled);
+  text += fmt::format(", answers after {} ms, at worst {} ms", link.medianMs, link.worstMs);
+  return link.clockOffsetS ? text + fmt::format(", clock {:+} s", *link.clockOffsetS) : text;
 }
 
 bool ChangeFilter::Passes(const std::string& meter, std::uint32_t id, const TagReading& reading) {

@@ -27,6 +27,9 @@ void Print(std::string_view text);
 /// Why the results are not whole; empty also when their reader went away, which is nobody's fault.
 [[nodiscard]] std::string OutputProblem();
 
+/// How a meter's line fares, in a few words.
+[[nodiscard]] std::string LinkText(const LinkCounts& link);
+
 /// Lets a tag through when its value or quality is not what it was.
 class ChangeFilter {
  public:

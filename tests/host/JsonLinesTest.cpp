@@ -59,8 +59,8 @@ TEST(JsonLines, TagWithEveryKindOfValue) {
 }
 
 TEST(JsonLines, OtherEvents) {
-  EXPECT_EQ(R"({"event":"pass","channel":"COM1","pass":1,"seconds":1.204})",
-            PassJson("COM1", {.pass = 1, .seconds = 1.204, .meters = {}}));
+  EXPECT_EQ(R"({"event":"pass","channel":"COM1","pass":1,"seconds":1.204,"period_s":5})",
+            PassJson("COM1", {.pass = 1, .seconds = 1.204, .periodSeconds = 5, .meters = {}}));
   EXPECT_EQ(R"({"event":"log","channel":"COM1","text":"[ 22/11/2026 20:00:01.204 ] COM1 ПРИБОР:12 Нет ответа от устройства"})",
             LogJson({.channel = "COM1", .text = "[ 22/11/2026 20:00:01.204 ] COM1 ПРИБОР:12 Нет ответа от устройства"}));
   WriteReport report{.channel = "COM1",
