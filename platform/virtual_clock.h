@@ -2,6 +2,7 @@
 // moment: the thread that would sleep past it waits there until the limit moves.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <limits>
@@ -33,15 +34,18 @@ class VirtualClock final : public Clock {
   void WaitForLimit();
 
  private:
+  /// Never back.
+  void MoveTo(std::int64_t end);
+  void SleepToLimit(std::int64_t end);
   /// Under the lock. Every sleeper looks again, and those that must still wait count themselves anew.
   void WakeSleepers();
 
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::int64_t start_utc_;
-  std::uint32_t start_tick_;
-  std::int64_t elapsed_ = 0;
-  std::int64_t limit_ = std::numeric_limits<std::int64_t>::max();
+  std::atomic<std::int64_t> start_utc_;
+  const std::uint32_t start_tick_;
+  std::atomic<std::int64_t> elapsed_{0};
+  std::atomic<std::int64_t> limit_{std::numeric_limits<std::int64_t>::max()};
   int waiting_ = 0;
   std::uint64_t changes_ = 0;
 };

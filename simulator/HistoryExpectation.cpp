@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "simulator/Expectation.h"
+#include "simulator/ProfileMemory.h"
 
 namespace ostrel::sim {
 namespace {
@@ -89,8 +90,9 @@ bool HadPower(const MeterView& view, MeterTime hour) {
 std::vector<MeterTime> KeptHours(const MeterView& view, MeterTime period) {
   const auto most = static_cast<std::size_t>(view.model.Type().profileCells / (1 + kHour / period));
   const MeterTime installed = view.model.Energy().Outages()[0].to;
+  const MeterTime begin = std::max(installed, view.wall.TimeOf(view.spec.recording.value_or(installed)));
   std::vector<MeterTime> hours;
-  for (MeterTime hour = view.now / kHour * kHour; hour + kHour > installed && hours.size() < most; hour -= kHour) {
+  for (MeterTime hour = view.now / kHour * kHour; hour + kHour > begin && hours.size() < most; hour -= kHour) {
     if (HadPower(view, hour)) hours.push_back(hour);
   }
   return hours;
@@ -137,8 +139,8 @@ std::vector<MeterTime> ExpectedProfileTimes(const MeterView& view, std::uint32_t
   std::vector<MeterTime> times;
   for (const MeterTime hour : hours) {
     for (MeterTime end = hour + place->period; end <= hour + kHour; end += place->period) {
-      const bool begun = end - place->period < view.now;
-      if (begun && end >= ends.from && end < ends.to) times.push_back(end);
+      const bool written = end - place->period < view.now && !IsBlank(view, {end - place->period, end});
+      if (written && end >= ends.from && end < ends.to) times.push_back(end);
     }
   }
   return times;

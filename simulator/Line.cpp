@@ -27,12 +27,12 @@ constexpr struct {
     {"merged", FaultKind::Merged},
     {"pieces", FaultKind::Pieces},
     {"late", FaultKind::Late},
+    {"doubled", FaultKind::Doubled},
     {"echo", FaultKind::Echo},
     {"noise", FaultKind::Noise},
     {"silence", FaultKind::Silence},
     {"port-failure", FaultKind::PortFailure},
     {"wrong-speed", FaultKind::WrongSpeed},
-    {"collision", FaultKind::Collision},
     {"foreign", FaultKind::Foreign},
     {"chatter", FaultKind::Chatter},
 };
@@ -48,11 +48,6 @@ void FlipBit(Bytes& answer, std::uint64_t place) {
 }
 
 void Garble(Bytes& answer) { answer = Receive(answer, {.baud = 9600}, {.baud = 4800}).bytes; }
-
-void Double(Bytes& answer) {
-  const Bytes again = answer;
-  answer.insert(answer.end(), again.begin(), again.end());
-}
 
 void GiveOtherAddress(Bytes& answer) {
   if (answer.size() <= kCheckBytes) return;
@@ -87,7 +82,8 @@ Line::Line(std::vector<Meter> meters, FaultPlan plan, Pace pace)
       pace_(pace),
       random_(plan_.seed),
       met_(plan_.faults.size()),
-      down_until_ms_(std::numeric_limits<std::int64_t>::min()) {}
+      down_until_ms_(std::numeric_limits<std::int64_t>::min()),
+      queued_until_us_(0) {}
 
 std::vector<Delivery> Line::Transact(std::span<const std::uint8_t> request, std::int64_t utcMs) {
   if (request.empty() || IsDown(utcMs)) return {};
@@ -96,7 +92,9 @@ std::vector<Delivery> Line::Transact(std::span<const std::uint8_t> request, std:
     if (Meets(i, request[0])) Spoil(plan_.faults[i], request, utcMs, passing);
   }
   if (IsDown(utcMs)) return {};
-  return Schedule(passing, request.size());
+  std::vector<Delivery> deliveries = Schedule(passing, request.size());
+  if (plan_.inOrder) Queue(utcMs, deliveries);
+  return deliveries;
 }
 
 Line::Passing Line::Ask(std::span<const std::uint8_t> request, std::int64_t utcMs) {
@@ -143,7 +141,10 @@ void Line::Spoil(const Fault& fault, std::span<const std::uint8_t> request, std:
       passing.shape.gapMs = fault.ms;
       return;
     case FaultKind::Late:
-      passing.shape.lateMs += fault.ms;
+      passing.shape.lateMs += fault.ms + (fault.spread == 0 ? 0 : static_cast<std::uint32_t>(random_.Below(fault.spread + 1)));
+      return;
+    case FaultKind::Doubled:
+      passing.shape.againMs = fault.ms;
       return;
     case FaultKind::Echo:
       passing.before.assign(request.begin(), request.end());
@@ -160,8 +161,6 @@ void Line::Spoil(const Fault& fault, std::span<const std::uint8_t> request, std:
       return;
     case FaultKind::WrongSpeed:
       return Garble(passing.answer);
-    case FaultKind::Collision:
-      return Double(passing.answer);
     case FaultKind::Foreign:
       return GiveOtherAddress(passing.answer);
     case FaultKind::Chatter:
@@ -183,7 +182,22 @@ std::vector<Delivery> Line::Schedule(const Passing& passing, std::size_t request
   };
   deliver(passing.before, requestBytes, {});
   deliver(passing.answer, requestBytes + passing.before.size(), passing.shape);
+  if (passing.shape.againMs) {
+    Shape again = passing.shape;
+    again.lateMs += *again.againMs;
+    deliver(passing.answer, requestBytes + passing.before.size() + passing.answer.size(), again);
+  }
   return deliveries;
+}
+
+void Line::Queue(std::int64_t utcMs, std::vector<Delivery>& deliveries) {
+  if (deliveries.empty()) return;
+  const std::int64_t sentUs = utcMs * kUsPerMs;
+  const std::int64_t waitUs = std::max<std::int64_t>(0, queued_until_us_ - (sentUs + deliveries.front().afterUs));
+  for (Delivery& each : deliveries) {
+    each.afterUs += waitUs;
+    queued_until_us_ = std::max(queued_until_us_, sentUs + each.afterUs);
+  }
 }
 
 }  // namespace ostrel::sim

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -45,12 +46,15 @@ class Line {
   [[nodiscard]] bool IsDown(std::int64_t utcMs) const { return utcMs < down_until_ms_; }
 
   [[nodiscard]] std::span<Meter> Meters() { return meters_; }
+  /// For drills whose faults change with time; their number stays.
+  [[nodiscard]] std::span<Fault> Faults() { return plan_.faults; }
 
  private:
   struct Shape {
     std::uint32_t pieceBytes = 0;
     std::uint32_t gapMs = 0;
     std::uint32_t lateMs = 0;
+    std::optional<std::uint32_t> againMs;
   };
   struct Passing {
     std::vector<std::uint8_t> before;  // arrives ahead of the answer
@@ -63,6 +67,7 @@ class Line {
   [[nodiscard]] Passing Ask(std::span<const std::uint8_t> request, std::int64_t utcMs);
   void Spoil(const Fault& fault, std::span<const std::uint8_t> request, std::int64_t utcMs, Passing& passing);
   [[nodiscard]] std::vector<Delivery> Schedule(const Passing& passing, std::size_t requestBytes) const;
+  void Queue(std::int64_t utcMs, std::vector<Delivery>& deliveries);
 
   std::vector<Meter> meters_;
   FaultPlan plan_;
@@ -72,6 +77,7 @@ class Line {
   std::vector<std::uint8_t> held_back_;  // the first half of a merged answer
   std::int64_t down_until_ms_;
   std::int64_t chatter_at_ms_ = 0;
+  std::int64_t queued_until_us_;  // the last byte of a line that keeps the order
 };
 
 }  // namespace ostrel::sim

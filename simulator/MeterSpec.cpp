@@ -91,6 +91,17 @@ bool ParsePowerCut(std::string_view text, MeterSpec& spec) {
   return true;
 }
 
+bool ParseRecording(std::string_view text, MeterSpec& spec) {
+  spec.recording = ParseMeterTime(text);
+  return spec.recording && *spec.recording >= kInstalled;
+}
+
+bool ParseEmptyRecord(std::string_view text, MeterSpec& spec) {
+  const auto time = ParseMeterTime(text);
+  if (time) spec.emptyRecords.push_back(*time);
+  return time.has_value();
+}
+
 /// Hours are made of whole periods.
 bool ParsePeriod(std::string_view text, MeterSpec& spec, std::size_t profile) {
   std::uint8_t& minutes = spec.profileMinutes[profile];
@@ -145,6 +156,9 @@ constexpr KeyRow kKeys[] = {
      [](auto text, auto& spec) { return ParsePeriod(text, spec, 0); }},
     {"period2", kPeriods, "of the additional profile (3)", [](auto text, auto& spec) { return ParsePeriod(text, spec, 1); }},
     {"period3", kPeriods, "of the third profile (60)", [](auto text, auto& spec) { return ParsePeriod(text, spec, 2); }},
+    {"recording", "a time such as 2026-11-20T13:00:00, from 2024 on", "the profiles begin with this hour", ParseRecording},
+    {"emptyrecord", "a time such as 2026-11-20T10:10:00", "the profile records around it are blank; may be given again",
+     ParseEmptyRecord},
     {"searchpolls", "0 or more", "times that a search for a profile hour still runs when asked (1)",
      [](auto text, auto& spec) { return ParseNumber(text, 0, kMostSeconds, spec.searchPolls); }},
     {"channel_timeout_s", "1 or more seconds", "a channel closes after this pause (240)",

@@ -41,8 +41,10 @@ struct MeterSpec {
   std::optional<MeterTime> installed;  // put into service, as its clock shows it
   std::vector<Period> powerCuts;       // as its clock shows them, in any order
   std::array<std::uint8_t, 3> profileMinutes{30, 3, 60};
-  std::uint32_t searchPolls = 1;      // how often a search for a profile hour answers that it still runs
-  std::optional<std::uint64_t> seed;  // in place of the one that all meters of a line get
+  std::optional<MeterTime> recording;   // the profiles begin with this hour, when their memory was set up; else with the meter
+  std::vector<MeterTime> emptyRecords;  // the record of every profile whose interval holds such a time is blank
+  std::uint32_t searchPolls = 1;        // how often a search for a profile hour answers that it still runs
+  std::optional<std::uint64_t> seed;    // in place of the one that all meters of a line get
 };
 
 /// False with `error` naming the key (or "address", "type") when the text is no meter; `spec` is then half filled.

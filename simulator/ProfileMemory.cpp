@@ -15,21 +15,33 @@ constexpr std::uint16_t kFromTheOldest = 0xFFFF;
 constexpr std::uint16_t kNotWhole = 0x8000;
 constexpr std::uint32_t kMostPulses = 0x7FFF;
 
+std::span<const Period> PowerCuts(const MeterView& view) { return view.model.Energy().Outages().subspan(1); }
+
+std::int64_t FirstHour(const MeterView& view) {
+  const MeterTime installed = view.model.Energy().Outages()[0].to;
+  return std::max(installed, view.wall.TimeOf(view.spec.recording.value_or(installed))) / kHour;
+}
+
 /// The whole hours of an outage, which leave no trace in the memory.
 struct HourRange {
   std::int64_t first, end;
 };
 
-HourRange WholeHours(const Period& outage) { return {(outage.from + kHour - 1) / kHour, outage.to / kHour}; }
-
-std::span<const Period> PowerCuts(const MeterView& view) { return view.model.Energy().Outages().subspan(1); }
-
-std::int64_t FirstHour(const MeterView& view) { return view.model.Energy().Outages()[0].to / kHour; }
+HourRange WholeHours(const MeterView& view, const Period& outage) {
+  return {std::max((outage.from + kHour - 1) / kHour, FirstHour(view)), outage.to / kHour};
+}
 
 }  // namespace
 
 bool HasProfile(const MeterView& view, std::size_t profile) {
   return profile < view.settings.profileMinutes.size() && view.settings.profileMinutes[profile] != 0;
+}
+
+bool IsBlank(const MeterView& view, const Period& interval) {
+  return std::ranges::any_of(view.spec.emptyRecords, [&](MeterTime shown) {
+    const MeterTime time = view.wall.TimeOf(shown);
+    return time >= interval.from && time < interval.to;
+  });
 }
 
 std::optional<std::size_t> ProfileOfMemory(std::uint8_t memory) {
@@ -48,7 +60,7 @@ ProfileMemory::ProfileMemory(const MeterView& view, std::size_t profile)
 std::int64_t ProfileMemory::HoursBefore(Hour hour) const {
   std::int64_t count = hour - FirstHour(view_);
   for (const Period& outage : PowerCuts(view_)) {
-    const HourRange dark = WholeHours(outage);
+    const HourRange dark = WholeHours(view_, outage);
     count -= std::max<std::int64_t>(0, std::min(hour, dark.end) - dark.first);
   }
   return std::max<std::int64_t>(0, count);
@@ -57,7 +69,7 @@ std::int64_t ProfileMemory::HoursBefore(Hour hour) const {
 ProfileMemory::Hour ProfileMemory::HourAfter(std::int64_t count) const {
   Hour hour = FirstHour(view_) + count;
   for (const Period& outage : PowerCuts(view_)) {
-    const HourRange dark = WholeHours(outage);
+    const HourRange dark = WholeHours(view_, outage);
     if (dark.first <= hour && dark.end > dark.first) hour += dark.end - dark.first;
   }
   return hour;
@@ -105,11 +117,11 @@ ProfileMemory::Cell ProfileMemory::Header(Hour hour) const {
           Bcd(civil.year % 100), season,         static_cast<std::uint8_t>(period_ / 60)};
 }
 
-/// Pulses of the interval so far; FF before it begins.
+/// Pulses of the interval so far; FF before it begins, and where the memory is said to be blank.
 ProfileMemory::Cell ProfileMemory::Record(Period interval) const {
   Cell cell;
   cell.fill(0xFF);
-  if (interval.from >= view_.now) return cell;
+  if (interval.from >= view_.now || IsBlank(view_, interval)) return cell;
   const MeterTime end = std::min(interval.to, view_.now);
   const auto outages = view_.model.Energy().Outages();
   const bool whole = end == interval.to && std::ranges::none_of(outages, [&](const Period& outage) {

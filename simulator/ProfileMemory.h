@@ -12,6 +12,8 @@
 namespace ostrel::sim {
 
 [[nodiscard]] bool HasProfile(const MeterView& view, std::size_t profile);
+/// Whether the meter's description leaves the record of an interval blank.
+[[nodiscard]] bool IsBlank(const MeterView& view, const Period& interval);
 /// The profile (0..2) that is read under a memory's number.
 [[nodiscard]] std::optional<std::size_t> ProfileOfMemory(std::uint8_t memory);
 

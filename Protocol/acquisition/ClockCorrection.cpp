@@ -4,11 +4,12 @@
 
 #include "Protocol/link/ExchangeEngine.h"
 #include "Protocol/link/Frame.h"
+#include "Protocol/link/LineGuard.h"
 #include "Protocol/link/LinkState.h"
+#include "Protocol/meter/Meters.h"
 #include "Protocol/model/Bcd.h"
 #include "Protocol/model/CalendarTime.h"
 #include "Protocol/model/DeviceEntry.h"
-#include "Protocol/object/CProtocol.h"
 
 namespace ostrel {
 namespace {
@@ -65,22 +66,22 @@ Step NextStep(CalendarTime now, CalendarTime meter, std::uint32_t days) {
 
 }  // namespace
 
-std::uint32_t ReadMeterClock(CProtocol& protocol, std::uint32_t device, std::uint8_t (&answer)[kClockAnswer]) {
-  const DeviceEntry* entry = protocol.Device(device);
+std::uint32_t ReadMeterClock(Meters& meters, std::uint32_t device, std::uint8_t (&answer)[kClockAnswer]) {
+  const DeviceEntry* entry = meters.Device(device);
   if (entry == nullptr) return 0;
   std::uint8_t request[] = {static_cast<std::uint8_t>(entry->Address), 0x04, 0x00, 0, 0};
   AppendCrc(request, sizeof request);
-  const ExchangeOutcome outcome = RunExchange(protocol, device, request, answer, kReadPolicy);
-  entry = protocol.Device(device);
+  const ExchangeOutcome outcome = RunExchange(meters, device, request, answer, kReadPolicy);
+  entry = meters.Device(device);
   if (entry == nullptr) return 0;
-  ReportEvent(protocol, outcome.code, entry->Address);
-  UpdateLinkState(protocol, device, outcome.valid);
+  ReportEvent(meters, outcome.code, entry->Address);
+  UpdateLinkState(meters, device, outcome.valid);
   return outcome.valid ? 1 : 0;
 }
 
-std::uint32_t CompareClock(CProtocol& protocol, DeviceEntry& entry, const std::uint8_t (&answer)[kClockAnswer],
+std::uint32_t CompareClock(Meters& meters, DeviceEntry& entry, const std::uint8_t (&answer)[kClockAnswer],
                            ClockSetting& setting) {
-  const std::uint32_t days = protocol.HostContext == nullptr ? 0 : protocol.HostContext->ClockCorrectionDays;
+  const std::uint32_t days = meters.HostContext == nullptr ? 0 : meters.HostContext->ClockCorrectionDays;
   if (days == 0) return 0;
   const CalendarTime now = CalendarTime::Now();
   if (entry.ForceClockCheck == 0 && CalendarTime(entry.NextClockCheck) > now) return 0;
@@ -92,25 +93,39 @@ std::uint32_t CompareClock(CProtocol& protocol, DeviceEntry& entry, const std::u
   return 1;
 }
 
-bool ShowsRepeatedHour(const std::uint8_t (&answer)[kClockAnswer]) {
+bool ShowsUnclearTime(const std::uint8_t (&answer)[kClockAnswer]) {
   const std::optional<CalendarTime> meter = MeterTime(answer);
   if (!meter) return false;
+  if (meter->GetHour() != FromBcd(answer[3]) || meter->GetDay() != FromBcd(answer[5])) return true;
   return meter->GetHour() == (*meter - kOneHour).GetHour() || meter->GetHour() == (*meter + kOneHour).GetHour();
 }
 
-std::uint32_t CorrectMeterClock(CProtocol& protocol, std::uint32_t device, const ClockSetting& setting) {
-  const DeviceEntry* const entry = protocol.Device(device);
+std::uint32_t CorrectMeterClock(Meters& meters, std::uint32_t device, const ClockSetting& setting) {
+  const DeviceEntry* const entry = meters.Device(device);
   if (entry == nullptr) return 1;
   const std::uint32_t address = entry->Address;
   std::uint8_t request[] = {
       static_cast<std::uint8_t>(address), 0x03, 0x0D, ToBcd(setting.seconds), ToBcd(setting.minutes), ToBcd(setting.hours), 0, 0};
   AppendCrc(request, sizeof request);
   std::uint8_t answer[kStatusAnswer] = {};
-  const ExchangeOutcome outcome = RunExchange(protocol, device, request, answer, kCorrectPolicy);
-  UpdateLinkState(protocol, device, outcome.valid);
+  const ExchangeOutcome outcome = RunExchange(meters, device, request, answer, kCorrectPolicy);
+  UpdateLinkState(meters, device, outcome.valid);
   const bool corrected = outcome.valid && answer[1] != kStatusCorrectionRefused;
-  ReportEvent(protocol, corrected ? kEventClockCorrected : kEventClockCorrectionFailed, address);
+  ReportEvent(meters, corrected ? kEventClockCorrected : kEventClockCorrectionFailed, address);
   return 1;
+}
+
+bool CheckClock(Meters& meters, std::uint32_t device) {
+  const LineGuard guard(meters);
+  if (LoadFlag(meters.Device(device)->ExchangeOn) == 0) return true;
+  std::uint8_t answer[kClockAnswer] = {};
+  if (ReadMeterClock(meters, device, answer) == 0) return false;
+  DeviceEntry& entry = *meters.Device(device);
+  // A check that is not forced can wait until the meter shows a clear time again; it stays due.
+  if (entry.ForceClockCheck == 0 && ShowsUnclearTime(answer)) return true;
+  ClockSetting setting{};
+  if (CompareClock(meters, entry, answer, setting) != 0) CorrectMeterClock(meters, device, setting);
+  return true;
 }
 
 }  // namespace ostrel

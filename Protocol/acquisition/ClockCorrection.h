@@ -7,13 +7,13 @@
 
 namespace ostrel {
 
-class CProtocol;
+class Meters;
 struct DeviceEntry;
 
 inline constexpr std::uint32_t kClockAnswer = 11;
 
 /// Reads the meter's clock into `answer`; 1 or 0. The caller holds ExchangeLock.
-std::uint32_t ReadMeterClock(CProtocol& protocol, std::uint32_t device, std::uint8_t (&answer)[kClockAnswer]);
+std::uint32_t ReadMeterClock(Meters& meters, std::uint32_t device, std::uint8_t (&answer)[kClockAnswer]);
 
 struct ClockSetting {
   std::uint8_t hours;
@@ -22,14 +22,17 @@ struct ClockSetting {
 };
 
 /// 1 when a correction is due, with the time to send.
-std::uint32_t CompareClock(CProtocol& protocol, DeviceEntry& entry, const std::uint8_t (&answer)[kClockAnswer],
-                           ClockSetting& setting);
+std::uint32_t CompareClock(Meters& meters, DeviceEntry& entry, const std::uint8_t (&answer)[kClockAnswer], ClockSetting& setting);
 
-/// Whether the meter shows an hour that the computer's time zone has twice, at the end of summer time. Which of the two it
-/// means cannot be told, and the wrong one would look like a clock that is an hour off.
-[[nodiscard]] bool ShowsRepeatedHour(const std::uint8_t (&answer)[kClockAnswer]);
+/// Whether the meter shows a time that the computer's time zone does not have once: in the hour that comes twice, at the end of
+/// summer time, which of the two it means cannot be told; one that the spring change skips, or a day that its month does not
+/// have, is read as another time. A clock that is right would look like one that is an hour off.
+[[nodiscard]] bool ShowsUnclearTime(const std::uint8_t (&answer)[kClockAnswer]);
 
 /// Sends the correction; always 1, a failure is reported and does not end the cycle.
-std::uint32_t CorrectMeterClock(CProtocol& protocol, std::uint32_t device, const ClockSetting& setting);
+std::uint32_t CorrectMeterClock(Meters& meters, std::uint32_t device, const ClockSetting& setting);
+
+/// The clock's turn in a cycle: read, and corrected when that is due. False when it could not be read.
+bool CheckClock(Meters& meters, std::uint32_t device);
 
 }  // namespace ostrel

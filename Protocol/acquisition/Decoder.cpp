@@ -1,21 +1,20 @@
 #include "Protocol/acquisition/Decoder.h"
 
+#include <new>
 #include <string>
 
 #include "Protocol/acquisition/DecodeTable.h"
 #include "Protocol/acquisition/LogDecoder.h"
+#include "Protocol/meter/CurrentRequest.h"
 #include "Protocol/meter/MeterInfo.h"
+#include "Protocol/meter/Meters.h"
 #include "Protocol/model/DeviceEntry.h"
 #include "Protocol/model/TagCatalogue.h"
-#include "Protocol/object/CProtocol.h"
 #include "platform/clock.h"
 #include "platform/text.h"
 
 namespace ostrel {
 namespace {
-
-/// Address, one byte of data, check.
-constexpr std::uint32_t kShortestData = 5;
 
 void FreeText(CDeviceTag& tag) {
   if (tag.Value.vt != VT_BSTR) return;
@@ -35,6 +34,7 @@ void Store(CDeviceTag& tag, const std::string& cp1251) {
   const platform::OleString text = platform::Cp1251ToOle(cp1251);
   tag.Value.vt = VT_BSTR;
   tag.Value.bstrVal = platform::AllocString(text.data(), text.size());
+  if (tag.Value.bstrVal == nullptr) throw std::bad_alloc();  // an empty text would look like the meter's
 }
 
 /// Clients see 1 and 0, not the -1 of VARIANT_TRUE.
@@ -57,7 +57,6 @@ void Store(CDeviceTag& tag, std::int8_t byte) {
 void ShowMissing(CDeviceTag& tag) {
   if (tag.Value.vt == VT_R4) Store(tag, 0.0F);
   if (tag.Value.vt == VT_BSTR) Store(tag, std::string());
-  tag.Quality = kQualityDeviceFailure;
 }
 
 void ShowLog(CDeviceTag& tag, const DeviceEntry& entry) {
@@ -73,30 +72,33 @@ MeterScale ScaleOf(const DeviceEntry& entry) {
           .constant = entry.MeterConstant};
 }
 
-void ShowAnswer(CProtocol& protocol, CDeviceTag& tag, DeviceEntry& entry) {
-  const std::uint8_t* const bytes = protocol.AnswerBuffer.data();
-  const VariantInfo* const variant = LearnFromAnswer(entry, protocol.VariantMap, tag.TagNumber, bytes);
+void ShowAnswer(Meters& meters, CDeviceTag& tag, DeviceEntry& entry) {
+  const std::uint8_t* const bytes = meters.AnswerBuffer.data();
+  const VariantInfo* const variant = LearnFromAnswer(entry, meters.VariantMap, tag.TagNumber, bytes);
   const auto value = DecodeAnswer({.bytes = bytes, .scale = ScaleOf(entry), .variant = variant}, tag.TagNumber);
-  tag.Quality = value ? kQualityGood : kQualityDeviceFailure;
-  if (value) std::visit([&tag](const auto& decoded) { Store(tag, decoded); }, *value);
+  if (!value) return;
+  std::visit([&tag](const auto& decoded) { Store(tag, decoded); }, *value);
+  tag.Quality = kQualityGood;
 }
 
 }  // namespace
 
-std::uint32_t DecodeTag(CProtocol& protocol, CDeviceTag& tag, std::uint32_t device) {
-  DeviceEntry* const entry = protocol.Device(device);
-  if (entry == nullptr || protocol.HostContext == nullptr) return 0;
-  const platform::CriticalSectionGuard guard(protocol.HostContext->TagLock);
+std::uint32_t DecodeTag(Meters& meters, CDeviceTag& tag, std::uint32_t device) {
+  DeviceEntry* const entry = meters.Device(device);
+  if (entry == nullptr || meters.HostContext == nullptr) return 0;
+  const platform::CriticalSectionGuard guard(meters.HostContext->TagLock);
   tag.Updated = 1;
   tag.Timestamp = platform::UtcFileTime();
+  // Until there is a value; it stays so when memory is too short for one.
+  tag.Quality = kQualityDeviceFailure;
   FreeText(tag);
   const TagKind kind = KindOf(tag.TagNumber);
   if (IsLog(kind)) {
     ShowLog(tag, *entry);
-  } else if (protocol.AnswerLength < kShortestData && kind != TagKind::ConnectionState) {
+  } else if (meters.AnswerLength < kShortestData && kind != TagKind::ConnectionState) {
     ShowMissing(tag);
   } else {
-    ShowAnswer(protocol, tag, *entry);
+    ShowAnswer(meters, tag, *entry);
   }
   return 1;
 }

@@ -6,9 +6,9 @@
 namespace ostrel {
 
 class CDeviceTag;
-class CProtocol;
+class Meters;
 
 /// Decodes AnswerBuffer (event logs: LogCache) into the tag under the host's tag lock; 1, or 0 without a meter or a host.
-std::uint32_t DecodeTag(CProtocol& protocol, CDeviceTag& tag, std::uint32_t device);
+std::uint32_t DecodeTag(Meters& meters, CDeviceTag& tag, std::uint32_t device);
 
 }  // namespace ostrel

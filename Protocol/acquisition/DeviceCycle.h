@@ -1,21 +1,13 @@
-// One meter's turn in a poll pass: pending writes, the tags that clients use, shared answers, the clock.
+// One meter's turn in a poll pass: its factors after a reconnection, its tags, its clock.
 #pragma once
 
 #include <cstdint>
 
 namespace ostrel {
 
-class CProtocol;
+class PolledChannel;
 
 /// Non-zero when the meter was served or had nothing to do, 0 when an exchange failed. Poll thread only, under PollLock.
-std::uint32_t RunDeviceCycle(CProtocol& protocol, std::uint32_t device);
-/// 1 when a client uses at least one of the meter's tags.
-std::uint32_t AnyTagInUse(CProtocol& protocol, std::uint32_t device);
-void ClearUpdated(CProtocol& protocol, std::uint32_t device);
-/// The walk over the meter's tags; 0 when a read failed.
-std::uint32_t ServeTags(CProtocol& protocol, std::uint32_t device);
-/// What is read once after each connection: coefficients, variant, constant. 0 when a read failed. Also called by history
-/// reads on host threads; takes ExchangeLock around each of its requests.
-std::uint32_t ReadDeviceInfo(CProtocol& protocol, std::uint32_t device);
+std::uint32_t RunDeviceCycle(PolledChannel& channel, std::uint32_t device);
 
 }  // namespace ostrel

@@ -5,13 +5,12 @@
 
 #include "Protocol/acquisition/Decoder.h"
 #include "Protocol/acquisition/RequestBuilder.h"
-#include "Protocol/history/MeterParameters.h"
-#include "Protocol/link/ExchangeEngine.h"
-#include "Protocol/link/Frame.h"
 #include "Protocol/link/LinkState.h"
+#include "Protocol/meter/CurrentRequest.h"
+#include "Protocol/meter/MeterParameters.h"
+#include "Protocol/meter/Meters.h"
 #include "Protocol/model/DeviceEntry.h"
 #include "Protocol/model/TagCatalogue.h"
-#include "Protocol/object/CProtocol.h"
 
 namespace ostrel {
 namespace {
@@ -30,8 +29,8 @@ void ShowSwitch(CDeviceTag& tag, bool on) {
 }
 
 /// Tags that the plug-in answers from its own state, also with the meter's exchange switched off. Their timestamp stays.
-bool ShowOwnState(CProtocol& protocol, CDeviceTag& tag, DeviceEntry& entry) {
-  const platform::CriticalSectionGuard guard(protocol.HostContext->TagLock);
+bool ShowOwnState(Meters& meters, CDeviceTag& tag, DeviceEntry& entry) {
+  const platform::CriticalSectionGuard guard(meters.HostContext->TagLock);
   switch (KindOf(tag.TagNumber)) {
     case TagKind::LogNumber:
       ShowNumber(tag, entry.LogNumber);
@@ -50,71 +49,51 @@ bool ShowOwnState(CProtocol& protocol, CDeviceTag& tag, DeviceEntry& entry) {
 }
 
 /// A log record is read once for its four tags, and stays for later decoding.
-void KeepLog(const CProtocol& protocol, DeviceEntry& entry) {
-  std::copy(protocol.AnswerBuffer.begin(), protocol.AnswerBuffer.end(), entry.LogCache);
-  entry.LogCacheLength = protocol.AnswerLength;
+void KeepLog(const Meters& meters, DeviceEntry& entry) {
+  std::copy(meters.AnswerBuffer.begin(), meters.AnswerBuffer.end(), entry.LogCache);
+  entry.LogCacheLength = meters.AnswerLength;
   entry.LogNumber = 0;
 }
 
-/// Answers are asked for at full room whatever their length: several kinds have none that is known beforehand.
-ExchangePolicy ReadPolicy(CProtocol& protocol, const CDeviceTag& tag) {
-  return {
-      .room = kMaxAnswer,
-      .expectedLength = tag.ExpectedLength,
-      .lowersRetryCountWhenStopped = true,
-      .onClosedChannel = OnClosedChannel::OpenAccess,
-      .onBusy = OnBusy::RetryAfterCheck,
-      .pauseAfterRejectedMs = protocol.PauseAfterError,
-      .keptLength = &protocol.AnswerLength,
-  };
-}
-
-ExchangeOutcome Ask(CProtocol& protocol, const CDeviceTag& tag, std::uint32_t device, const RequestFrame& request) {
-  ++protocol.AnswerSerial;
-  protocol.AnswerBuffer.fill(0);
-  protocol.AnswerLength = 0;
-  return RunExchange(protocol, device, request.Bytes(), protocol.AnswerBuffer.data(), ReadPolicy(protocol, tag));
-}
-
 /// Nothing for a tag that names no month, and where the meter's clock could not be read.
-std::optional<std::uint8_t> AskMonth(CProtocol& protocol, const CDeviceTag& tag, std::uint32_t device) {
+std::optional<std::uint8_t> AskMonth(Meters& meters, const CDeviceTag& tag, std::uint32_t device) {
   const std::optional<WhichMonth> which = MonthAsked(tag);
   SYSTEMTIME clock{};
-  if (!which || ReadMeterTime(protocol, device, clock) == 0) return std::nullopt;
+  if (!which || ReadMeterTime(meters, device, clock) == 0) return std::nullopt;
   return MonthSelector(*which, clock.wMonth);
 }
 
 /// Empty when the meter has gone from the table while its clock was asked.
-RequestFrame RequestOf(CProtocol& protocol, const CDeviceTag& tag, std::uint32_t device) {
-  const std::optional<std::uint8_t> month = AskMonth(protocol, tag, device);
-  const DeviceEntry* const entry = protocol.Device(device);
+RequestFrame RequestOf(Meters& meters, const CDeviceTag& tag, std::uint32_t device) {
+  const std::optional<std::uint8_t> month = AskMonth(meters, tag, device);
+  const DeviceEntry* const entry = meters.Device(device);
   if (entry == nullptr) return {};
   return BuildRequest(tag, {.address = entry->Address, .log = entry->LogRequest, .month = month});
 }
 
-std::uint32_t ReadFromMeter(CProtocol& protocol, CDeviceTag& tag, std::uint32_t device) {
-  const RequestFrame request = RequestOf(protocol, tag, device);
+std::uint32_t ReadFromMeter(Meters& meters, CDeviceTag& tag, std::uint32_t device) {
+  const RequestFrame request = RequestOf(meters, tag, device);
   if (request.length == 0) return 1;
-  const ExchangeOutcome outcome = Ask(protocol, tag, device, request);
-  DeviceEntry* const entry = protocol.Device(device);
+  const ExchangeOutcome outcome = AskCurrent(meters, device, request.Bytes(), tag.ExpectedLength);
+  DeviceEntry* const entry = meters.Device(device);
   if (entry == nullptr) return 0;
-  if (outcome.valid && IsLog(KindOf(tag.TagNumber))) KeepLog(protocol, *entry);
-  ReportEvent(protocol, outcome.code, entry->Address);
-  if (outcome.valid) DecodeTag(protocol, tag, device);
-  UpdateLinkState(protocol, device, outcome.valid);
+  if (outcome.valid && IsLog(KindOf(tag.TagNumber))) KeepLog(meters, *entry);
+  ReportEvent(meters, outcome.code, entry->Address);
+  if (outcome.valid) DecodeTag(meters, tag, device);
+  UpdateLinkState(meters, device, outcome.valid);
   return outcome.valid ? 1 : 0;
 }
 
 }  // namespace
 
-std::uint32_t ReadTag(CProtocol& protocol, CDeviceTag* tag, Send send, std::uint32_t device) {
-  DeviceEntry* const entry = protocol.Device(device);
-  if (tag == nullptr || entry == nullptr || protocol.HostContext == nullptr) return 0;
-  if (ShowOwnState(protocol, *tag, *entry)) return 1;
+std::uint32_t ReadTag(Meters& meters, CDeviceTag* tag, Send send, std::uint32_t device) {
+  DeviceEntry* const entry = meters.Device(device);
+  if (tag == nullptr || entry == nullptr || meters.HostContext == nullptr) return 0;
+  if (ShowOwnState(meters, *tag, *entry)) return 1;
   if (LoadFlag(entry->ExchangeOn) == 0) return 1;
   const bool noLogAsked = IsLog(KindOf(tag->TagNumber)) && entry->LogRequest == 0;
-  if (send == Send::DecodeOnly || noLogAsked) return DecodeTag(protocol, *tag, device);
-  return ReadFromMeter(protocol, *tag, device);
+  if (send == Send::DecodeOnly || noLogAsked) return DecodeTag(meters, *tag, device);
+  return ReadFromMeter(meters, *tag, device);
 }
 
 }  // namespace ostrel

@@ -6,11 +6,11 @@
 namespace ostrel {
 
 class CDeviceTag;
-class CProtocol;
+class Meters;
 
 enum class Send : std::uint8_t { DecodeOnly = 0, Request = 1 };
 
 /// 1 when the tag was served or needed nothing, 0 when the request failed or the tag is null. The caller holds ExchangeLock.
-std::uint32_t ReadTag(CProtocol& protocol, CDeviceTag* tag, Send send, std::uint32_t device);
+std::uint32_t ReadTag(Meters& meters, CDeviceTag* tag, Send send, std::uint32_t device);
 
 }  // namespace ostrel

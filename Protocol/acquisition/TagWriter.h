@@ -6,10 +6,10 @@
 namespace ostrel {
 
 class CDeviceTag;
-class CProtocol;
+class Meters;
 
 /// 1 when the meter accepted the command (or for the exchange switch), 0 otherwise. Clears WritePending but for a time
 /// correction of 0. The caller holds ExchangeLock.
-std::uint32_t WriteTag(CProtocol& protocol, CDeviceTag& tag, std::uint32_t device);
+std::uint32_t WriteTag(Meters& meters, CDeviceTag& tag, std::uint32_t device);
 
 }  // namespace ostrel

@@ -12,7 +12,7 @@
 
 namespace ostrel {
 
-/// Numbers of the channels in the write calls.
+/// Numbers of the channels. The write calls take them as an argument, instead of a call for each channel.
 enum class TraceChannel : std::uint8_t { Da = 1, Hda = 2, Common = 3, DaTool = 4, HdaTool = 5 };
 
 /// A pointer and a length from the task allocator: the host's and the plug-in's compiler need not agree on a string class.

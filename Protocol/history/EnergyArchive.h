@@ -7,7 +7,7 @@
 #include <optional>
 #include <span>
 
-#include "Protocol/history/MeterParameters.h"
+#include "Protocol/meter/MeterParameters.h"
 #include "platform/variant.h"
 
 namespace ostrel {

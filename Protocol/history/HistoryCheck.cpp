@@ -1,7 +1,9 @@
 // Whether an archive holds a record of exactly a time.
 #include "Protocol/history/HistoryClasses.h"
+#include "Protocol/history/HistoryOperations.h"
+#include "Protocol/history/HistoryState.h"
 #include "Protocol/history/RecordTimes.h"
-#include "Protocol/object/CProtocol.h"
+#include "Protocol/meter/MeterRequest.h"
 
 namespace ostrel {
 namespace {
@@ -21,21 +23,19 @@ std::uint32_t CheckEnergy(RecordTimes times, FILETIME& time) {
 
 // The records of a profile are known to a listing only, so the check denies every time of one; a period that cannot be
 // read leaves the question open, which hosts take as a yes.
-std::uint32_t STDMETHODCALLTYPE CProtocol::CheckHistoryTimestamp(std::uint32_t meterType, std::uint32_t tagId,
-                                                                 std::uint32_t device, FILETIME* time) {
-  if (time == nullptr) return 0;
-  const auto state = LookAtMeter(*this, device);
-  if (!state || !state->exchangeOn) return 0;
-  const auto found = HistoryClassMap.find(tagId);
-  if (found == HistoryClassMap.end()) return 0;
+std::uint32_t CheckRecordTime(Meters& meters, const HistoryState& kept, std::uint32_t meterType, std::uint32_t tagId,
+                              std::uint32_t device, FILETIME& time) {
+  const auto state = LookAtMeter(meters, device);
+  const auto found = kept.HistoryClassMap.find(tagId);
+  if (!state || !state->exchangeOn || found == kept.HistoryClassMap.end()) return 0;
   SYSTEMTIME clock{};
-  if (ReadMeterTime(*this, device, clock) == 0 || !Contains(kAllTypes, meterType)) return 0;
+  if (ReadMeterTime(meters, device, clock) == 0 || !Contains(kAllTypes, meterType)) return 0;
   if (const auto step = EnergyStep(found->second)) {
-    return CheckEnergy(RecordTimes(*step, clock, GetHistoryDepth(meterType, tagId)), *time);
+    return CheckEnergy(RecordTimes(*step, clock, DepthOf(kept, meterType, tagId)), time);
   }
   const ProfileClass* const row = FindProfileClass(found->second);
   if (row == nullptr || !Contains(row->listed, meterType)) return 0;
-  return ReadProfilePeriod(*this, device, row->profile) == 0 ? 1 : 0;
+  return ReadProfilePeriod(meters, device, row->profile) == 0 ? 1 : 0;
 }
 
 }  // namespace ostrel

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "Protocol/history/MeterParameters.h"
+#include "Protocol/meter/MeterParameters.h"
 #include "Protocol/model/TagCatalogue.h"
 
 namespace ostrel {

@@ -1,6 +1,9 @@
 // How many records the meters keep, and how far apart they lie.
 #include "Protocol/history/HistoryClasses.h"
-#include "Protocol/object/CProtocol.h"
+#include "Protocol/history/HistoryOperations.h"
+#include "Protocol/history/HistoryState.h"
+#include "Protocol/meter/MeterRequest.h"
+#include "Protocol/meter/Meters.h"
 
 namespace ostrel {
 namespace {
@@ -41,29 +44,30 @@ std::int32_t EnergyInterval(ArchiveStep step) {
   return kIntervalUnknown;
 }
 
-std::int32_t IntervalOfProfile(CProtocol& protocol, std::uint32_t device, Profile profile, std::uint32_t* period) {
+std::int32_t IntervalOfProfile(Meters& meters, std::uint32_t device, Profile profile, std::uint32_t* period) {
   if (period == nullptr) return kIntervalUnknown;
-  *period = ReadProfilePeriod(protocol, device, profile);
+  *period = ReadProfilePeriod(meters, device, profile);
   return *period != 0 ? kIntervalProfile : kIntervalUnknown;
 }
 
 }  // namespace
 
-std::uint32_t STDMETHODCALLTYPE CProtocol::GetHistoryDepth(std::uint32_t meterType, std::uint32_t tagId) {
-  const auto found = HistoryClassMap.find(tagId);
-  if (found == HistoryClassMap.end()) return 0;
+std::uint32_t DepthOf(const HistoryState& kept, std::uint32_t meterType, std::uint32_t tagId) {
+  const auto found = kept.HistoryClassMap.find(tagId);
+  if (found == kept.HistoryClassMap.end()) return 0;
   for (const DepthRow& row : kDepths) {
     if (row.meterType == meterType) return row.depth[found->second];
   }
   return 0;
 }
 
-std::int32_t STDMETHODCALLTYPE CProtocol::GetHistoryInterval(std::uint32_t tagId, std::uint32_t device, std::uint32_t* period) {
-  const auto found = HistoryClassMap.find(tagId);
-  if (found == HistoryClassMap.end() || !LookAtMeter(*this, device)) return kIntervalUnknown;
+std::int32_t IntervalOf(Meters& meters, const HistoryState& kept, std::uint32_t tagId, std::uint32_t device,
+                        std::uint32_t* period) {
+  const auto found = kept.HistoryClassMap.find(tagId);
+  if (found == kept.HistoryClassMap.end() || !LookAtMeter(meters, device)) return kIntervalUnknown;
   if (const auto step = EnergyStep(found->second)) return EnergyInterval(*step);
   const ProfileClass* const row = FindProfileClass(found->second);
-  return row != nullptr ? IntervalOfProfile(*this, device, row->profile, period) : kIntervalUnknown;
+  return row != nullptr ? IntervalOfProfile(meters, device, row->profile, period) : kIntervalUnknown;
 }
 
 }  // namespace ostrel

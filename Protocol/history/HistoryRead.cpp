@@ -2,18 +2,18 @@
 #include <algorithm>
 #include <array>
 
-#include "Protocol/history/ArchiveRequest.h"
 #include "Protocol/history/EnergyArchive.h"
 #include "Protocol/history/HistoryClasses.h"
+#include "Protocol/history/HistoryOperations.h"
+#include "Protocol/history/HistoryState.h"
 #include "Protocol/history/HistoryTime.h"
+#include "Protocol/meter/MeterRequest.h"
+#include "Protocol/meter/Meters.h"
 #include "Protocol/model/HistoryQuality.h"
-#include "Protocol/object/CProtocol.h"
 #include "platform/clock.h"
 
 namespace ostrel {
 namespace {
-
-constexpr std::uint32_t kPauseBeforeClockMs = 200;
 
 /// What the meter has to say before one of its archives is asked.
 struct EnergyContext {
@@ -21,10 +21,10 @@ struct EnergyContext {
   SYSTEMTIME clock;
 };
 
-bool ReadEnergyContext(CProtocol& protocol, const HistoryItem& item, EnergyContext& context) {
-  if (ReadTransformCoefficients(protocol, item.DeviceIndex, item.MeterType, context.coefficients) == 0) return false;
+bool ReadEnergyContext(Meters& meters, const HistoryItem& item, EnergyContext& context) {
+  if (ReadTransformCoefficients(meters, item.DeviceIndex, item.MeterType, context.coefficients) == 0) return false;
   platform::Sleep(kPauseBeforeClockMs);
-  return ReadMeterTime(protocol, item.DeviceIndex, context.clock) != 0;
+  return ReadMeterTime(meters, item.DeviceIndex, context.clock) != 0;
 }
 
 bool IsCumulative(std::uint32_t historyClass) { return historyClass >= kHistoryCumulativeDay; }
@@ -39,14 +39,14 @@ void StoreEnergy(double energy, std::uint32_t historyClass, HistoryValue& value)
   value.Quality = kHistoryGood;
 }
 
-std::uint32_t AskEnergy(CProtocol& protocol, const MeterRef& meter, const EnergyQuestion& question, std::uint32_t tagId,
+std::uint32_t AskEnergy(Meters& meters, const MeterRef& meter, const EnergyQuestion& question, std::uint32_t tagId,
                         const TransformCoefficients& coefficients, HistoryValue& value) {
   EnergyRequest request;
   const EnergySelection selection = BuildEnergyRequest(question, request);
   if (selection == EnergySelection::NoArchive) return 1;
   std::array<std::uint8_t, kEnergyAnswer> answer{};
   std::uint32_t meterConstant = 0;
-  if (selection == EnergySelection::Failed || !AskMeter(protocol, meter, request.Bytes(), answer, meterConstant)) {
+  if (selection == EnergySelection::Failed || !AskMeter(meters, meter, request.Bytes(), answer, meterConstant)) {
     value.Quality = kHistoryBad;
     return 0;
   }
@@ -59,10 +59,10 @@ std::uint32_t AskEnergy(CProtocol& protocol, const MeterRef& meter, const Energy
   return 1;
 }
 
-std::uint32_t ReadEnergy(CProtocol& protocol, const MeterRef& meter, std::uint32_t meterType, const HistoryItem& item,
+std::uint32_t ReadEnergy(Meters& meters, const MeterRef& meter, std::uint32_t meterType, const HistoryItem& item,
                          std::uint32_t historyClass, const SYSTEMTIME& asked, HistoryValue& value) {
   EnergyContext context{};
-  if (!ReadEnergyContext(protocol, item, context)) return 0;
+  if (!ReadEnergyContext(meters, item, context)) return 0;
   FILETIME today{};
   if (!platform::FieldsToFileTime(StartOfDay(context.clock), today)) return 1;
   const EnergyQuestion question{.historyClass = historyClass,
@@ -70,16 +70,17 @@ std::uint32_t ReadEnergy(CProtocol& protocol, const MeterRef& meter, std::uint32
                                 .tariff = item.Tariff,
                                 .asked = StartOfDay(asked),
                                 .clock = StartOfDay(context.clock)};
-  return AskEnergy(protocol, meter, question, item.TagId, context.coefficients, value);
+  return AskEnergy(meters, meter, question, item.TagId, context.coefficients, value);
 }
 
 /// The records of the last listing, if it was of this tag of this meter: a read of any other one is left as it came, so
 /// that no value of another tag or meter ever goes out as this one's. The records stand in ascending order of time.
-void ServeFromCache(CProtocol& protocol, const HistoryItem& item, const FILETIME& time, HistoryValue& value) {
-  const platform::CriticalSectionGuard guard(protocol.ProfileDataLock);
-  const ProfileCacheKey& key = protocol.ProfileCacheOwner;
-  if (key.tagId != item.TagId || key.meter.device != item.DeviceIndex || FindMeter(protocol, key.meter) == nullptr) return;
-  const auto& cache = protocol.ProfileCache;
+void ServeFromCache(Meters& meters, const HistoryState& kept, const HistoryItem& item, const FILETIME& time,
+                    HistoryValue& value) {
+  const platform::CriticalSectionGuard guard(meters.ProfileDataLock);
+  const ProfileCacheKey& key = kept.ProfileCacheOwner;
+  if (key.tagId != item.TagId || key.meter.device != item.DeviceIndex || FindMeter(meters, key.meter) == nullptr) return;
+  const auto& cache = kept.ProfileCache;
   const auto behind =
       std::ranges::upper_bound(cache, Ticks(time), {}, [](const ProfileRecord& record) { return Ticks(record.Time); });
   if (behind == cache.begin()) return;
@@ -91,17 +92,16 @@ void ServeFromCache(CProtocol& protocol, const HistoryItem& item, const FILETIME
 
 }  // namespace
 
-std::uint32_t STDMETHODCALLTYPE CProtocol::ReadHistoryValue(std::uint32_t meterType, const HistoryItem* item,
-                                                            const FILETIME* time, HistoryValue* value) {
-  if (item == nullptr || time == nullptr || value == nullptr) return 0;
-  const auto found = HistoryClassMap.find(item->TagId);
+std::uint32_t ReadArchivedValue(Meters& meters, HistoryState& kept, std::uint32_t meterType, const HistoryItem& item,
+                                const FILETIME& time, HistoryValue& value) {
+  const auto found = kept.HistoryClassMap.find(item.TagId);
   SYSTEMTIME asked{};
-  if (found == HistoryClassMap.end() || !platform::FileTimeToFields(*time, asked)) return 1;
-  const auto state = LookAtMeter(*this, item->DeviceIndex);
+  if (found == kept.HistoryClassMap.end() || !platform::FileTimeToFields(time, asked)) return 1;
+  const auto state = LookAtMeter(meters, item.DeviceIndex);
   if (!state) return 0;
   const ProfileClass* const profile = FindProfileClass(found->second);
-  if (profile == nullptr) return ReadEnergy(*this, state->meter, meterType, *item, found->second, asked, *value);
-  if (Contains(profile->read, meterType)) ServeFromCache(*this, *item, *time, *value);
+  if (profile == nullptr) return ReadEnergy(meters, state->meter, meterType, item, found->second, asked, value);
+  if (Contains(profile->read, meterType)) ServeFromCache(meters, kept, item, time, value);
   return 1;
 }
 

@@ -36,12 +36,12 @@ void DecodePower(std::uint8_t high, std::uint8_t low, const PowerUnit& unit, Pro
 
 }  // namespace
 
-bool ReadProfileRecord(CProtocol& protocol, const MeterRef& meter, const RecordQuery& query, PowerRecords& records) {
+bool ReadProfileRecord(Meters& meters, const MeterRef& meter, const RecordQuery& query, PowerRecords& records) {
   const std::array<std::uint8_t, 5> body = {0x06, query.row.memory, static_cast<std::uint8_t>(query.address >> 8),
                                             static_cast<std::uint8_t>(query.address), kProfileRecordBytes};
   RecordAnswer answer{};
   std::uint32_t meterConstant = 0;
-  if (!AskMeter(protocol, meter, body, answer, meterConstant) || IsEmpty(answer)) return false;
+  if (!AskMeter(meters, meter, body, answer, meterConstant) || IsEmpty(answer)) return false;
   const PowerUnit unit{.perUnit = meterConstant * 2 * query.period, .coefficients = query.coefficients};
   for (std::uint32_t i = 0; i < kPowers; ++i) {
     records[i] = {};

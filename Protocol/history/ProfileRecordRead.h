@@ -4,8 +4,8 @@
 #include <array>
 #include <cstdint>
 
-#include "Protocol/history/ArchiveRequest.h"
 #include "Protocol/history/ProfileRows.h"
+#include "Protocol/meter/MeterRequest.h"
 
 namespace ostrel {
 
@@ -24,6 +24,6 @@ struct RecordQuery {
 
 /// Reads and decodes the record at an address of the meter's memory. False when the exchange failed and when the record is
 /// empty (all bytes FF); `records` is not to be used then.
-[[nodiscard]] bool ReadProfileRecord(CProtocol& protocol, const MeterRef& meter, const RecordQuery& query, PowerRecords& records);
+[[nodiscard]] bool ReadProfileRecord(Meters& meters, const MeterRef& meter, const RecordQuery& query, PowerRecords& records);
 
 }  // namespace ostrel

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "Protocol/history/MeterParameters.h"
+#include "Protocol/meter/MeterParameters.h"
 #include "Protocol/model/DeviceEntry.h"
 
 namespace ostrel {

@@ -2,9 +2,9 @@
 
 #include <array>
 
+#include "Protocol/meter/Meters.h"
 #include "Protocol/model/Bcd.h"
 #include "Protocol/model/CalendarTime.h"
-#include "Protocol/object/CProtocol.h"
 #include "platform/clock.h"
 
 namespace ostrel {
@@ -22,7 +22,7 @@ using SearchResult = std::array<std::uint8_t, 8>;
 std::uint8_t StatusOf(const SearchResult& result) { return result[1] & 0x0F; }
 
 /// The answer's status is not looked at: what came of the search is told by the result, also when the meter was busy.
-bool StartSearch(CProtocol& protocol, const MeterRef& meter, const HourQuery& query, std::uint16_t startAddress) {
+bool StartSearch(Meters& meters, const MeterRef& meter, const HourQuery& query, std::uint16_t startAddress) {
   const SYSTEMTIME& hour = query.hour;
   const std::array<std::uint8_t, 11> body = {0x03,
                                              0x28,
@@ -36,22 +36,22 @@ bool StartSearch(CProtocol& protocol, const MeterRef& meter, const HourQuery& qu
                                              query.flag,
                                              query.period};
   SearchStarted started{};
-  return AskMeter(protocol, meter, body, started);
+  return AskMeter(meters, meter, body, started);
 }
 
-bool AwaitResult(CProtocol& protocol, const MeterRef& meter, SearchResult& result) {
+bool AwaitResult(Meters& meters, const MeterRef& meter, SearchResult& result) {
   constexpr std::array<std::uint8_t, 3> kBody = {0x08, 0x18, 0x00};
   for (int poll = 0; poll < kMaxSearchPolls; ++poll) {
     if (poll != 0) platform::Sleep(kSearchPollPauseMs);
-    if (!AskMeter(protocol, meter, kBody, result)) return false;
+    if (!AskMeter(meters, meter, kBody, result)) return false;
     if (StatusOf(result) != kSearchRuns) return true;
   }
   return false;
 }
 
-HourSearch Keep(CProtocol& protocol, const MeterRef& meter, std::uint16_t address, HourSearch search, std::uint16_t& header) {
-  const platform::CriticalSectionGuard guard(protocol.ProfileDataLock);
-  DeviceEntry* const entry = FindMeter(protocol, meter);
+HourSearch Keep(Meters& meters, const MeterRef& meter, std::uint16_t address, HourSearch search, std::uint16_t& header) {
+  const platform::CriticalSectionGuard guard(meters.ProfileDataLock);
+  DeviceEntry* const entry = FindMeter(meters, meter);
   if (entry == nullptr) return HourSearch::Failed;
   entry->ProfileHeaderAddress = address;
   header = address;
@@ -60,16 +60,16 @@ HourSearch Keep(CProtocol& protocol, const MeterRef& meter, std::uint16_t addres
 
 }  // namespace
 
-HourSearch FindHourHeader(CProtocol& protocol, const MeterRef& meter, const HourQuery& query, std::uint16_t& header) {
+HourSearch FindHourHeader(Meters& meters, const MeterRef& meter, const HourQuery& query, std::uint16_t& header) {
   // A meter's year has two digits. Another century's would wrap onto one of its own and bring that year's records.
   if (query.hour.wYear < kFirstYear || query.hour.wYear > kLastYear) return HourSearch::Missing;
   SearchResult result{};
-  if (!StartSearch(protocol, meter, query, header) || !AwaitResult(protocol, meter, result)) return HourSearch::Failed;
+  if (!StartSearch(meters, meter, query, header) || !AwaitResult(meters, meter, result)) return HourSearch::Failed;
   switch (StatusOf(result)) {
     case kSearchFound:
-      return Keep(protocol, meter, static_cast<std::uint16_t>(result[4] << 8 | result[5]), HourSearch::Found, header);
+      return Keep(meters, meter, static_cast<std::uint16_t>(result[4] << 8 | result[5]), HourSearch::Found, header);
     case kSearchNoSuchHour:
-      return Keep(protocol, meter, kNoHeader, HourSearch::Missing, header);
+      return Keep(meters, meter, kNoHeader, HourSearch::Missing, header);
     default:
       return HourSearch::Missing;
   }

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "Protocol/history/ArchiveRequest.h"
+#include "Protocol/meter/MeterRequest.h"
 #include "platform/variant.h"
 
 namespace ostrel {
@@ -28,7 +28,6 @@ enum class HourSearch : std::uint8_t {
 
 /// `header` is where the search starts, and then the found header's address, or 0xFFFF when the meter says that it has no
 /// such hour. The meter's ProfileHeaderAddress follows it, for the next walk.
-[[nodiscard]] HourSearch FindHourHeader(CProtocol& protocol, const MeterRef& meter, const HourQuery& query,
-                                        std::uint16_t& header);
+[[nodiscard]] HourSearch FindHourHeader(Meters& meters, const MeterRef& meter, const HourQuery& query, std::uint16_t& header);
 
 }  // namespace ostrel

@@ -44,14 +44,4 @@ void ProfileStoreIndex::LearnAddresses(const HostVector<ProfileRecord>& store) {
   addressesKnown_ = true;
 }
 
-// Only a record that was read anew gets here, and reading it took the line longer than moving the places in memory does.
-void ProfileStoreIndex::MoveTime(std::uint32_t position, std::uint32_t tagId, const FILETIME& from, const FILETIME& to) {
-  if (tagId != tagId_) return;
-  const auto old = std::ranges::lower_bound(byTime_, Place{.key = Ticks(from), .position = position});
-  if (old == byTime_.end() || old->position != position) return;
-  byTime_.erase(old);
-  const Place moved{.key = Ticks(to), .position = position};
-  byTime_.insert(std::ranges::lower_bound(byTime_, moved), moved);
-}
-
 }  // namespace ostrel

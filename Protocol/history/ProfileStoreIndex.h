@@ -24,8 +24,6 @@ class ProfileStoreIndex {
   /// a listing that is served from the store asks for none.
   [[nodiscard]] std::optional<std::uint32_t> FindAddress(const HostVector<ProfileRecord>& store, std::uint16_t address,
                                                          std::uint32_t tagId);
-  /// A known record has got another time.
-  void MoveTime(std::uint32_t position, std::uint32_t tagId, const FILETIME& from, const FILETIME& to);
 
  private:
   struct Place {

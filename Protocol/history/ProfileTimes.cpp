@@ -40,19 +40,37 @@ TimeOutcome Write(const Instant& instant, FILETIME& time) {
   return ToFileTime(instant.time, time) ? TimeOutcome::Done : TimeOutcome::NotConvertible;
 }
 
-TimeOutcome Align(FILETIME& time, std::uint32_t period, TimeSpan step) {
-  const Instant given = InstantOf(time);
-  const Instant aligned = Align(given, period, step);
-  // A time that stands on a multiple already keeps its milliseconds.
+/// A time that stands on a multiple already keeps its milliseconds.
+TimeOutcome WriteIfMoved(const Instant& given, const Instant& aligned, FILETIME& time) {
   if (aligned.outcome == TimeOutcome::Done && aligned.time == given.time) return TimeOutcome::Done;
   return Write(aligned, time);
 }
 
+constexpr std::uint64_t kTicksPerSecond = 10'000'000;
+
+bool ShowsBefore(const Instant& instant, const FILETIME& time) {
+  FILETIME shown{};
+  return Write(instant, shown) == TimeOutcome::Done && Ticks(shown) / kTicksPerSecond < Ticks(time) / kTicksPerSecond;
+}
+
 }  // namespace
 
-TimeOutcome AlignForward(FILETIME& time, std::uint32_t period) { return Align(time, period, kMinute); }
+// A time inside the hour that summer time skips stands for one an hour before, and what is listed is not to lie before the
+// asked start: then the first multiple behind that hour is the one.
+TimeOutcome AlignForward(FILETIME& time, std::uint32_t period) {
+  const Instant given = InstantOf(time);
+  Instant aligned = Align(given, period, kMinute);
+  while (ShowsBefore(aligned, time)) {
+    aligned.time += kMinute;
+    aligned = Align(aligned, period, kMinute);
+  }
+  return WriteIfMoved(given, aligned, time);
+}
 
-TimeOutcome AlignBack(FILETIME& time, std::uint32_t period) { return Align(time, period, TimeSpan(-kMinute.Seconds())); }
+TimeOutcome AlignBack(FILETIME& time, std::uint32_t period) {
+  const Instant given = InstantOf(time);
+  return WriteIfMoved(given, Align(given, period, TimeSpan(-kMinute.Seconds())), time);
+}
 
 // The fields are read back in any case: a time inside the hour that summer time skips names no record, and would be
 // listed with the value of the record an hour before it.

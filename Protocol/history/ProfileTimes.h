@@ -15,7 +15,8 @@ struct RecordPosition {
 };
 
 /// Moves a time minute by minute, on or back, to a whole multiple of the period. Seconds are kept; milliseconds are lost
-/// when a minute was moved. The time is written only when the outcome is Done.
+/// when a minute was moved. On never shows a time before the given one, whatever the clocks do. The time is written only when
+/// the outcome is Done.
 [[nodiscard]] TimeOutcome AlignForward(FILETIME& time, std::uint32_t period);
 [[nodiscard]] TimeOutcome AlignBack(FILETIME& time, std::uint32_t period);
 

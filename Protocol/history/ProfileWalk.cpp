@@ -1,15 +1,16 @@
 #include "Protocol/history/ProfileWalk.h"
 
-#include <new>
 #include <optional>
 
+#include "Protocol/history/HistoryState.h"
 #include "Protocol/history/HistoryTime.h"
 #include "Protocol/history/ProfileRecordRead.h"
 #include "Protocol/history/ProfileRows.h"
 #include "Protocol/history/ProfileSearch.h"
 #include "Protocol/history/ProfileStoreIndex.h"
 #include "Protocol/history/ProfileTimes.h"
-#include "Protocol/object/CProtocol.h"
+#include "Protocol/meter/Meters.h"
+#include "Protocol/model/Guarded.h"
 
 namespace ostrel {
 namespace {
@@ -20,8 +21,8 @@ constexpr std::uint32_t kHeaderBytes = 8;
 
 class Walk {
  public:
-  Walk(CProtocol& protocol, const ProfileInterval& interval, TimestampList& list)
-      : protocol_(protocol), interval_(interval), row_(RowOf(interval.profile)), list_(list), time_(interval.start) {}
+  Walk(Meters& meters, HistoryState& kept, const ProfileInterval& interval, TimestampList& list)
+      : meters_(meters), kept_(kept), interval_(interval), row_(RowOf(interval.profile)), list_(list), time_(interval.start) {}
 
   std::uint32_t Run();
 
@@ -43,7 +44,8 @@ class Walk {
   Step MoveBy(TimeSpan span);
   HostVector<ProfileRecord>* Store();
 
-  CProtocol& protocol_;
+  Meters& meters_;
+  HistoryState& kept_;
   const ProfileInterval& interval_;
   const ProfileRow& row_;
   TimestampList& list_;
@@ -58,7 +60,7 @@ class Walk {
 std::uint32_t Walk::Run() {
   EmptyCache();
   const ProfileInterval& asked = interval_;
-  if (ReadTransformCoefficients(protocol_, asked.meter.device, asked.meterType, coefficients_) == 0) return 0;
+  if (ReadTransformCoefficients(meters_, asked.meter.device, asked.meterType, coefficients_) == 0) return 0;
   const TimeOutcome first = FirstRecord(time_, asked.period);
   if (first != TimeOutcome::Done) return ResultOf(first);
   if (!OpenStore()) return 0;
@@ -69,14 +71,14 @@ std::uint32_t Walk::Run() {
 
 /// The cache belongs to this walk from here on, also when it brings nothing.
 void Walk::EmptyCache() {
-  const platform::CriticalSectionGuard guard(protocol_.ProfileDataLock);
-  protocol_.ProfileCache.clear();
-  protocol_.ProfileCacheOwner = {.meter = interval_.meter, .tagId = interval_.tagId};
+  const platform::CriticalSectionGuard guard(meters_.ProfileDataLock);
+  kept_.ProfileCache.clear();
+  kept_.ProfileCacheOwner = {.meter = interval_.meter, .tagId = interval_.tagId};
 }
 
 bool Walk::OpenStore() {
-  const platform::CriticalSectionGuard guard(protocol_.ProfileDataLock);
-  DeviceEntry* const entry = FindMeter(protocol_, interval_.meter);
+  const platform::CriticalSectionGuard guard(meters_.ProfileDataLock);
+  DeviceEntry* const entry = FindMeter(meters_, interval_.meter);
   if (entry == nullptr) return false;
   const HostVector<ProfileRecord>& store = entry->*row_.store;
   index_.emplace(store, interval_.tagId);
@@ -88,7 +90,7 @@ bool Walk::OpenStore() {
 /// The meter's store, or null when the meter that this walk began with is gone. A store that has another size than this
 /// walk left it with belongs to a meter that was added anew. The caller holds ProfileDataLock.
 HostVector<ProfileRecord>* Walk::Store() {
-  DeviceEntry* const entry = FindMeter(protocol_, interval_.meter);
+  DeviceEntry* const entry = FindMeter(meters_, interval_.meter);
   if (entry == nullptr) return nullptr;
   HostVector<ProfileRecord>* const store = &(entry->*row_.store);
   return store->Size() == storeSize_ ? store : nullptr;
@@ -108,10 +110,13 @@ Walk::Step Walk::ServeTime() {
 Walk::Step Walk::ServeStored(bool& served) {
   const auto position = index_->FindTime(time_);
   if (!position) return Step::Next;
-  const platform::CriticalSectionGuard guard(protocol_.ProfileDataLock);
+  const platform::CriticalSectionGuard guard(meters_.ProfileDataLock);
   const HostVector<ProfileRecord>* const store = Store();
   if (store == nullptr) return Step::Failed;
-  protocol_.ProfileCache.push_back((*store)[*position]);
+  const ProfileRecord& record = (*store)[*position];
+  // What this walk has read in its place since the index was made is a record of another time.
+  if (Ticks(record.Time) != Ticks(time_)) return Step::Next;
+  kept_.ProfileCache.push_back(record);
   served = true;
   return List();
 }
@@ -127,7 +132,7 @@ Walk::Step Walk::ServeFromMeter(const RecordPosition& position) {
                           .coefficients = coefficients_};
   PowerRecords records;
   // A record that was not read, or is empty, ends the walk well with the records before it.
-  if (!ReadProfileRecord(protocol_, interval_.meter, query, records)) return StillThere() ? Step::Done : Step::Failed;
+  if (!ReadProfileRecord(meters_, interval_.meter, query, records)) return StillThere() ? Step::Done : Step::Failed;
   const Step kept = Keep(records);
   lastHour_ = position.hour;
   return kept == Step::Next ? MoveBy(TimeSpan(0, 0, interval_.period, 0)) : kept;
@@ -138,21 +143,21 @@ HourSearch Walk::FindHour(const SYSTEMTIME& hour) {
   if (lastHour_ && SameHour(*lastHour_, hour)) return HourSearch::Found;
   const HourQuery query{
       .profile = row_.searchNumber, .hour = hour, .flag = kSearchFlag, .period = static_cast<std::uint8_t>(interval_.period)};
-  return FindHourHeader(protocol_, interval_.meter, query, header_);
+  return FindHourHeader(meters_, interval_.meter, query, header_);
 }
 
 bool Walk::StillThere() {
-  const platform::CriticalSectionGuard guard(protocol_.ProfileDataLock);
+  const platform::CriticalSectionGuard guard(meters_.ProfileDataLock);
   return Store() != nullptr;
 }
 
 Walk::Step Walk::Keep(const PowerRecords& records) {
-  const platform::CriticalSectionGuard guard(protocol_.ProfileDataLock);
+  const platform::CriticalSectionGuard guard(meters_.ProfileDataLock);
   HostVector<ProfileRecord>* const store = Store();
   if (store == nullptr) return Step::Failed;
   const Step listed = List();
   for (const ProfileRecord& record : records) {
-    if (record.TagId == interval_.tagId) protocol_.ProfileCache.push_back(record);
+    if (record.TagId == interval_.tagId) kept_.ProfileCache.push_back(record);
     if (!KeepInStore(*store, record)) return Step::Failed;
   }
   return listed;
@@ -167,7 +172,6 @@ bool Walk::KeepInStore(HostVector<ProfileRecord>& store, const ProfileRecord& re
     return true;
   }
   ProfileRecord& known = store[*position];
-  index_->MoveTime(*position, known.TagId, known.Time, record.Time);
   known.Time = record.Time;
   known.Value = record.Value;
   known.Quality = record.Quality;
@@ -192,13 +196,10 @@ Walk::Step Walk::MoveBy(TimeSpan span) {
 
 }  // namespace
 
-std::uint32_t ProfileWalk(CProtocol& protocol, const ProfileInterval& interval, TimestampList& list) {
-  const platform::CriticalSectionGuard guard(protocol.ProfileWalkLock);
-  try {
-    return Walk(protocol, interval, list).Run();
-  } catch (const std::bad_alloc&) {
-    return 0;  // of the records so far nothing is lost, and nothing thrown may reach the host
-  }
+std::uint32_t ProfileWalk(Meters& meters, HistoryState& kept, const ProfileInterval& interval, TimestampList& list) {
+  const platform::CriticalSectionGuard guard(kept.ProfileWalkLock);
+  // Of the records so far nothing is lost.
+  return Guarded(0U, [&] { return Walk(meters, kept, interval, list).Run(); });
 }
 
 }  // namespace ostrel

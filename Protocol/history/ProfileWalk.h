@@ -4,11 +4,14 @@
 
 #include <cstdint>
 
-#include "Protocol/history/ArchiveRequest.h"
-#include "Protocol/history/MeterParameters.h"
+#include "Protocol/meter/MeterParameters.h"
+#include "Protocol/meter/MeterRequest.h"
 #include "Protocol/model/HistoryTypes.h"
 
 namespace ostrel {
+
+class Meters;
+struct HistoryState;
 
 struct ProfileInterval {
   MeterRef meter;
@@ -23,6 +26,6 @@ struct ProfileInterval {
 /// Appends the times to the list, oldest first. 1, or 0 when the meter could not be asked, was exchanged for another one
 /// in the device table, or memory was short; what was listed stays. Waits for other walks of the object; the caller does
 /// not hold ExchangeLock.
-std::uint32_t ProfileWalk(CProtocol& protocol, const ProfileInterval& interval, TimestampList& list);
+std::uint32_t ProfileWalk(Meters& meters, HistoryState& kept, const ProfileInterval& interval, TimestampList& list);
 
 }  // namespace ostrel

@@ -5,8 +5,8 @@
 
 #include "Protocol/link/ExchangeEngine.h"
 #include "Protocol/link/Frame.h"
+#include "Protocol/link/Line.h"
 #include "Protocol/link/LinkState.h"
-#include "Protocol/object/CProtocol.h"
 
 namespace ostrel {
 namespace {
@@ -23,49 +23,49 @@ OpenRequest MakeOpenRequest(const DeviceEntry& entry, AccessLevel level) {
   return request;
 }
 
-ExchangePolicy OpenPolicy(const CProtocol& protocol, std::uint32_t* keptLength) {
+ExchangePolicy OpenPolicy(const Line& line, std::uint32_t* keptLength) {
   return {.room = kStatusAnswer,
           .expectedLength = 0,
           .lowersRetryCountWhenStopped = true,
           .onClosedChannel = OnClosedChannel::Validate,
           .onBusy = OnBusy::Validate,
-          .pauseAfterRejectedMs = protocol.PauseAfterError,
+          .pauseAfterRejectedMs = line.PauseAfterError,
           .keptLength = keptLength};
 }
 
 /// The second level stays given up until the meter is added again.
-void GiveUpLevel2(CProtocol& protocol, std::uint32_t device) {
-  DeviceEntry* const entry = protocol.Device(device);
+void GiveUpLevel2(Line& line, std::uint32_t device) {
+  DeviceEntry* const entry = line.Device(device);
   if (entry == nullptr) return;
   std::memset(entry->Level2Password, 0, sizeof entry->Level2Password);
-  ReportEvent(protocol, kEventLevel2Refused, entry->Address);
+  ReportEvent(line, kEventLevel2Refused, entry->Address);
 }
 
 }  // namespace
 
-std::uint32_t OpenChannel(CProtocol& protocol, std::uint32_t device, AccessLevel level, std::uint32_t* keptLength) {
-  const DeviceEntry* const entry = protocol.Device(device);
+std::uint32_t OpenChannel(Line& line, std::uint32_t device, AccessLevel level, std::uint32_t* keptLength) {
+  const DeviceEntry* const entry = line.Device(device);
   if (entry == nullptr) return 0;
   const std::uint32_t address = entry->Address;
   const OpenRequest request = MakeOpenRequest(*entry, level);
   std::uint8_t answer[kStatusAnswer] = {};
-  const ExchangeOutcome outcome = RunExchange(protocol, device, request, answer, OpenPolicy(protocol, keptLength));
+  const ExchangeOutcome outcome = RunExchange(line, device, request, answer, OpenPolicy(line, keptLength));
   const bool granted = outcome.valid && answer[1] == kStatusOk;
-  if (level == AccessLevel::Level1) ReportEvent(protocol, outcome.code, address);
-  UpdateLinkState(protocol, device, granted);
+  if (level == AccessLevel::Level1) ReportEvent(line, outcome.code, address);
+  UpdateLinkState(line, device, granted);
   return granted ? 1 : 0;
 }
 
-std::uint32_t OpenAccess(CProtocol& protocol, std::uint32_t device) {
-  const DeviceEntry* const entry = protocol.Device(device);
+std::uint32_t OpenAccess(Line& line, std::uint32_t device) {
+  const DeviceEntry* const entry = line.Device(device);
   if (entry == nullptr) return 0;
-  if (entry->Level2Password[0] == 0) return OpenChannel(protocol, device, AccessLevel::Level1, &protocol.AnswerLength);
-  if (OpenChannel(protocol, device, AccessLevel::Level2, &protocol.AnswerLength) != 0) {
-    if (DeviceEntry* const opened = protocol.Device(device)) opened->Level2Open = 1;
+  if (entry->Level2Password[0] == 0) return OpenChannel(line, device, AccessLevel::Level1, &line.AnswerLength);
+  if (OpenChannel(line, device, AccessLevel::Level2, &line.AnswerLength) != 0) {
+    if (DeviceEntry* const opened = line.Device(device)) opened->Level2Open = 1;
     return 1;
   }
-  const std::uint32_t granted = OpenChannel(protocol, device, AccessLevel::Level1, &protocol.AnswerLength);
-  if (granted != 0) GiveUpLevel2(protocol, device);
+  const std::uint32_t granted = OpenChannel(line, device, AccessLevel::Level1, &line.AnswerLength);
+  if (granted != 0) GiveUpLevel2(line, device);
   return granted;
 }
 

@@ -6,16 +6,16 @@
 
 namespace ostrel {
 
-class CProtocol;
+class Line;
 
 enum class AccessLevel : std::uint32_t { Level1 = 1, Level2 = 2 };
 
 /// Opens the channel with the password of a level; 1 when the meter granted it. Level 1 reports its outcome, level 2
 /// does not. `keptLength`, if given, counts the bytes of the channel's answer. The caller holds ExchangeLock.
-std::uint32_t OpenChannel(CProtocol& protocol, std::uint32_t device, AccessLevel level, std::uint32_t* keptLength = nullptr);
+std::uint32_t OpenChannel(Line& line, std::uint32_t device, AccessLevel level, std::uint32_t* keptLength = nullptr);
 
 /// Level 2 when a password for it is configured, else level 1. A refused (or unanswered) level 2 followed by a granted
 /// level 1 erases the level-2 password until the meter is added again. Keeps the byte count in AnswerLength.
-std::uint32_t OpenAccess(CProtocol& protocol, std::uint32_t device);
+std::uint32_t OpenAccess(Line& line, std::uint32_t device);
 
 }  // namespace ostrel

@@ -4,19 +4,23 @@
 
 #include "Protocol/link/AccessChannel.h"
 #include "Protocol/link/Frame.h"
+#include "Protocol/link/Line.h"
 #include "Protocol/link/LinkState.h"
-#include "Protocol/object/CProtocol.h"
 #include "platform/clock.h"
+#include "platform/thread.h"
 
 namespace ostrel {
 namespace {
 
+/// Start bit, eight data bits, parity or a second stop bit, stop bit.
+constexpr std::uint32_t kBitsPerCharacter = 11;
+
 /// One run of the loop. The meter's entry is looked up in every pass, since the table may change meanwhile.
 class Exchange {
  public:
-  Exchange(CProtocol& protocol, std::uint32_t device, std::span<const std::uint8_t> request, std::uint8_t* answer,
+  Exchange(Line& line, std::uint32_t device, std::span<const std::uint8_t> request, std::uint8_t* answer,
            const ExchangePolicy& policy)
-      : protocol_(protocol), device_(device), request_(request), answer_(answer), policy_(policy) {}
+      : line_(line), device_(device), request_(request), answer_(answer), policy_(policy) {}
 
   ExchangeOutcome Run();
 
@@ -24,21 +28,23 @@ class Exchange {
   enum class Step { Again, Restarted, Done, GiveUp };
 
   [[nodiscard]] std::atomic_ref<std::uint16_t> RetryCount() const {
-    return std::atomic_ref<std::uint16_t>(protocol_.Channel.RetryCount);
+    return std::atomic_ref<std::uint16_t>(line_.Channel.RetryCount);
   }
   Step Pass();
   Step Reopen();
   Step Judge(std::uint32_t address, std::uint32_t count);
   [[nodiscard]] bool IsWholeStatus(std::uint32_t count, std::uint8_t status) const;
+  [[nodiscard]] bool GatheringEnds() const;
   void Keep(std::uint32_t count);
   void Drop();
 
-  CProtocol& protocol_;
+  Line& line_;
   const std::uint32_t device_;
   const std::span<const std::uint8_t> request_;
   std::uint8_t* const answer_;
   const ExchangePolicy& policy_;
   std::uint32_t received_ = 0;
+  std::uint32_t gatheringSince_ = 0;  // tick of the first piece
   std::uint32_t tries_ = 0;
   int reopenings_ = 0;
   std::uint8_t code_ = kAnswerValid;
@@ -65,14 +71,14 @@ ExchangeOutcome Exchange::Run() {
 }
 
 Exchange::Step Exchange::Pass() {
-  const DeviceEntry* const entry = protocol_.Device(device_);
+  const DeviceEntry* const entry = line_.Device(device_);
   if (entry == nullptr) return Step::GiveUp;
-  if (policy_.lowersRetryCountWhenStopped && protocol_.Running == 0) RetryCount().store(1);
+  if (policy_.lowersRetryCountWhenStopped && line_.Running == 0) RetryCount().store(1);
   const std::uint32_t address = entry->Address;
   const std::uint32_t wanted = policy_.room - received_;
   std::uint32_t count = wanted;
   const auto length = static_cast<std::uint32_t>(request_.size());
-  if (protocol_.TransmitAndRecieve(request_.data(), length, answer_, &count, received_) == 0) {
+  if (line_.TransmitAndRecieve(request_.data(), length, answer_, &count, received_) == 0) {
     code_ = kAnswerRefused;
     Drop();
     return Step::Again;
@@ -92,7 +98,7 @@ Exchange::Step Exchange::Reopen() {
   if (reopenings_ == kMaxReopenings) return Step::GiveUp;
   ++reopenings_;
   const bool level1Only = policy_.onClosedChannel == OnClosedChannel::OpenLevel1;
-  const std::uint32_t opened = level1Only ? OpenChannel(protocol_, device_, AccessLevel::Level1) : OpenAccess(protocol_, device_);
+  const std::uint32_t opened = level1Only ? OpenChannel(line_, device_, AccessLevel::Level1) : OpenAccess(line_, device_);
   if (opened == 0) return Step::GiveUp;
   Drop();
   return Step::Restarted;
@@ -107,13 +113,25 @@ Exchange::Step Exchange::Judge(std::uint32_t address, std::uint32_t count) {
       Drop();
       return Step::Again;
     case kAnswerIncomplete:
+      if (received_ == 0) gatheringSince_ = platform::TickCount();
       Keep(count);
+      if (GatheringEnds()) {
+        code_ = kAnswerRefused;
+        Drop();
+      }
       return Step::Again;
     default:
       Drop();
       platform::Sleep(policy_.pauseAfterRejectedMs);
       return Step::Again;
   }
+}
+
+bool Exchange::GatheringEnds() const {
+  if (line_.Running == 0 && platform::CurrentThreadId() == line_.ThreadId) return true;
+  const ChannelRecord& channel = line_.Channel;
+  const std::uint64_t longestMs = std::uint64_t{kMaxAnswer} * kBitsPerCharacter * 1000 / std::max(channel.BaudRate, 1U);
+  return platform::TickCount() - gatheringSince_ > longestMs + std::uint64_t{kGatherTimeouts} * channel.PortTimeout;
 }
 
 void Exchange::Keep(std::uint32_t count) {
@@ -126,36 +144,44 @@ void Exchange::Drop() {
   if (policy_.keptLength != nullptr) *policy_.keptLength = 0;
 }
 
-ExchangePolicy TransactionPolicy(const CProtocol& protocol, std::uint32_t expectedLength) {
+ExchangePolicy TransactionPolicy(const Line& line, std::uint32_t expectedLength) {
   return {.room = expectedLength,
           .expectedLength = expectedLength,
           .lowersRetryCountWhenStopped = true,
           .onClosedChannel = OnClosedChannel::OpenLevel1,
           .onBusy = OnBusy::Validate,
-          .pauseAfterRejectedMs = protocol.PauseAfterError,
+          .pauseAfterRejectedMs = line.PauseAfterError,
           .keptLength = nullptr};
 }
 
 }  // namespace
 
-ExchangeOutcome RunExchange(CProtocol& protocol, std::uint32_t device, std::span<const std::uint8_t> request,
-                            std::uint8_t* answer, const ExchangePolicy& policy) {
-  return Exchange(protocol, device, request, answer, policy).Run();
+ExchangeOutcome RunExchange(Line& line, std::uint32_t device, std::span<const std::uint8_t> request, std::uint8_t* answer,
+                            const ExchangePolicy& policy) {
+  return Exchange(line, device, request, answer, policy).Run();
 }
 
-// The message is written after the line is free again, so the address is taken before.
-std::uint32_t ExecuteRequest(CProtocol& protocol, std::uint32_t device, const std::uint8_t* request, std::uint32_t requestLength,
+TransactionOutcome RunTransaction(Line& line, std::uint32_t device, std::span<const std::uint8_t> request,
+                                  std::span<std::uint8_t> answer) {
+  const ExchangePolicy policy = TransactionPolicy(line, static_cast<std::uint32_t>(answer.size()));
+  const ExchangeOutcome outcome = RunExchange(line, device, request, answer.data(), policy);
+  UpdateLinkState(line, device, outcome.valid);
+  const DeviceEntry* const entry = line.Device(device);
+  return {
+      .valid = outcome.valid, .known = entry != nullptr, .code = outcome.code, .address = entry != nullptr ? entry->Address : 0};
+}
+
+void ReportTransaction(Line& line, const TransactionOutcome& outcome) {
+  if (outcome.known) ReportEvent(line, outcome.code, outcome.address);
+}
+
+std::uint32_t ExecuteRequest(Line& line, std::uint32_t device, const std::uint8_t* request, std::uint32_t requestLength,
                              std::uint8_t* answer, std::uint32_t expectedLength) {
   if (request == nullptr || answer == nullptr || expectedLength == 0) return 0;
-  protocol.LockExchange();
-  const ExchangePolicy policy = TransactionPolicy(protocol, expectedLength);
-  const ExchangeOutcome outcome = RunExchange(protocol, device, {request, requestLength}, answer, policy);
-  UpdateLinkState(protocol, device, outcome.valid);
-  const DeviceEntry* const entry = protocol.Device(device);
-  const bool known = entry != nullptr;
-  const std::uint32_t address = known ? entry->Address : 0;
-  protocol.UnlockExchange();
-  if (known) ReportEvent(protocol, outcome.code, address);
+  line.LockExchange();
+  const TransactionOutcome outcome = RunTransaction(line, device, {request, requestLength}, {answer, expectedLength});
+  line.UnlockExchange();
+  ReportTransaction(line, outcome);
   return outcome.valid ? 1 : 0;
 }
 

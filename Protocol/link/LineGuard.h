@@ -1,19 +1,19 @@
 // Holds the serial line, through the object's own operations.
 #pragma once
 
-#include "Protocol/object/CProtocol.h"
+#include "Protocol/link/Line.h"
 
 namespace ostrel {
 
 class [[nodiscard]] LineGuard {
  public:
-  explicit LineGuard(CProtocol& protocol) : protocol_(protocol) { protocol_.LockExchange(); }
-  ~LineGuard() { protocol_.UnlockExchange(); }
+  explicit LineGuard(Line& line) : line_(line) { line_.LockExchange(); }
+  ~LineGuard() { line_.UnlockExchange(); }
   LineGuard(const LineGuard&) = delete;
   LineGuard& operator=(const LineGuard&) = delete;
 
  private:
-  CProtocol& protocol_;
+  Line& line_;
 };
 
 }  // namespace ostrel

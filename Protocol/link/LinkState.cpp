@@ -4,7 +4,8 @@
 #include <string_view>
 
 #include "Protocol/diagnostics/CLogFile.h"
-#include "Protocol/object/CProtocol.h"
+#include "Protocol/link/Line.h"
+#include "Protocol/model/Guarded.h"
 #include "platform/resources.h"
 
 namespace ostrel {
@@ -58,8 +59,8 @@ std::string FormatMessage(std::string_view format, std::string_view portName, st
 }  // namespace
 
 // The hold is published last: whoever sees it also sees the timer restarted.
-void UpdateLinkState(CProtocol& protocol, std::uint32_t device, bool success) {
-  DeviceEntry* const entry = protocol.Device(device);
+void UpdateLinkState(Line& line, std::uint32_t device, bool success) {
+  DeviceEntry* const entry = line.Device(device);
   if (entry == nullptr) return;
   if (success) {
     StoreFlag(entry->FailHold, 0);
@@ -77,13 +78,17 @@ void UpdateLinkState(CProtocol& protocol, std::uint32_t device, bool success) {
   entry->LinkDown = 1;
 }
 
-void ReportEvent(CProtocol& protocol, std::uint32_t code, std::uint32_t meterAddress) {
-  if (protocol.HostContext == nullptr || protocol.HostContext->LogFile == nullptr) return;
+void ReportEvent(Line& line, std::uint32_t code, std::uint32_t meterAddress) {
+  if (line.HostContext == nullptr || line.HostContext->LogFile == nullptr) return;
   const MessageRow* const row = FindMessage(code);
   if (row == nullptr) return;
-  char format[kMessageBuffer] = {};
-  if (!platform::LoadModuleString(row->stringId, format, sizeof format)) format[0] = 0;
-  protocol.HostContext->LogFile->WriteEvent(FormatMessage(format, protocol.Channel.PortName, meterAddress));
+  // A line that there is no memory for is dropped; whoever reports has the line's lock to give back.
+  Guarded(0, [&] {
+    char format[kMessageBuffer] = {};
+    if (!platform::LoadModuleString(row->stringId, format, sizeof format)) format[0] = 0;
+    line.HostContext->LogFile->WriteEvent(FormatMessage(format, line.Channel.PortName, meterAddress));
+    return 0;
+  });
 }
 
 }  // namespace ostrel

@@ -5,7 +5,7 @@
 
 namespace ostrel {
 
-class CProtocol;
+class Line;
 
 /// Codes of ReportEvent; every other one writes nothing.
 enum EventCode : std::uint32_t {
@@ -20,9 +20,9 @@ enum EventCode : std::uint32_t {
 };
 
 /// Records the outcome of a transaction. The failure hold starts with the first failure after a success only.
-void UpdateLinkState(CProtocol& protocol, std::uint32_t device, bool success);
+void UpdateLinkState(Line& line, std::uint32_t device, bool success);
 
 /// Writes the code's message with the port name and the meter's address (printed signed) into the host's event log.
-void ReportEvent(CProtocol& protocol, std::uint32_t code, std::uint32_t meterAddress);
+void ReportEvent(Line& line, std::uint32_t code, std::uint32_t meterAddress);
 
 }  // namespace ostrel

@@ -5,8 +5,9 @@
 #include <cstring>
 #include <string_view>
 
+#include "Protocol/link/Line.h"
+#include "Protocol/link/LineGuard.h"
 #include "Protocol/link/LinkState.h"
-#include "Protocol/object/CProtocol.h"
 
 namespace ostrel {
 namespace {
@@ -57,55 +58,53 @@ const char* ParityLetter(std::string_view name) {
   return kUnknownParity;
 }
 
-void StoreSettings(CProtocol& protocol, const PortSettings& settings) {
-  ChannelRecord& channel = protocol.Channel;
+void StoreSettings(Line& line, const PortSettings& settings) {
+  ChannelRecord& channel = line.Channel;
   channel.BaudRate = settings.BaudRate;
   std::atomic_ref<std::uint16_t>(channel.RetryCount).store(settings.RetryCount);
   channel.PollPeriod = settings.PollPeriod;
   channel.PortTimeout = settings.PortTimeout;
   channel.PreSendPause = settings.PreSendPause;
-  protocol.PauseAfterError = PauseForBaudRate(settings.BaudRate);
+  line.PauseAfterError = PauseForBaudRate(settings.BaudRate);
   StoreText(channel.ParityCode, ParityLetter(FieldText(settings.ParityName, kParityNameKept)));
   StoreText(channel.PortName, FieldText(settings.PortName, kPortNameKept));
   StoreText(channel.SettingsText, FieldText(settings.SettingsText, kSettingsTextKept));
 }
 
-IObjectProvider* Provider(const CProtocol& protocol) {
-  return protocol.HostContext != nullptr ? protocol.HostContext->ObjectProvider : nullptr;
-}
+IObjectProvider* Provider(const Line& line) { return line.HostContext != nullptr ? line.HostContext->ObjectProvider : nullptr; }
 
 /// Port object and port, or neither.
-bool AcquirePort(CProtocol& protocol) {
-  IObjectProvider* const provider = Provider(protocol);
+bool AcquirePort(Line& line) {
+  IObjectProvider* const provider = Provider(line);
   if (provider == nullptr) return false;
   std::uint32_t cookie = 0;
   void* object = nullptr;
   provider->CreatePortObject(kSerialPortKind, IID_IPortObject, &cookie, &object);
-  protocol.Channel.PortCookie = cookie;
-  protocol.Channel.PortObject = static_cast<IPortObject*>(object);
+  line.Channel.PortCookie = cookie;
+  line.Channel.PortObject = static_cast<IPortObject*>(object);
   void* io = nullptr;
-  if (object != nullptr) protocol.LastPortResult = protocol.Channel.PortObject->QueryInterface(IID_IPortIo, &io);
-  protocol.Channel.PortIo = static_cast<IPortIo*>(io);
-  if (io == nullptr) ClosePort(protocol);
+  if (object != nullptr) line.LastPortResult = line.Channel.PortObject->QueryInterface(IID_IPortIo, &io);
+  line.Channel.PortIo = static_cast<IPortIo*>(io);
+  if (io == nullptr) ClosePort(line);
   return io != nullptr;
 }
 
-bool OpenDevice(CProtocol& protocol) {
+bool OpenDevice(Line& line) {
   char deviceName[260];
-  std::snprintf(deviceName, sizeof deviceName, "\\\\.\\%s", protocol.Channel.PortName);
-  protocol.LastPortResult = protocol.Channel.PortObject->Open(deviceName);
-  return !FAILED(protocol.LastPortResult);
+  std::snprintf(deviceName, sizeof deviceName, "\\\\.\\%s", line.Channel.PortName);
+  line.LastPortResult = line.Channel.PortObject->Open(deviceName);
+  return !FAILED(line.LastPortResult);
 }
 
 /// None of these results matters: a port that cannot be set so still may work.
-void ConfigureDevice(CProtocol& protocol) {
-  const ChannelRecord& channel = protocol.Channel;
+void ConfigureDevice(Line& line) {
+  const ChannelRecord& channel = line.Channel;
   char mode[64];
   std::snprintf(mode, sizeof mode, "baud=%d data=8 parity=%s stop=1", static_cast<int>(channel.BaudRate), channel.ParityCode);
-  protocol.LastPortResult = channel.PortObject->SetMode(mode);
-  protocol.PauseAfterError = PauseForBaudRate(channel.BaudRate);
-  protocol.LastPortResult = channel.PortIo->SetTimeouts(channel.PortTimeout, protocol.PauseAfterError);
-  protocol.LastPortResult = channel.PortObject->SetBuffers(kPortBuffer, kPortBuffer);
+  line.LastPortResult = channel.PortObject->SetMode(mode);
+  line.PauseAfterError = PauseForBaudRate(channel.BaudRate);
+  line.LastPortResult = channel.PortIo->SetTimeouts(channel.PortTimeout, line.PauseAfterError);
+  line.LastPortResult = channel.PortObject->SetBuffers(kPortBuffer, kPortBuffer);
 }
 
 }  // namespace
@@ -117,45 +116,38 @@ std::uint32_t PauseForBaudRate(std::uint32_t baudRate) {
   return kUnknownBaudPauseMs;
 }
 
-std::uint32_t OpenPort(CProtocol& protocol) {
-  if (protocol.PortOpen != 0) return 1;
-  if (!AcquirePort(protocol)) return 1;
-  if (!OpenDevice(protocol)) {
-    ReportEvent(protocol, kEventPortOpenFailed, 0);
-    ClosePort(protocol);
+std::uint32_t OpenPort(Line& line) {
+  if (line.PortOpen != 0) return 1;
+  ClosePort(line);  // what an opening that broke off has left
+  if (!AcquirePort(line)) return 1;
+  if (!OpenDevice(line)) {
+    ReportEvent(line, kEventPortOpenFailed, 0);
+    ClosePort(line);
     return 0;
   }
-  ConfigureDevice(protocol);
-  protocol.PortOpen = 1;
+  ConfigureDevice(line);
+  line.PortOpen = 1;
   return 1;
 }
 
-void ClosePort(CProtocol& protocol) {
-  ChannelRecord& channel = protocol.Channel;
+void ClosePort(Line& line) {
+  ChannelRecord& channel = line.Channel;
   if (channel.PortIo != nullptr) channel.PortIo->Release();
   channel.PortIo = nullptr;
   if (channel.PortObject != nullptr) channel.PortObject->Release();
   channel.PortObject = nullptr;
-  IObjectProvider* const provider = Provider(protocol);
+  IObjectProvider* const provider = Provider(line);
   if (provider != nullptr && channel.PortCookie != 0) provider->ReleasePortObject(channel.PortCookie);
   channel.PortCookie = 0;
-  protocol.PortOpen = 0;
+  line.PortOpen = 0;
 }
 
-// A port that history opened is closed as well, with the context that it came from.
-std::uint32_t STDMETHODCALLTYPE CProtocol::SetPortSettings(ostrel::HostContext* context, const PortSettings* settings) {
-  if (settings == nullptr) return 0;
-  Stop();
-  LockExchange();
-  ClosePort(*this);
-  HostContext = context;
-  StoreSettings(*this, *settings);
-  StoreFlag(Channel.ExchangeEnabled, 1);
-  Channel.reserved172_ = 0;
-  AnswerBuffer.fill(0);
-  AnswerLength = 0;
-  UnlockExchange();
-  return 1;
+void ApplyPortSettings(Line& line, HostContext* context, const PortSettings& settings) {
+  ClosePort(line);
+  line.HostContext = context;
+  StoreSettings(line, settings);
+  StoreFlag(line.Channel.ExchangeEnabled, 1);
+  line.Channel.reserved172_ = 0;
 }
 
 }  // namespace ostrel

@@ -1,10 +1,12 @@
-// One physical exchange: a request out and what comes back, or the rest of an answer that came in part.
+#include "Protocol/link/Transmit.h"
+
 #include <algorithm>
 #include <string>
 
 #include "Protocol/diagnostics/DebugTrace.h"
+#include "Protocol/link/Line.h"
 #include "Protocol/link/Port.h"
-#include "Protocol/object/CProtocol.h"
+#include "Protocol/model/Guarded.h"
 #include "platform/clock.h"
 
 namespace ostrel {
@@ -13,11 +15,13 @@ namespace {
 constexpr std::int8_t kTraceFrames = 1;
 constexpr std::int8_t kTraceCalls = 2;
 
-DebugTrace* TraceOf(const CProtocol& protocol) { return protocol.HostContext != nullptr ? protocol.HostContext->Trace : nullptr; }
+// What the trace finds no memory for is dropped: the exchange goes on.
 
-void TraceCall(const CProtocol& protocol) {
-  DebugTrace* const trace = TraceOf(protocol);
-  if (trace != nullptr) trace->WriteCommon(kTraceCalls, "CProtocol::TransmitAndRecieve");
+DebugTrace* TraceOf(const Line& line) { return line.HostContext != nullptr ? line.HostContext->Trace : nullptr; }
+
+void TraceCall(const Line& line) {
+  DebugTrace* const trace = TraceOf(line);
+  if (trace != nullptr) Guarded(0, [&] { return trace->WriteCommon(kTraceCalls, "CProtocol::TransmitAndRecieve"); });
 }
 
 std::string HexText(const std::uint8_t* bytes, std::uint32_t count) {
@@ -33,47 +37,46 @@ std::string HexText(const std::uint8_t* bytes, std::uint32_t count) {
 }
 
 /// `label` "Write" or "Read", the count that the port reported, and the bytes.
-void TraceFrame(const CProtocol& protocol, const char* label, std::uint32_t reported, const std::uint8_t* bytes,
-                std::uint32_t count) {
-  DebugTrace* const trace = TraceOf(protocol);
+void TraceFrame(const Line& line, const char* label, std::uint32_t reported, const std::uint8_t* bytes, std::uint32_t count) {
+  DebugTrace* const trace = TraceOf(line);
   if (trace == nullptr || !trace->IsCommonEnabled(kTraceFrames)) return;
-  trace->WriteCommon(kTraceFrames, "%s<%u>%s", label, reported, HexText(bytes, count).c_str());
+  Guarded(0, [&] { return trace->WriteCommon(kTraceFrames, "%s<%u>%s", label, reported, HexText(bytes, count).c_str()); });
 }
 
 /// Throws stale input away, waits for output to drain, sends. The port gets a copy of the length, since it may change it.
-bool SendRequest(CProtocol& protocol, const std::uint8_t* request, std::uint32_t requestLength) {
-  if (protocol.Channel.PreSendPause != 0) platform::Sleep(protocol.Channel.PreSendPause);
-  IPortIo* const port = protocol.Channel.PortIo;
+bool SendRequest(Line& line, const std::uint8_t* request, std::uint32_t requestLength) {
+  if (line.Channel.PreSendPause != 0) platform::Sleep(line.Channel.PreSendPause);
+  IPortIo* const port = line.Channel.PortIo;
   if (FAILED(port->Read(nullptr, nullptr)) || FAILED(port->Write(nullptr, nullptr))) return false;
   std::uint32_t sent = requestLength;
   if (FAILED(port->Write(request, &sent))) return false;
-  TraceFrame(protocol, "Write", sent, request, requestLength);
+  TraceFrame(line, "Write", sent, request, requestLength);
   return true;
 }
 
 /// Bytes that came, 0 after a failure. A port that claims more than was asked for is not believed.
-std::uint32_t ReceiveAnswer(CProtocol& protocol, std::uint8_t* buffer, std::uint32_t wanted) {
+std::uint32_t ReceiveAnswer(Line& line, std::uint8_t* buffer, std::uint32_t wanted) {
   std::uint32_t count = wanted;
-  if (FAILED(protocol.Channel.PortIo->Read(buffer, &count))) count = 0;
+  if (FAILED(line.Channel.PortIo->Read(buffer, &count))) count = 0;
   count = std::min(count, wanted);
-  TraceFrame(protocol, "Read", count, buffer, count);
+  TraceFrame(line, "Read", count, buffer, count);
   return count;
 }
 
 }  // namespace
 
-std::uint32_t STDMETHODCALLTYPE CProtocol::TransmitAndRecieve(const std::uint8_t* request, std::uint32_t requestLength,
-                                                              std::uint8_t* answer, std::uint32_t* count, std::uint32_t offset) {
+std::uint32_t Transmit(Line& line, const std::uint8_t* request, std::uint32_t requestLength, std::uint8_t* answer,
+                       std::uint32_t* count, std::uint32_t offset) {
   if (count == nullptr || answer == nullptr || (offset == 0 && request == nullptr)) return 0;
   const std::uint32_t wanted = *count;
   *count = 0;
-  if (PortOpen == 0) OpenPort(*this);
-  TraceCall(*this);
-  if (Channel.PortIo == nullptr) return 0;
-  if (offset == 0 && !SendRequest(*this, request, requestLength)) return 0;
-  *count = ReceiveAnswer(*this, answer + offset, wanted);
+  if (line.PortOpen == 0) OpenPort(line);
+  TraceCall(line);
+  if (line.Channel.PortIo == nullptr) return 0;
+  if (offset == 0 && !SendRequest(line, request, requestLength)) return 0;
+  *count = ReceiveAnswer(line, answer + offset, wanted);
   if (*count != 0) return 1;
-  if (Channel.PortIo->GetState() == kPortFailed) ClosePort(*this);
+  if (line.Channel.PortIo->GetState() == kPortFailed) ClosePort(line);
   return 0;
 }
 

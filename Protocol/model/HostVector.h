@@ -45,10 +45,10 @@ class HostVector {
   [[nodiscard]] Element& operator[](std::uint32_t index) { return *(begin() + index); }
   [[nodiscard]] const Element& operator[](std::uint32_t index) const { return *(begin() + index); }
 
-  /// False when memory is short; the array is then unchanged.
-  bool Append(const Element& element) {
+  /// False when memory is short; the array is then unchanged. The element may be one of the array's own.
+  bool Append(Element element) {
     if (size_ == capacity_ && !Grow()) return false;
-    new (static_cast<void*>(begin() + size_)) Element(element);
+    new (static_cast<void*>(begin() + size_)) Element(std::move(element));
     ++size_;
     return true;
   }

@@ -76,18 +76,12 @@ enum TagNumber : std::uint32_t {
   kTagMeterConstant = 4,
   kTagVoltageCoefficient = 6,
   kTagCurrentCoefficient = 7,
-  kTagCoefficient = 8,
-  kTagPowerPPhase1 = 49,
-  kTagPowerPPhase2 = 56,
-  kTagPowerPPhase3 = 63,
-  kTagPowerPSum = 70,
   kTagTimeCorrection = 97,
   kTagTimeSetup = 98,
   kTagIndicationPeriod = 99,
   kTagTransitionInhibitCommand = 100,
   kTagLogNumber = 102,
   kTagFirstLog = 103,
-  kTagLastFirstLogRecord = 106,
   kTagLastLog = 182,
   kTagMeterType = 183,
   kTagIndicationRecoveryCommand = 185,
@@ -95,7 +89,6 @@ enum TagNumber : std::uint32_t {
   kTagExchange = 211,
   kTagFirstLimit = 212,
   kTagLastLimit = 242,
-  kTagTemperature = 243,
 };
 
 }  // namespace ostrel

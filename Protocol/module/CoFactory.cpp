@@ -1,21 +1,23 @@
 #include "Protocol/module/CoFactory.h"
 
-#include <new>
-
+#include "Protocol/model/Guarded.h"
 #include "Protocol/module/ModuleCounts.h"
 #include "Protocol/object/CProtocol.h"
 
 namespace ostrel {
 namespace {
 
-/// A protocol object that keeps the module loaded while it lives.
-class CountedProtocol final : public CProtocol {
+class CountedObject {
  public:
-  CountedProtocol() { ++Counts().objects; }
-
- private:
-  ~CountedProtocol() override { --Counts().objects; }
+  CountedObject() { ++Counts().objects; }
+  CountedObject(const CountedObject&) = delete;
+  CountedObject& operator=(const CountedObject&) = delete;
+  ~CountedObject() { --Counts().objects; }
 };
+
+/// A protocol object that keeps the module loaded while it lives. The count is the first base, so that it falls last: the
+/// object's end waits for its poll thread, which runs in this module.
+class CountedProtocol final : private CountedObject, public CProtocol {};
 
 }  // namespace
 
@@ -49,13 +51,7 @@ HRESULT STDMETHODCALLTYPE CoFactory::CreateInstance(IUnknown* outer, REFIID iid,
   if (object == nullptr) return E_POINTER;
   *object = nullptr;
   if (outer != nullptr) return CLASS_E_NOAGGREGATION;
-  auto* const protocol = new (std::nothrow) CountedProtocol;
-  if (protocol == nullptr) return E_OUTOFMEMORY;
-  // Held for the length of the query, so that a refused interface ends the object.
-  protocol->AddRef();
-  const HRESULT result = protocol->QueryInterface(iid, object);
-  protocol->Release();
-  return result;
+  return Guarded(E_OUTOFMEMORY, [&] { return GiveFace(new CountedProtocol, iid, object); });
 }
 
 HRESULT STDMETHODCALLTYPE CoFactory::LockServer(BOOL lock) {

@@ -8,6 +8,15 @@
 
 namespace ostrel {
 
+/// The face of a new object. It is held for the length of the query, so that a refused interface ends it.
+template <class Object>
+HRESULT GiveFace(Object* object, REFIID iid, void** face) {
+  object->AddRef();
+  const HRESULT result = object->QueryInterface(iid, face);
+  object->Release();
+  return result;
+}
+
 class CoFactory final : public IClassFactory {
  public:
   CoFactory();

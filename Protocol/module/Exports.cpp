@@ -1,8 +1,8 @@
 // The module's entry points. No exception leaves them.
-#include <new>
-
+#include "Protocol/model/Guarded.h"
 #include "Protocol/module/CoFactory.h"
 #include "Protocol/module/ModuleCounts.h"
+#include "Protocol/module/Registrar.h"
 #include "Protocol/module/Registration.h"
 #include "Protocol/object/Interfaces.h"
 #include "platform/export.h"
@@ -17,12 +17,7 @@ OSTREL_ENTRY DllGetClassObject(REFCLSID classId, REFIID iid, void** object) {
   if (object == nullptr) return E_POINTER;
   *object = nullptr;
   if (!ostrel::platform::SameGuid(classId, ostrel::CLSID_Protocol)) return CLASS_E_CLASSNOTAVAILABLE;
-  auto* const factory = new (std::nothrow) ostrel::CoFactory;
-  if (factory == nullptr) return E_OUTOFMEMORY;
-  factory->AddRef();
-  const HRESULT result = factory->QueryInterface(iid, object);
-  factory->Release();
-  return result;
+  return ostrel::Guarded(E_OUTOFMEMORY, [&] { return ostrel::GiveFace(new ostrel::CoFactory, iid, object); });
 }
 
 OSTREL_ENTRY DllCanUnloadNow() {
@@ -30,6 +25,6 @@ OSTREL_ENTRY DllCanUnloadNow() {
   return counts.locks == 0 && counts.factories == 0 && counts.objects == 0 ? S_OK : S_FALSE;
 }
 
-OSTREL_ENTRY DllRegisterServer() { return ostrel::RegisterModule(); }
+OSTREL_ENTRY DllRegisterServer() { return ostrel::Guarded(ostrel::kSelfRegistrationFailed, ostrel::RegisterModule); }
 
-OSTREL_ENTRY DllUnregisterServer() { return ostrel::UnregisterModule(); }
+OSTREL_ENTRY DllUnregisterServer() { return ostrel::Guarded(ostrel::kSelfRegistrationFailed, ostrel::UnregisterModule); }

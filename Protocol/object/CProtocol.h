@@ -1,12 +1,12 @@
-// The plug-in object, one per serial channel. All state of a channel stands here; the behaviour stands with its subsystem:
-// a member of an interface is implemented in the folder that it belongs to, and internal operations are free functions
-// that take the protocol and a meter's index.
+// The plug-in object, one per serial channel: the operations that the host calls, each a guarded call of the floor that it
+// belongs to. The state of a channel stands in its bases, floor by floor: the line (Line), its meters (Meters), the poll
+// thread (PolledChannel), the records of past listings (HistoryState).
 //
-// Threads: the poll thread and the host's threads. Lock order: PollLock (device table and tag lists, one poll pass),
-// ProfileWalkLock (one load-profile listing, never taken by the poll thread), ExchangeLock (the line, one transaction), the
-// host's tag lock (values of tags). ProfileDataLock comes last: nothing is taken or asked while it is held. A host does not
-// list a profile while it holds ExchangeLock. The lock operations and TransmitAndRecieve are always called through the
-// object's table, so that a derived object sees them.
+// Threads: the poll thread and the host's threads. Lock order: ThreadLock (the poll thread's handle, never taken by that
+// thread), PollLock (device table and tag lists, one poll pass), ProfileWalkLock (one load-profile listing, never taken by the
+// poll thread), ExchangeLock (the line, one transaction), the host's tag lock (values of tags). ProfileDataLock comes last:
+// nothing is taken or asked while it is held. A host does not list a profile while it holds ExchangeLock. The lock operations and
+// TransmitAndRecieve are always called through the object's table, so that a derived object sees them.
 #pragma once
 
 #include <array>
@@ -15,7 +15,8 @@
 #include <map>
 #include <vector>
 
-#include "Protocol/history/ArchiveRequest.h"
+#include "Protocol/acquisition/PolledChannel.h"
+#include "Protocol/history/HistoryState.h"
 #include "Protocol/link/ChannelRecord.h"
 #include "Protocol/link/HostContext.h"
 #include "Protocol/model/VariantMap.h"
@@ -33,13 +34,13 @@ struct MeterTypeEntry {
 
 inline constexpr std::uint32_t kMeterTypeCount = 9;
 
-/// Meter and tag of the last profile listing; no tag before the first.
-struct ProfileCacheKey {
-  MeterRef meter{};
-  std::uint32_t tagId = 0;
+/// What a meter owns and is not freed with its record.
+struct Belongings {
+  HostVector<CDeviceTag*> Tags;
+  HostVector<AuxRecord*> AuxList;
 };
 
-class CProtocol : public IProtocol, public IBrowser, public IEnumTypes {
+class CProtocol : public IProtocol, public IBrowser, public IEnumTypes, public PolledChannel, public HistoryState {
  public:
   CProtocol();
   CProtocol(const CProtocol&) = delete;
@@ -77,6 +78,11 @@ class CProtocol : public IProtocol, public IBrowser, public IEnumTypes {
                                                      std::uint8_t* answer, std::uint32_t* count, std::uint32_t offset) override;
   std::uint32_t STDMETHODCALLTYPE CanPollDevice(std::uint32_t device) override;
 
+ protected:
+  // Its place decides the table: hosts expect the entry directly behind slot 23, before what the other faces bring.
+  virtual ~CProtocol();
+
+ public:
   // IBrowser
   std::uint32_t STDMETHODCALLTYPE GetTagName(std::uint32_t id, std::uint32_t meterType, std::uint32_t branch, char* buffer,
                                              std::uint32_t unused) override;
@@ -91,44 +97,17 @@ class CProtocol : public IProtocol, public IBrowser, public IEnumTypes {
   HRESULT STDMETHODCALLTYPE Next(MeterTypeRecord* record) override;
   HRESULT STDMETHODCALLTYPE Reset() override;
 
-  /// The meter at an index of the device table, or null. Not to be kept across a call that may change the table.
-  [[nodiscard]] DeviceEntry* Device(std::uint32_t index);
-
   std::atomic<std::uint32_t> RefCount{0};
-  ostrel::HostContext* HostContext = nullptr;
-  platform::ThreadHandle PollThread = nullptr;
-  std::atomic<std::uint32_t> Running{0};
-  ChannelRecord Channel{};
   platform::FairSection ExchangeLock;
   platform::FairSection PollLock;
   platform::CriticalSection HostLock;
   std::array<MeterTypeEntry, kMeterTypeCount> MeterTypes;
   std::uint32_t MeterTypeCount = kMeterTypeCount;
-  std::uint32_t PortOpen = 0;
-  std::map<std::uint32_t, std::uint32_t> HistoryClassMap;
-  std::vector<ProfileRecord> ProfileCache;
-  std::map<VariantKey, VariantInfo> VariantMap;  // grows by unknown variants; guarded by ExchangeLock
-  std::array<std::uint8_t, kAnswerBuffer> AnswerBuffer{};
-  std::uint32_t AnswerLength = 0;
-  std::uint32_t PauseAfterError = 0;  // ms
-  std::uint32_t ThreadId = 0;
-  HRESULT LastPortResult = 0;
   std::uint32_t EnumCursor = 0;
-  /// Grows with every current-value request that is sent, so that no tag is decoded from an answer that is gone.
-  std::uint64_t AnswerSerial = 0;
-  /// Tags and auxiliary records of removed meters, kept until the object is destroyed.
-  std::vector<CDeviceTag*> RetiredTags;
-  std::vector<AuxRecord*> RetiredAux;
-  /// Held for a whole walk over a load profile, its requests included, so that one walk's search does not move the meter's
-  /// header address under another's records. Taken before ExchangeLock.
-  platform::FairSection ProfileWalkLock;
-  /// Guards ProfileCache with its owner, and the meters' profile stores and header addresses; never held across a request.
-  platform::FairSection ProfileDataLock;
-  /// Whose records ProfileCache holds; a record itself does not say its meter.
-  ProfileCacheKey ProfileCacheOwner;
-
- protected:
-  virtual ~CProtocol();
+  /// What removed meters leave behind, kept until the object is destroyed.
+  std::vector<Belongings> Retired;
+  /// Tags that no list had room for when memory was short, each with the next one in its unused second text.
+  CDeviceTag* UnlistedTags = nullptr;
 };
 
 }  // namespace ostrel

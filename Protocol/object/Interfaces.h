@@ -1,5 +1,6 @@
 // The three faces of the plug-in. The order of the operations is the contract with the host: each table holds exactly
-// these entries behind the three of IUnknown. BOOL-like results are 1 and 0.
+// these entries behind the three of IUnknown. BOOL-like results are 1 and 0. Nothing is thrown: what memory is too short for
+// ends with the operation's failure result, and can be asked again.
 #pragma once
 
 #include <cstdint>
@@ -23,12 +24,13 @@ inline constexpr GUID IID_IEnumTypes = {0x8846E2AF, 0x6B7A, 0x429C, {0xBB, 0x12,
 struct IProtocol : IUnknown {
   /// Slot 3. The channel's settings and meters; the same address for the object's whole life.
   virtual ChannelRecord* STDMETHODCALLTYPE GetChannel() = 0;
-  /// Slot 4. Copies the record; the new meter's index, or -1 for null or when memory is short.
+  /// Slot 4. Copies the record, which may be one of the channel's own; the new meter's index, or -1 for null or when memory is
+  /// too short for the whole of it. Waits for the transaction on the line.
   virtual std::int32_t STDMETHODCALLTYPE AddDevice(const DeviceEntry* config) = 0;
-  /// Slot 5. Later meters move one place forward. An index outside the table does nothing.
+  /// Slot 5. Later meters move one place forward. An index outside the table does nothing. Waits for the transaction on the line.
   virtual void STDMETHODCALLTYPE RemoveDevice(std::int32_t index) = 0;
   /// Slot 6. The tag belongs to the plug-in from here on, also when its meter is removed. Null and an index outside the table do
-  /// nothing.
+  /// nothing. When memory is too short for its place in the list the tag is kept, but not served.
   virtual void STDMETHODCALLTYPE AddTag(std::uint32_t device, CDeviceTag* tag) = 0;
   /// Slot 7. One archived value. Structures go by pointer in every slot, so that the bytes of arguments that the callee takes
   /// from a 32-bit stack are the same whatever compiler the host comes from. Null gives 0 with nothing written.
@@ -44,13 +46,15 @@ struct IProtocol : IUnknown {
   /// Slot 11. Whether a record stands at exactly that time.
   virtual std::uint32_t STDMETHODCALLTYPE CheckHistoryTimestamp(std::uint32_t meterType, std::uint32_t tagId,
                                                                 std::uint32_t device, FILETIME* time) = 0;
-  /// Slot 12. Ends the poll thread and waits for it. Never while the caller holds PollLock or ExchangeLock.
+  /// Slot 12. Ends the poll thread and waits for it. Slots 12, 13 and 15 take turns, so none of them is called while the caller
+  /// holds PollLock or ExchangeLock, nor by the poll thread.
   virtual std::uint32_t STDMETHODCALLTYPE Stop() = 0;
-  /// Slot 13. Starts the poll thread.
+  /// Slot 13. Starts the poll thread, also when one that was asked to stop has ended meanwhile. 0 when the system has no thread
+  /// left.
   virtual std::uint32_t STDMETHODCALLTYPE Start() = 0;
   /// Slot 14. Asks the poll thread to end, without waiting.
   virtual std::uint32_t STDMETHODCALLTYPE SignalStop() = 0;
-  /// Slot 15. Settings and context; ends polling and closes an open port first. Not while the caller holds PollLock.
+  /// Slot 15. Settings and context; ends polling and closes an open port first.
   virtual std::uint32_t STDMETHODCALLTYPE SetPortSettings(HostContext* context, const PortSettings* settings) = 0;
   /// Slots 16, 17. The serial line, one transaction at a time.
   virtual std::uint32_t STDMETHODCALLTYPE LockExchange() = 0;
@@ -66,7 +70,7 @@ struct IProtocol : IUnknown {
   virtual std::uint32_t STDMETHODCALLTYPE TransmitAndRecieve(const std::uint8_t* request, std::uint32_t requestLength,
                                                              std::uint8_t* answer, std::uint32_t* count,
                                                              std::uint32_t offset) = 0;
-  /// Slot 23. Whether the meter's failure hold has run out.
+  /// Slot 23. Whether the meter's failure hold has run out. Waits for the transaction on the line.
   virtual std::uint32_t STDMETHODCALLTYPE CanPollDevice(std::uint32_t device) = 0;
 
  protected:

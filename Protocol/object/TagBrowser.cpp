@@ -2,6 +2,7 @@
 // and the module's strings alone.
 #include <algorithm>
 
+#include "Protocol/model/Guarded.h"
 #include "Protocol/model/TagCatalogue.h"
 #include "Protocol/object/CProtocol.h"
 #include "platform/resources.h"
@@ -29,6 +30,10 @@ void CopyDescriptor(const TagDescriptor& row, std::uint32_t* output) {
   std::ranges::copy(columns, output);
 }
 
+std::uint32_t LoadText(std::uint32_t id, char* buffer) {
+  return Guarded(0U, [&] { return platform::LoadModuleString(id, buffer, kNameBuffer) ? 1U : 0U; });
+}
+
 }  // namespace
 
 std::uint32_t STDMETHODCALLTYPE CProtocol::GetTagName(std::uint32_t id, std::uint32_t meterType, std::uint32_t branch,
@@ -40,7 +45,7 @@ std::uint32_t STDMETHODCALLTYPE CProtocol::GetTagName(std::uint32_t id, std::uin
     buffer[0] = '\0';
     return 1;
   }
-  return platform::LoadModuleString(id, buffer, kNameBuffer) ? 1 : 0;
+  return LoadText(id, buffer);
 }
 
 std::uint32_t STDMETHODCALLTYPE CProtocol::GetFirstTagId(std::uint32_t branch) {
@@ -60,7 +65,7 @@ std::uint32_t STDMETHODCALLTYPE CProtocol::GetTagDescriptor(std::uint32_t index,
 
 std::uint32_t STDMETHODCALLTYPE CProtocol::GetTagDescription(std::uint32_t index, std::uint32_t /*unused*/, char* buffer) {
   if (buffer == nullptr) return 0;
-  if (platform::LoadModuleString(kFirstDescriptionId + index, buffer, kNameBuffer)) return 1;
+  if (LoadText(kFirstDescriptionId + index, buffer) != 0) return 1;
   buffer[0] = '\0';
   return 0;
 }

@@ -5,6 +5,7 @@
 namespace ostrel::host {
 
 void PortDirectory::Set(const std::string& port, PortEntry entry) {
+  entry.owed = std::make_shared<OwedAnswers>(entry.late);
   const std::lock_guard lock(mutex_);
   entries_.insert_or_assign(port, std::move(entry));
 }

@@ -25,6 +25,9 @@ struct PortEntry {
   StreamOpener open;
   LineOptions line;
   ExchangeObserver observer;
+  LateListener late{};
+  /// Lasts as long as the entry: answers that are owed when a port is closed come when it is open again. Made by Set.
+  std::shared_ptr<OwedAnswers> owed{};
 };
 
 class PortDirectory {

@@ -1,21 +1,22 @@
 #include "host/ports/PortLine.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 #include "host/ports/FrameCheck.h"
+#include "host/ports/FrameSplit.h"
 #include "platform/clock.h"
 
 namespace ostrel::host {
 namespace {
 
-// At most this much is thrown away at one go: what a driver keeps.
-constexpr std::size_t kDropLimit = 4096;
+/// After this many more copies the values are taken to change from one to the next.
+constexpr int kMostCopies = 4;
 
 }  // namespace
 
-PortLine::PortLine(std::unique_ptr<ByteStream> stream, LineOptions options) : stream_(std::move(stream)), options_(options) {}
+PortLine::PortLine(std::unique_ptr<ByteStream> stream, LineOptions options, std::shared_ptr<OwedAnswers> owed)
+    : stream_(std::move(stream)), options_(options), owed_(std::move(owed)) {}
 
 bool PortLine::SetMode(const LineMode& mode) {
   mode_ = mode;
@@ -26,6 +27,7 @@ bool PortLine::SetMode(const LineMode& mode) {
 void PortLine::SetTimeouts(std::uint32_t answerMs, std::uint32_t quietMs) {
   answerMs_ = answerMs;
   quietMs_ = quietMs;
+  owed_->SetTimes(answerMs, options_.lateGuardMs);
 }
 
 // Two characters of quiet end an answer by the protocol's own rule; a transport that hands bytes on in bursts needs more,
@@ -35,21 +37,25 @@ std::uint32_t PortLine::QuietMs() const { return std::max({quietMs_, CharactersM
 // A line at the wrong speed counts as failed: the caller does not look at the result of SetMode.
 bool PortLine::Failed() const { return modeRefused_ || stream_->Failed(); }
 
-// Whether anything was there to be dropped within the wait.
+bool PortLine::MayAnswer(std::uint8_t address) const { return request_.empty() || request_[0] == 0 || request_[0] == address; }
+
+// Whether anything was there to be dropped within the wait: a frame with its quiet, so that it can be taken off the account.
 bool PortLine::DropInput(std::uint32_t waitMs) {
-  std::array<std::uint8_t, 256> scratch;
-  std::size_t dropped = stream_->Receive(scratch.data(), scratch.size(), waitMs);
-  if (dropped == 0) return false;
-  while (dropped < kDropLimit) {
-    const std::size_t more = stream_->Receive(scratch.data(), scratch.size(), 0);
-    if (more == 0) break;
-    dropped += more;
-  }
+  Bytes dropped(kLongestFrame);
+  dropped.resize(Gather(dropped.data(), dropped.size(), waitMs));
+  if (dropped.empty()) return false;
+  Account(dropped);
   return true;
 }
 
+void PortLine::Account(const Bytes& dropped) {
+  const std::vector<Bytes> frames = SplitFrames(dropped);
+  if (frames.empty()) unquiet_ = true;
+  for (const Bytes& frame : frames) owed_->CameStray(frame, platform::TickCount());
+}
+
 bool PortLine::WaitForQuiet() {
-  if (options_.lateGuardMs == 0) return true;
+  if (!Guarded()) return true;
   const std::uint32_t start = platform::TickCount();
   while (DropInput(options_.lateGuardMs)) {
     if (platform::TickCount() - start >= std::max(kNeverQuietMs, 2 * options_.lateGuardMs)) return false;
@@ -60,27 +66,41 @@ bool PortLine::WaitForQuiet() {
 bool PortLine::Purge() {
   awaitedEcho_.clear();
   if (Failed()) return true;
-  if (DropInput(0)) lateAnswerPossible_ = true;
-  waited_ = lateAnswerPossible_;
-  if (waited_ && !WaitForQuiet()) return false;
-  lateAnswerPossible_ = false;
+  while (DropInput(0) && !unquiet_) continue;
+  if (unquiet_ && !WaitForQuiet()) return false;
+  unquiet_ = false;
   return true;
 }
 
-bool PortLine::Send(const std::uint8_t* bytes, std::size_t size) {
-  if (Failed()) return false;
-  // Where the first copy got no answer, the meter may yet answer it, and then the second one, whatever is asked after it.
-  const bool again = !HasRightCheck(answer_) && std::equal(lastRequest_.begin(), lastRequest_.end(), bytes, bytes + size);
-  if (again && !waited_ && !WaitForQuiet()) return false;
-  lateAnswerPossible_ = again;
-  lastRequest_.assign(bytes, bytes + size);
-  answer_.clear();
-  if (options_.echo) awaitedEcho_ = lastRequest_;
-  return stream_->Send(bytes, size);
+bool PortLine::WaitForOwed(const Bytes& request) {
+  const std::uint32_t start = platform::TickCount();
+  for (;;) {
+    const std::uint32_t wait = owed_->PutOffMs(request, platform::TickCount());
+    if (wait == 0) return true;
+    const std::uint32_t waited = platform::TickCount() - start;
+    if (waited >= kLongestHoldMs) return false;
+    DropInput(std::min(wait, kLongestHoldMs - waited));
+  }
 }
 
-std::size_t PortLine::Gather(std::uint8_t* buffer, std::size_t wanted) {
-  std::size_t count = stream_->Receive(buffer, wanted, answerMs_);
+bool PortLine::Send(const std::uint8_t* bytes, std::size_t size) {
+  if (Failed() || size == 0) return false;
+  Bytes request(bytes, bytes + size);
+  if (Guarded() && !WaitForOwed(request)) return false;
+  request_ = std::move(request);
+  return Transmit();
+}
+
+bool PortLine::Transmit() {
+  answer_.clear();
+  if (options_.echo) awaitedEcho_ = request_;
+  const bool sent = stream_->Send(request_.data(), request_.size());
+  owed_->Sent(request_, platform::TickCount());
+  return sent;
+}
+
+std::size_t PortLine::Gather(std::uint8_t* buffer, std::size_t wanted, std::uint32_t waitMs) {
+  std::size_t count = stream_->Receive(buffer, wanted, waitMs);
   while (count != 0 && count < wanted) {
     const std::size_t more = stream_->Receive(buffer + count, wanted - count, QuietMs());
     if (more == 0) break;
@@ -89,10 +109,73 @@ std::size_t PortLine::Gather(std::uint8_t* buffer, std::size_t wanted) {
   return count;
 }
 
+// The beginning of an answer. Frames of other meters before and behind it are dropped; where several of the meter's own came
+// at once, the last is handed on and the account hears of the others.
+std::size_t PortLine::OwnPart(std::uint8_t* buffer, std::size_t count) {
+  const Bytes burst(buffer, buffer + count);
+  const std::vector<Bytes> frames = SplitFrames(burst);
+  if (frames.empty() && MayAnswer(burst[0])) return count;
+  if (frames.empty()) unquiet_ = true;
+  Bytes own;
+  for (const Bytes& frame : frames) {
+    if (!MayAnswer(frame[0])) {
+      owed_->CameStray(frame, platform::TickCount());
+    } else {
+      if (!own.empty()) static_cast<void>(owed_->Came(own, platform::TickCount()));
+      own = frame;
+    }
+  }
+  std::ranges::copy(own, buffer);
+  return own.size();
+}
+
+// A whole answer, or as much of it as came at once.
+std::size_t PortLine::NextPiece(std::uint8_t* buffer, std::size_t wanted) {
+  const std::uint32_t wait = Guarded() && !request_.empty() ? owed_->AnswerWaitMs(request_[0]) : answerMs_;
+  const std::uint32_t start = platform::TickCount();
+  for (;;) {
+    const std::uint32_t waited = platform::TickCount() - start;
+    std::size_t count = waited <= wait ? Gather(buffer, wanted, wait - waited) : 0;
+    if (count == 0) {
+      if (answer_.empty()) owed_->StayedSilent();
+      return 0;
+    }
+    if (answer_.empty()) count = OwnPart(buffer, count);
+    if (count == 0) continue;
+    answer_.insert(answer_.end(), buffer, buffer + count);
+    return count;
+  }
+}
+
+void PortLine::LetStrangersPass() {
+  owed_->ValuesChange();
+  const std::uint32_t start = platform::TickCount();
+  for (;;) {
+    const std::uint32_t left = owed_->UntilAloneMs(platform::TickCount());
+    const std::uint32_t waited = platform::TickCount() - start;
+    if (left == 0 || waited >= kLongestHoldMs) return;
+    DropInput(std::min(left, kLongestHoldMs - waited));
+  }
+}
+
+// `count`: the piece that has just come. An answer in pieces of which some were handed out cannot be taken back; its last one
+// is kept back instead, and the caller asks again.
+std::size_t PortLine::AskUntilBelieved(std::uint8_t* buffer, std::size_t wanted, std::size_t count) {
+  for (int copies = 0; count != 0 && HasRightCheck(answer_); ++copies) {
+    if (owed_->Came(answer_, platform::TickCount())) return count;
+    if (answer_.size() != count || copies > kMostCopies) return 0;
+    if (copies == kMostCopies) LetStrangersPass();
+    bool silent = false;
+    if (!Transmit() || (options_.echo && !SwallowEcho(silent))) return 0;
+    count = NextPiece(buffer, wanted);
+  }
+  return 0;
+}
+
 // Exactly the bytes that were sent; what follows them is the answer.
 bool PortLine::SwallowEcho(bool& silent) {
   std::vector<std::uint8_t> echo(awaitedEcho_.size());
-  const std::size_t count = Gather(echo.data(), echo.size());
+  const std::size_t count = Gather(echo.data(), echo.size(), answerMs_);
   silent = count == 0;
   const bool right = count == awaitedEcho_.size() && echo == awaitedEcho_;
   awaitedEcho_.clear();
@@ -100,15 +183,16 @@ bool PortLine::SwallowEcho(bool& silent) {
 }
 
 PortLine::Received PortLine::Receive(std::uint8_t* buffer, std::size_t wanted) {
-  std::size_t count = 0;
-  bool echoRight = true;
-  if (wanted != 0 && !Failed()) {
-    bool silent = false;
-    if (!awaitedEcho_.empty()) echoRight = SwallowEcho(silent) || silent;
-    if (echoRight && !silent) count = Gather(buffer, wanted);
+  if (wanted == 0 || Failed()) {
+    unquiet_ = true;  // what came was spoiled, and more of it may come
+    return {.count = 0, .echoRight = true};
   }
-  if (count == 0) lateAnswerPossible_ = true;
-  answer_.insert(answer_.end(), buffer, buffer + count);
+  bool silent = false;
+  const bool echoRight = awaitedEcho_.empty() || SwallowEcho(silent) || silent;
+  if (!echoRight) unquiet_ = true;
+  std::size_t count = echoRight && !silent ? NextPiece(buffer, wanted) : 0;
+  if (count == 0 && !answer_.empty()) unquiet_ = true;
+  if (Guarded() && HasRightCheck(answer_)) count = AskUntilBelieved(buffer, wanted, count);
   return {.count = count, .echoRight = echoRight};
 }
 

@@ -1,13 +1,14 @@
 // A line of questions and answers over a byte stream: when an answer is over, how stale input is thrown away, and how the
 // echo of an adapter is taken out.
 //
-// Answers carry no number. One that comes after its request was given up would be taken for the answer to the next
-// request, often of the same length, and a wrong value with good quality would be the result. The port knows no more of
-// frames than their check, so it goes by what it sees: after a read that brought nothing (the request is being given up, or
-// the caller asked for zero bytes because what came was spoiled), after a spoiled echo, when stale bytes turn up, and when a
-// request is sent again that was not answered by bytes with a right check, the line has to be quiet for the late guard before
-// anything more is sent. A request that was answered may be asked again at once: nothing more is on its way. A read that
-// brought a piece needs no guard of its own: the caller reads on, and the read that then brings nothing raises it.
+// Frames that begin with another address than the one that was asked are dropped, so one meter's late answers are no other's
+// (a request to address 0 takes any). Which of the rest are to be believed, and when a request may go, OwedAnswers says: where
+// a late answer may come in the place of this one, the same request goes out again until one answer has come often enough,
+// or, where values change meanwhile, the late ones are waited for. The caller, who knows the length of an answer, sees
+// silence when none can be believed; it never sees the strangers.
+//
+// Bytes that are no whole frame belong to nobody: after them the line has to be quiet for the late guard before anything
+// more is sent, as on a fresh line, of which nobody knows what was asked before.
 #pragma once
 
 #include <cstddef>
@@ -16,20 +17,25 @@
 #include <vector>
 
 #include "host/ports/ByteStream.h"
+#include "host/ports/OwedAnswers.h"
 
 namespace ostrel::host {
 
 struct LineOptions {
-  std::uint32_t lateGuardMs = 100;  // 0: no guard
+  std::uint32_t lateGuardMs = 100;  // 0: every frame from the right address is believed
   bool echo = false;                // the adapter repeats what is sent
 };
 
 /// A line that never gets quiet is given up after this long, so that noise cannot hold a caller for ever.
 inline constexpr std::uint32_t kNeverQuietMs = 3000;
+/// The most that one call waits for late answers to pass; then it fails, so that a caller can be stopped meanwhile.
+inline constexpr std::uint32_t kLongestHoldMs = 3000;
 
 class PortLine {
  public:
-  PortLine(std::unique_ptr<ByteStream> stream, LineOptions options);
+  /// The account may outlive the line, for what is owed comes on the port's next line too.
+  PortLine(std::unique_ptr<ByteStream> stream, LineOptions options,
+           std::shared_ptr<OwedAnswers> owed = std::make_shared<OwedAnswers>());
 
   [[nodiscard]] bool SetMode(const LineMode& mode);
   /// Wait for an answer to begin, and the quiet that ends one; ms.
@@ -49,10 +55,21 @@ class PortLine {
   [[nodiscard]] bool Failed() const;
 
  private:
+  using Bytes = std::vector<std::uint8_t>;
+
   [[nodiscard]] std::uint32_t QuietMs() const;
+  [[nodiscard]] bool Guarded() const { return options_.lateGuardMs != 0; }
+  [[nodiscard]] bool MayAnswer(std::uint8_t address) const;
   bool DropInput(std::uint32_t waitMs);
+  void Account(const Bytes& dropped);
   [[nodiscard]] bool WaitForQuiet();
-  [[nodiscard]] std::size_t Gather(std::uint8_t* buffer, std::size_t wanted);
+  [[nodiscard]] bool WaitForOwed(const Bytes& request);
+  bool Transmit();
+  [[nodiscard]] std::size_t Gather(std::uint8_t* buffer, std::size_t wanted, std::uint32_t waitMs);
+  [[nodiscard]] std::size_t OwnPart(std::uint8_t* buffer, std::size_t count);
+  [[nodiscard]] std::size_t NextPiece(std::uint8_t* buffer, std::size_t wanted);
+  [[nodiscard]] std::size_t AskUntilBelieved(std::uint8_t* buffer, std::size_t wanted, std::size_t count);
+  void LetStrangersPass();
   [[nodiscard]] bool SwallowEcho(bool& silent);
 
   std::unique_ptr<ByteStream> stream_;
@@ -61,12 +78,11 @@ class PortLine {
   std::uint32_t answerMs_ = 500;
   std::uint32_t quietMs_ = 5;
   bool modeRefused_ = false;
-  /// An answer to an earlier request may still be on its way. True at first: nobody knows what was asked before.
-  bool lateAnswerPossible_ = true;
-  bool waited_ = false;  // the last purge waited for quiet
-  std::vector<std::uint8_t> lastRequest_;
-  std::vector<std::uint8_t> answer_;  // what came since that request
-  std::vector<std::uint8_t> awaitedEcho_;
+  bool unquiet_ = true;  // bytes of nobody came, or nobody knows what was asked before
+  std::shared_ptr<OwedAnswers> owed_;
+  Bytes request_;
+  Bytes answer_;  // what came since that request and was handed out
+  Bytes awaitedEcho_;
 };
 
 }  // namespace ostrel::host

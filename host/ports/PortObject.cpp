@@ -52,7 +52,7 @@ HRESULT PortObject::OpenStream(const std::string& name) {
   directory_->SetProblem(name, "");
   name_ = name;
   observer_ = entry->observer;
-  line_.emplace(std::move(stream), entry->line);
+  line_.emplace(std::move(stream), entry->line, entry->owed);
   return S_OK;
 }
 

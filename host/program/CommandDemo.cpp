@@ -101,12 +101,12 @@ std::string DayChart(Session& session) {
   ProgressBar progress;
   progress.Begin(tag.definition.name);
   const HistoryOutcome outcome =
-      HistoryReader(channel, meter)
+      HistoryReader(HistoryClient(channel.Protocol(), meter.type.id, meter.index))
           .Read(
               tag, std::nullopt, std::nullopt, [&](const HistoryRecord& record) { output->Add(tag, record); },
               [&](std::size_t done, std::size_t expected) { progress.Show(done, expected); });
   output->End();
-  return outcome == HistoryOutcome::Complete ? chart : "";
+  return outcome == HistoryOutcome::Complete || outcome == HistoryOutcome::MemoryEnded ? chart : "";
 }
 
 void WaitForEnd(Demo& demo, std::uint32_t seconds) {

@@ -86,7 +86,10 @@ class WholeFile {
 class HistoryCommand {
  public:
   HistoryCommand(const HistoryOptions& options, Session& session, const MeterPlace& place)
-      : options_(options), session_(session), place_(place), reader_(*place.channel, *place.meter) {}
+      : options_(options),
+        session_(session),
+        place_(place),
+        reader_(HistoryClient(place.channel->Protocol(), place.meter->type.id, place.meter->index)) {}
 
   HistoryOutcome Run(Request& request) { return options_.allTags ? ExportAll(request) : ShowAll(request); }
 
@@ -124,13 +127,25 @@ class HistoryCommand {
   HistoryOutcome ReadOne(const Request& request, HistoryTag& tag, HistoryOutput& output) {
     progress_.Begin(tag.definition.name);
     output.Begin(place_.meter->config.name, tag);
+    std::optional<WallTime> last;
     const HistoryOutcome outcome = reader_.Read(
-        tag, request.from, request.to, [&](const HistoryRecord& record) { output.Add(tag, record); },
+        tag, request.from, request.to,
+        [&](const HistoryRecord& record) {
+          last = record.time;
+          output.Add(tag, record);
+        },
         [this](std::size_t done, std::size_t expected) { progress_.Show(done, expected); });
     progress_.Hide();
     output.End();
     for (const LogLine& line : session_.Events().TakeNew()) fmt::print(stderr, "{}\n", line.text);
-    return outcome;
+    if (outcome != HistoryOutcome::MemoryEnded) return outcome;
+    ReportEnd(tag, last);
+    return HistoryOutcome::Complete;
+  }
+
+  void ReportEnd(const HistoryTag& tag, const std::optional<WallTime>& last) const {
+    const std::string end = last ? "ends at " + WallTimeText(*last) : "holds no record of the interval";
+    fmt::print(stderr, "{}: {}: the meter's memory {}\n", options_.meter, tag.definition.name, end);
   }
 
   const HistoryOptions& options_;
@@ -147,7 +162,8 @@ ExitCode Report(HistoryOutcome outcome, const HistoryOptions& options) {
       return kExitUnanswered;
     case HistoryOutcome::Interrupted:
       fmt::print(stderr, "{}: ended before all was read\n", options.meter);
-      return kExitDone;
+      return kExitInterrupted;
+    case HistoryOutcome::MemoryEnded:
     case HistoryOutcome::Complete:
       break;
   }

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <map>
+#include <utility>
 
 #include "host/program/Commands.h"
 #include "host/session/PassPlan.h"
@@ -18,8 +19,9 @@ namespace {
 constexpr std::uint32_t kMeasuredPass = 2;
 
 std::string CostText(const Cost& cost) {
-  return fmt::format("{} requests, {} bytes sent, {} received, {:.2f} s", cost.requests, cost.sentBytes, cost.receivedBytes,
-                     cost.seconds);
+  const std::string repeats = cost.repeats == 0 ? "" : fmt::format(" ({} of them repeated by the port)", cost.repeats);
+  return fmt::format("{} requests{}, {} bytes sent, {} received, {:.2f} s", cost.requests, repeats, cost.sentBytes,
+                     cost.receivedBytes, cost.seconds);
 }
 
 std::string PlanText(const ChannelConfig& config, const PassPlan& plan) {
@@ -36,45 +38,31 @@ std::string PlanText(const ChannelConfig& config, const PassPlan& plan) {
                     std::ceil(plan.cost.seconds), std::ceil(plan.cost.seconds));
 }
 
-/// What went over a channel's line in one pass.
-class Measurement {
- public:
-  explicit Measurement(Channel& channel) : channel_(channel) { Look(); }
-
-  void Look() {
-    const Cost before = seen_;
-    seen_ = {};
-    for (const Meter& meter : channel_.Meters()) {
-      const LinkCounts counts = channel_.Link().Of(meter.config.address);
-      seen_.requests += counts.requests;
-      seen_.sentBytes += static_cast<std::uint32_t>(counts.sentBytes);
-      seen_.receivedBytes += static_cast<std::uint32_t>(counts.receivedBytes);
-    }
-    last_ = {.requests = seen_.requests - before.requests,
-             .sentBytes = seen_.sentBytes - before.sentBytes,
-             .receivedBytes = seen_.receivedBytes - before.receivedBytes};
+Cost SumOf(const PassReport& report) {
+  Cost sum;
+  for (const MeterReadings& meter : report.meters) {
+    sum.requests += meter.link.requests;
+    sum.repeats += meter.link.repeats;
+    sum.sentBytes += static_cast<std::uint32_t>(meter.link.sentBytes);
+    sum.receivedBytes += static_cast<std::uint32_t>(meter.link.receivedBytes);
   }
-  [[nodiscard]] Cost Last(double seconds) const {
-    Cost cost = last_;
-    cost.seconds = seconds;
-    return cost;
-  }
+  return sum;
+}
 
- private:
-  Channel& channel_;
-  Cost seen_;
-  Cost last_;
-};
-
+// Of each channel what went over its line between the ends of two passes.
 std::map<std::string, Cost> Measure(Session& session) {
-  std::map<const Channel*, Measurement> measurements;
+  std::map<std::string, Cost> before;
   std::map<std::string, Cost> measured;
-  for (const auto& channel : session.Channels()) measurements.try_emplace(channel.get(), *channel);
   session.Start(
       [&](Channel& channel, const PassReport& report) {
-        Measurement& measurement = measurements.at(&channel);
-        measurement.Look();
-        measured[channel.Config().port] = measurement.Last(report.seconds);
+        const std::string& port = channel.Config().port;
+        const Cost sum = SumOf(report);
+        const Cost start = std::exchange(before[port], sum);
+        measured[port] = {.requests = sum.requests - start.requests,
+                          .repeats = sum.repeats - start.repeats,
+                          .sentBytes = sum.sentBytes - start.sentBytes,
+                          .receivedBytes = sum.receivedBytes - start.receivedBytes,
+                          .seconds = report.seconds};
         return false;
       },
       kMeasuredPass);

@@ -51,9 +51,9 @@ HostServices::HostServices(const ServiceSettings& settings) : parts_(std::make_u
 
 HostServices::~HostServices() = default;
 
-void HostServices::AddPort(const PortDevice& device, ExchangeObserver observer, std::shared_ptr<StreamWatcher> watcher) {
-  StreamOpener open = watcher != nullptr ? WatchedOpener(OpenerOf(device), std::move(watcher)) : OpenerOf(device);
-  AddPort(device.port, {.open = std::move(open), .line = device.line, .observer = std::move(observer)});
+void HostServices::AddPort(const PortDevice& device, const PortListeners& listeners) {
+  StreamOpener open = listeners.watcher != nullptr ? WatchedOpener(OpenerOf(device), listeners.watcher) : OpenerOf(device);
+  AddPort(device.port, {.open = std::move(open), .line = device.line, .observer = listeners.observer, .late = listeners.late});
 }
 
 void HostServices::AddPort(const std::string& port, PortEntry entry) { parts_->directory->Set(port, std::move(entry)); }

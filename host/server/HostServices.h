@@ -40,6 +40,13 @@ struct PortDevice {
 /// a reason when it cannot be opened.
 [[nodiscard]] TAVRINDASERVER_API std::unique_ptr<ByteStream> OpenDevice(const PortDevice& device, std::string& error);
 
+/// Who is told of what goes over a port, on the thread that moves it.
+struct PortListeners {
+  ExchangeObserver observer{};
+  LateListener late{};
+  std::shared_ptr<StreamWatcher> watcher{};
+};
+
 /// Outlives every channel that was given its context.
 class HostServices {
  public:
@@ -49,8 +56,7 @@ class HostServices {
   HostServices& operator=(const HostServices&) = delete;
 
   /// Before the first channel opens the port.
-  TAVRINDASERVER_API void AddPort(const PortDevice& device, ExchangeObserver observer = {},
-                                  std::shared_ptr<StreamWatcher> watcher = {});
+  TAVRINDASERVER_API void AddPort(const PortDevice& device, const PortListeners& listeners = {});
   TAVRINDASERVER_API void AddPort(const std::string& port, PortEntry entry);
 
   [[nodiscard]] TAVRINDASERVER_API HostContext* Context();

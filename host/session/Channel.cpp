@@ -1,6 +1,11 @@
 #include "host/session/Channel.h"
 
+#include <fmt/format.h>
+
+#include <cstdio>
 #include <cstring>
+#include <map>
+#include <utility>
 
 #include "Protocol/link/ChannelRecord.h"
 #include "Protocol/link/PortSettings.h"
@@ -83,6 +88,16 @@ std::vector<std::size_t> SelectedTags(const std::vector<TagDefinition>& definiti
   return selected;
 }
 
+LateListener LatenessTeller(const ChannelConfig& config) {
+  std::map<std::uint8_t, std::string> names;
+  for (const MeterConfig& meter : config.meters) names.emplace(static_cast<std::uint8_t>(meter.address), meter.name);
+  return [names = std::move(names)](std::uint8_t address, std::uint32_t latenessMs) {
+    const auto name = names.find(address);
+    fmt::print(stderr, "{}: answers come after the time-out (about {} ms): raise timeout_ms\n",
+               name != names.end() ? name->second : fmt::format("meter {}", address), latenessMs);
+  };
+}
+
 const MeterType& TypeOf(const std::vector<MeterType>& types, const MeterConfig& config) {
   try {
     return FindMeterType(types, config.type);
@@ -104,12 +119,11 @@ Channel::Channel(const Plugin& plugin, HostServices& services, const ChannelConf
   meters_.reserve(config_.meters.size());
   for (const MeterConfig& meter : config_.meters) AddMeter(meter, types);
   AddPassMark();
-  services_.AddPort(
-      MakePortDevice(config_, meters_),
-      [frames = frames_](std::span<const std::uint8_t> request, std::span<const std::uint8_t> answer) {
-        frames->Observe(request, answer);
-      },
-      link_);
+  services_.AddPort(MakePortDevice(config_, meters_),
+                    {.observer = [frames = frames_](std::span<const std::uint8_t> request,
+                                                    std::span<const std::uint8_t> answer) { frames->Observe(request, answer); },
+                     .late = LatenessTeller(config_),
+                     .watcher = link_});
 }
 
 Channel::~Channel() { Stop(); }

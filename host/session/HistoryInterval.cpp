@@ -23,6 +23,18 @@ WallTime FromFields(const std::chrono::year_month_day& date, int hour, int minut
   return std::chrono::seconds(days).count() + hour * 3600 + minute * 60 + second;
 }
 
+platform::LocalFields FieldsOf(WallTime time) {
+  const auto days = std::chrono::floor<std::chrono::days>(std::chrono::sys_seconds(std::chrono::seconds(time)));
+  const std::chrono::year_month_day date(days);
+  const auto rest = static_cast<int>(time - std::chrono::seconds(days.time_since_epoch()).count());
+  return {.year = static_cast<int>(date.year()),
+          .month = static_cast<int>(static_cast<unsigned>(date.month())),
+          .day = static_cast<int>(static_cast<unsigned>(date.day())),
+          .hour = rest / 3600,
+          .minute = rest / 60 % 60,
+          .second = rest % 60};
+}
+
 }  // namespace
 
 WallTime ParseWallTime(const std::string& option, const std::string& text) {
@@ -51,11 +63,9 @@ WallTime ParseWallTime(const std::string& option, const std::string& text) {
 }
 
 std::string WallTimeText(WallTime time) {
-  const auto days = std::chrono::floor<std::chrono::days>(std::chrono::sys_seconds(std::chrono::seconds(time)));
-  const std::chrono::year_month_day date(days);
-  const WallTime rest = time - std::chrono::seconds(days.time_since_epoch()).count();
-  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}", static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
-                     static_cast<unsigned>(date.day()), rest / 3600, rest / 60 % 60, rest % 60);
+  const platform::LocalFields shown = FieldsOf(time);
+  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}", shown.year, shown.month, shown.day, shown.hour, shown.minute,
+                     shown.second);
 }
 
 WallTime ComputersWallTime() {
@@ -65,6 +75,12 @@ WallTime ComputersWallTime() {
   const std::chrono::year_month_day date(std::chrono::year(local->year), std::chrono::month(static_cast<unsigned>(local->month)),
                                          std::chrono::day(static_cast<unsigned>(local->day)));
   return FromFields(date, local->hour, local->minute, local->second);
+}
+
+bool ClockChangesBetween(WallTime from, WallTime to) {
+  const auto first = platform::SecondsFromLocal(FieldsOf(from));
+  const auto last = platform::SecondsFromLocal(FieldsOf(to));
+  return !first || !last || *last - *first != to - from;
 }
 
 FILETIME ToFileTime(WallTime time) {

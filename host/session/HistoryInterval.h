@@ -13,6 +13,7 @@ namespace ostrel::host {
 using WallTime = std::int64_t;
 
 inline constexpr WallTime kMinuteSeconds = 60;
+inline constexpr WallTime kHourSeconds = 3600;
 inline constexpr WallTime kDaySeconds = 86400;
 
 /// "2026-11-22", "2026-11-22T10:30" or "2026-11-22T10:30:00", a blank in place of the T too. Throws Failure (usage).
@@ -21,6 +22,8 @@ inline constexpr WallTime kDaySeconds = 86400;
 [[nodiscard]] std::string WallTimeText(WallTime time);
 /// What the computer's clock shows.
 [[nodiscard]] WallTime ComputersWallTime();
+/// Whether the computer's clock changes to summer time or back between two times that it shows.
+[[nodiscard]] bool ClockChangesBetween(WallTime from, WallTime to);
 
 [[nodiscard]] FILETIME ToFileTime(WallTime time);
 [[nodiscard]] WallTime FromFileTime(const FILETIME& time);

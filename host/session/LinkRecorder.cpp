@@ -29,7 +29,7 @@ void LinkRecorder::Sent(std::span<const std::uint8_t> bytes) {
   const std::lock_guard lock(mutex_);
   Close();
   if (bytes.size() < kShortestRequest) return;
-  const bool again = lost_ && std::equal(bytes.begin(), bytes.end(), current_.request.begin(), current_.request.end());
+  const bool again = std::equal(bytes.begin(), bytes.end(), current_.request.begin(), current_.request.end());
   current_ = {.request = {bytes.begin(), bytes.end()}, .answer = {}, .turnaroundMs = {}, .clockOffsetS = {}};
   asked_ = true;
   echoLeft_ = echo_ ? bytes.size() : 0;
@@ -37,7 +37,7 @@ void LinkRecorder::Sent(std::span<const std::uint8_t> bytes) {
   LinkCounts& counts = ledgers_[bytes[0]].counts;
   ++counts.requests;
   counts.sentBytes += bytes.size();
-  if (again) ++counts.retries;
+  if (again) ++(lost_ ? counts.retries : counts.repeats);
 }
 
 void LinkRecorder::Received(std::span<const std::uint8_t> bytes) {

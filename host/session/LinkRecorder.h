@@ -26,6 +26,7 @@ struct LinkCounts {
   std::uint32_t silent = 0;
   std::uint32_t spoiled = 0;  // something came, and no frame of this meter
   std::uint32_t retries = 0;  // the same request again behind one that was lost
+  std::uint32_t repeats = 0;  // and behind one that was answered: where the port asks twice before it believes
   std::uint64_t sentBytes = 0;
   std::uint64_t receivedBytes = 0;
   std::uint32_t medianMs = 0;  // of the turnaround

@@ -13,6 +13,8 @@ namespace ostrel::host {
 namespace {
 
 constexpr const char* kClock = "clock";
+/// Of an event log's newest record, which is read anew for each of its tags.
+constexpr std::uint32_t kTagsOfRecord = 4;
 constexpr std::uint32_t kClockRequest = 5;
 constexpr std::uint32_t kClockAnswer = 11;
 /// The plug-in's own pauses: before a meter's clock is read, behind each meter, and before each pass.
@@ -81,7 +83,7 @@ class Planner {
     const TagQuestion question = QuestionOf(tag);
     if (question.requestBytes == 0) return;
     const std::uint32_t number = tag.id - kFirstDaId;
-    const bool own = !question.shares || (number >= kTagFirstLog && number <= kTagLastFirstLogRecord);
+    const bool own = !question.shares || (number >= kTagFirstLog && number < kTagFirstLog + kTagsOfRecord);
     const std::array<std::uint32_t, 5> key = {tag.descriptor[kColumnCode], tag.descriptor[kColumnParam],
                                               tag.descriptor[kColumnSubParam], tag.descriptor[kColumnRequestLength],
                                               own ? tag.id : 0};

@@ -11,6 +11,7 @@ namespace ostrel::host {
 
 struct Cost {
   std::uint32_t requests = 0;
+  std::uint32_t repeats = 0;  // among them, of what was measured
   std::uint32_t sentBytes = 0;
   std::uint32_t receivedBytes = 0;
   double seconds = 0;

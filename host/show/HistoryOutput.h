@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "host/session/HistoryReader.h"
+#include "host/session/HistoryTag.h"
 
 namespace ostrel::host {
 

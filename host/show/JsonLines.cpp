@@ -70,6 +70,7 @@ std::string LinkJson(const std::string& channel, const MeterReadings& meter) {
   json["silent"] = link.silent;
   json["spoiled"] = link.spoiled;
   json["retries"] = link.retries;
+  json["repeats"] = link.repeats;
   json["turnaround_median_ms"] = link.medianMs;
   json["turnaround_worst_ms"] = link.worstMs;
   json["clock_offset_s"] = link.clockOffsetS ? Json(*link.clockOffsetS) : Json(nullptr);
@@ -209,6 +210,7 @@ namespace {
 
 Json CostJson(const Cost& cost) {
   return {{"requests", cost.requests},
+          {"repeats", cost.repeats},
           {"sent_bytes", cost.sentBytes},
           {"received_bytes", cost.receivedBytes},
           {"seconds", std::round(cost.seconds * 1000) / 1000}};

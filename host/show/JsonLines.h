@@ -6,7 +6,7 @@
 #include "host/session/Channel.h"
 #include "host/session/ClientWrite.h"
 #include "host/session/EventLog.h"
-#include "host/session/HistoryReader.h"
+#include "host/session/HistoryTag.h"
 #include "host/session/LineFinding.h"
 #include "host/session/LineScan.h"
 #include "host/session/PassPlan.h"

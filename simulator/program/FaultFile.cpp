@@ -16,10 +16,12 @@ class FaultReader {
     for (const auto& [key, value] : file) {
       if (key == "seed") {
         ReadNumber(key, value, std::numeric_limits<std::int64_t>::max(), plan.seed);
+      } else if (key == "in_order" && value.is_boolean()) {
+        plan.inOrder = *value.value<bool>();
       } else if (key == "fault" && value.is_array_of_tables()) {
         for (const toml::node& each : *value.as_array()) ReadFault(*each.as_table(), plan);
       } else {
-        Fail(key, value, "is not known here (seed, [[fault]])");
+        Fail(key, value, "is not known here (seed, in_order, [[fault]])");
       }
     }
     return error_.empty();
@@ -40,10 +42,12 @@ class FaultReader {
         ReadNumber(key, value, kMost, fault.bytes);
       } else if (key == "ms") {
         ReadNumber(key, value, kMost, fault.ms);
+      } else if (key == "spread") {
+        ReadNumber(key, value, kMost, fault.spread);
       } else if (key == "address") {
         ReadNumber(key, value, 254, fault.address);
       } else {
-        Fail(key, value, "is not known here (kind, every, chance, bytes, ms, address)");
+        Fail(key, value, "is not known here (kind, every, chance, bytes, ms, spread, address)");
       }
     }
     if (!table.contains("kind")) Fail("kind", table, "is missing");

@@ -145,6 +145,25 @@ TEST_F(ClockCorrectionTest, TheComputersChangeOfTimeIsNoDrift) {
   }
 }
 
+TEST_F(ClockCorrectionTest, TimesThatTheZoneDoesNotHaveOnceAreUnclear) {
+  const TimeZone berlin("Europe/Berlin");
+  if (!berlin.Applies()) GTEST_SKIP() << kInAnotherZone;
+  const struct {
+    const char* clock;
+    bool unclear;
+  } rows[] = {
+      {"59 59 01 07 29 03 26", false}, {"00 00 02 07 29 03 26", true},  {"00 30 02 07 29 03 26", true},
+      {"00 00 03 07 29 03 26", false}, {"00 00 02 07 25 10 26", true},  {"59 59 02 07 25 10 26", true},
+      {"00 00 03 07 25 10 26", false}, {"00 00 12 07 31 02 26", true},  {"00 00 00 05 01 01 26", false},
+      {"59 59 23 04 31 12 26", false}, {"00 00 25 07 22 11 26", false},  // impossible, which the comparison itself refuses
+  };
+  for (const auto& row : rows) {
+    std::uint8_t answer[kClockAnswer] = {1};
+    std::ranges::copy(Hex(row.clock), answer + 1);
+    EXPECT_EQ(row.unclear, ShowsUnclearTime(answer)) << row.clock;
+  }
+}
+
 TEST_F(ClockCorrectionTest, ReadsTheClock) {
   std::uint8_t answer[kClockAnswer] = {};
   Line().Expect("01 04 00").AnswerInPieces({"01 00 00", "12 07 22 11 26 01"});

@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "Protocol/acquisition/DeviceCycle.h"
+#include "Protocol/acquisition/TagWalk.h"
+#include "Protocol/meter/MeterInfo.h"
 #include "Protocol/model/TagCatalogue.h"
 #include "tests/acquisition/PlainMeter.h"
 #include "tests/support/TestChannel.h"

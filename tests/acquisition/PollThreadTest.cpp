@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <map>
+#include <thread>
 
 #include "Protocol/model/TagCatalogue.h"
 #include "tests/acquisition/PlainMeter.h"
@@ -191,6 +193,49 @@ TEST(PollThread, StopsBetweenTwoTags) {
   // Stop may come first; then nothing is asked at all.
   const auto texts = poll.channel.Line().RequestTexts();
   EXPECT_EQ(0, std::count(texts.begin(), texts.end(), "01 05 00 03"));
+}
+
+TEST(PollThread, StartsAnewWhenItHasEndedByItself) {
+  Poll poll;
+  poll.AddMeter(1, {9});
+  CProtocol& protocol = poll.channel.Protocol();
+  poll.RunTo(1000);
+  const std::size_t asked = poll.channel.Line().RequestCount();
+  EXPECT_NE(0U, asked);
+  protocol.SignalStop();
+  poll.channel.Clock().ClearLimit();
+  while (protocol.PollEnded == 0) std::this_thread::yield();
+  poll.channel.Clock().SetLimit(poll.channel.Clock().Elapsed() + 1000);
+  EXPECT_EQ(1U, protocol.Start());
+  poll.channel.Clock().WaitForLimit();
+  EXPECT_LT(asked, poll.channel.Line().RequestCount());
+}
+
+// Whatever the host's threads do to it at once, the thread runs after the last Start and is gone after the last Stop.
+TEST(PollThread, ObeysSeveralThreadsOfTheHost) {
+  Poll poll({.pollPeriodSeconds = 1});
+  poll.AddMeter(1, {9});
+  poll.channel.Line().KeepRecords(false);
+  CProtocol& protocol = poll.channel.Protocol();
+  const PortSettings settings = MakePortSettings({.pollPeriodSeconds = 1});
+  const std::function<void()> operations[] = {
+      [&] { protocol.Start(); },          [&] { protocol.Stop(); },
+      [&] { protocol.SignalStop(); },     [&] { protocol.SetPortSettings(&poll.channel.Context(), &settings); },
+      [&] { protocol.CanPollDevice(0); },
+  };
+  std::vector<std::thread> hosts;
+  for (int first = 0; first < 3; ++first) {
+    hosts.emplace_back([&operations, first] {
+      for (int i = 0; i < 300; ++i) operations[static_cast<std::size_t>(first + i) % std::size(operations)]();
+    });
+  }
+  for (std::thread& host : hosts) host.join();
+  const std::size_t asked = poll.channel.Line().RequestCount();
+  EXPECT_EQ(1U, protocol.Start());
+  while (poll.channel.Line().RequestCount() == asked) std::this_thread::yield();
+  EXPECT_EQ(1U, protocol.Stop());
+  EXPECT_EQ(nullptr, protocol.PollThread);
+  EXPECT_EQ(0, poll.channel.Line().Unreleased());
 }
 
 TEST(PollThread, CountsItsRequestsExactlyOverThirtyDaysAndAWrapOfTheTickCount) {

@@ -197,6 +197,22 @@ TEST_F(TagWriterTest, RetriesSendTheTimeOfTheFirst) {
   EXPECT_EQ(1000, channel_.Clock().Elapsed());
 }
 
+TEST_F(TagWriterTest, AWriteThatComesWhileTheCommandIsOnTheLineStaysPending) {
+  CDeviceTag& tag = Pending(99, 10);
+  const auto written = [&](float value) {
+    Line().OnRequest([&tag, value](auto) {
+      tag.WriteValue.fltVal = value;
+      StoreFlag(tag.WritePending, 1);
+      return Frame("01 00");
+    });
+    EXPECT_EQ(1U, Write(tag));
+    return LoadFlag(tag.WritePending);
+  };
+  EXPECT_EQ(1U, written(20)) << "another value";
+  EXPECT_EQ(0U, written(20)) << "the one that was sent";
+  EXPECT_THAT(Line().RequestTexts(), ElementsAre("01 03 07 0A", "01 03 07 14"));
+}
+
 TEST_F(TagWriterTest, RefusesWhatIsNotThere) {
   CDeviceTag& tag = Pending(99, 10);
   EXPECT_EQ(0U, WriteTag(channel_.Protocol(), tag, meter_ + 1));

@@ -33,7 +33,7 @@ const Ward kWards[] = {
     {.finding = "late", .says = "set timeout_ms = ", .faults = "[[fault]]\nkind=\"late\"\nms=600\n"},
     {.finding = "bursts", .says = "latency timer", .faults = "[[fault]]\nkind=\"pieces\"\nms=16\nbytes=4\n", .exitCode = 0},
     {.finding = "foreign", .says = "another address answered (13)", .faults = "[[fault]]\nkind=\"foreign\"\n"},
-    {.finding = "glued", .says = "two meters have this address", .faults = "[[fault]]\nkind=\"collision\"\n"},
+    {.finding = "glued", .says = "two meters have this address", .faults = "[[fault]]\nkind=\"doubled\"\n"},
     {.finding = "level1-refused", .says = "level1_password", .meterKeys = "level1_password = \"111111\""},
     {.finding = "level2-refused",
      .says = "four minutes",

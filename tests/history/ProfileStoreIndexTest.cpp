@@ -47,17 +47,5 @@ TEST_F(ProfileStoreIndexTest, RecordsAddedSinceDoNotCount) {
   EXPECT_EQ(std::nullopt, index.FindAddress(store_, 0x20, 40108)) << "also when the addresses are learned only now";
 }
 
-TEST_F(ProfileStoreIndexTest, FollowsARecordThatGetsAnotherTime) {
-  ProfileStoreIndex index(store_, 40108);
-  index.MoveTime(0, 40108, TimeAt("2026-11-22 10:30"), TimeAt("2026-11-23 10:30"));
-  EXPECT_EQ(Position(3), index.FindTime(TimeAt("2026-11-22 10:30"))) << "the next one with the old time";
-  EXPECT_EQ(Position(0), index.FindTime(TimeAt("2026-11-23 10:30")));
-  index.MoveTime(3, 40108, TimeAt("2026-11-22 10:30"), TimeAt("2026-11-22 11:00"));
-  EXPECT_EQ(Position(2), index.FindTime(TimeAt("2026-11-22 11:00"))) << "still the first in store order";
-  EXPECT_EQ(std::nullopt, index.FindTime(TimeAt("2026-11-22 10:30")));
-  index.MoveTime(1, 40109, TimeAt("2026-11-22 10:30"), TimeAt("2026-11-22 09:00"));
-  EXPECT_EQ(std::nullopt, index.FindTime(TimeAt("2026-11-22 09:00"))) << "another tag's";
-}
-
 }  // namespace
 }  // namespace ostrel::test

@@ -165,13 +165,17 @@ TEST(ProfileWalk, BothChangesOfTheClocksInBerlin) {
   EXPECT_EQ("2026-03-29 03:00:30", hourly.List(kMain, "2026-03-29 01:59:30", "2026-03-29 02:00").start);
 }
 
-TEST(ProfileWalk, AStartInsideTheSkippedHourListsNoWrongRecord) {
+TEST(ProfileWalk, AStartInsideTheSkippedHourListsNothingBeforeIt) {
   const TimeZone zone("Europe/Berlin");
   if (!zone.Applies()) GTEST_SKIP() << kInAnotherZone;
-  HistoryChannel history(1);
-  for (int hour = 0; hour < 5; ++hour)
-    history.meter.AddHour("2026-03-29 0" + std::to_string(hour), static_cast<std::uint16_t>(hour * 0x100));
-  EXPECT_EQ(Texts({"01:30", "03:00", "03:30"}), Clocks(history.List(kMain, "2026-03-29 02:30", "2026-03-29 04:00")));
+  for (const char* const start : {"02:00", "02:10", "02:30", "02:59:59"}) {
+    HistoryChannel history(1);
+    for (int hour = 0; hour < 5; ++hour)
+      history.meter.AddHour("2026-03-29 0" + std::to_string(hour), static_cast<std::uint16_t>(hour * 0x100));
+    const auto listing = history.List(kMain, std::string("2026-03-29 ") + start, "2026-03-29 04:00");
+    EXPECT_EQ(Texts({"03:00", "03:30"}), Clocks(listing)) << start;
+    EXPECT_EQ("2026-03-29 03:00", listing.start.substr(0, 16)) << start;
+  }
 }
 
 TEST(ProfileWalk, AnHourThatIsMissingIsPassedOver) {

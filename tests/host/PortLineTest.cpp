@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <optional>
 
 #include "host/ports/PortLine.h"
 #include "tests/host/FakeStream.h"
@@ -63,135 +62,60 @@ TEST(PortLine, ReadEndsByCountByQuietOrBySilence) {
   }
 }
 
-/// A meter that echoes the number of the request, in four bytes whatever is asked.
-struct NumberedMeter {
-  FakeLine& line;
-  std::function<std::int64_t(int)> delayMs;  // of the n-th request that it gets
-  int requests = 0;
-
-  void Listen() {
-    line.onSend = [this](const Bytes& request) {
-      const std::int64_t delay = delayMs(++requests);
-      line.Arrive(delay, {1, request[1], request[2], 0x55});
-    };
-  }
-};
-
-struct Tally {
-  int right = 0;
-  int wrong = 0;
-  int unanswered = 0;
-};
-
-// Three tries each, as the plug-in makes them: purge, send, read, and again when nothing came.
-Tally AskThousandTimes(FakeLine& line) {
-  PortLine port(std::make_unique<FakeStream>(line), {.lateGuardMs = 100});
-  port.SetTimeouts(500, 5);
-  Tally tally;
-  for (int number = 0; number < 1000; ++number) {
-    const Bytes request = {1, static_cast<std::uint8_t>(number >> 8), static_cast<std::uint8_t>(number), 0x11};
-    std::optional<bool> right;
-    for (int attempt = 0; attempt < 3 && !right; ++attempt) {
-      Bytes answer(300);
-      if (!port.Purge() || !port.Send(request.data(), request.size())) continue;
-      const std::size_t count = port.Receive(answer.data(), answer.size()).count;
-      if (count != 0) right = count == 4 && answer[1] == request[1] && answer[2] == request[2];
-    }
-    ++(right ? *right ? tally.right : tally.wrong : tally.unanswered);
-  }
-  return tally;
-}
-
-TEST(PortLine, AnswersOfEveryLatenessWithinTheGuardKeepTheirRequest) {
-  ClockInPlace time;
-  FakeLine line{.clock = time.clock};
-  // From in time to just within the guard, in an order that has no period of ten.
-  NumberedMeter meter{.line = line, .delayMs = [](int request) { return request % 3 == 0 ? 495 + request * 7 % 104 : 20; }};
-  meter.Listen();
-  const Tally tally = AskThousandTimes(line);
-  EXPECT_EQ(0, tally.wrong);
-  EXPECT_EQ(0, tally.unanswered);
-}
-
-// Each row leaves the line in some state; then a purge at the given moment takes so long.
-struct PurgeCase {
-  const char* name;
-  std::size_t wanted;                  // of the read before it
-  std::vector<std::int64_t> arrivals;  // ms after the request, four bytes each
-  std::int64_t tookMs;
-};
-
-TEST(PortLine, PurgeWaitsForQuietWhenALateAnswerMayCome) {
-  const PurgeCase cases[] = {
-      {.name = "after an answer", .wanted = 4, .arrivals = {20}, .tookMs = 0},
-      {.name = "after silence", .wanted = 300, .arrivals = {}, .tookMs = 100},
-      {.name = "late answer comes meanwhile", .wanted = 300, .arrivals = {580}, .tookMs = 180},
-      {.name = "and a second one", .wanted = 300, .arrivals = {580, 640}, .tookMs = 240},
-      {.name = "stale bytes after an answer", .wanted = 4, .arrivals = {20, 20}, .tookMs = 100},
-      {.name = "spoiled answer that was given up", .wanted = 0, .arrivals = {0}, .tookMs = 100},
-  };
-  for (const PurgeCase& row : cases) {
-    SCOPED_TRACE(row.name);
-    ClockInPlace time;
-    FakeLine line{.clock = time.clock};
-    PortLine port(std::make_unique<FakeStream>(line), {.lateGuardMs = 100});
-    port.SetTimeouts(500, 5);
-    ASSERT_TRUE(port.Purge());
-    const Bytes request = {1, 2, 3};
-    ASSERT_TRUE(port.Send(request.data(), request.size()));
-    for (const std::int64_t at : row.arrivals) line.Arrive(at, {9, 9, 9, 9});
-    Bytes buffer(300);
-    (void)port.Receive(buffer.data(), row.wanted);
-    const std::int64_t before = time.clock.Elapsed();
-    EXPECT_TRUE(port.Purge());
-    EXPECT_EQ(row.tookMs, time.clock.Elapsed() - before);
-    EXPECT_TRUE(line.arrivals.empty());
-  }
-}
-
 TEST(PortLine, FreshLineIsWaitedForOnce) {
   ClockInPlace time;
   FakeLine line{.clock = time.clock};
   PortLine port(std::make_unique<FakeStream>(line), {.lateGuardMs = 100});
   line.Arrive(50, {7, 7});
   EXPECT_TRUE(port.Purge());
-  EXPECT_EQ(150, time.clock.Elapsed());
+  EXPECT_EQ(50 + 5 + 100, time.clock.Elapsed());  // what came ends with its own quiet
   EXPECT_TRUE(port.Purge());
-  EXPECT_EQ(150, time.clock.Elapsed());
+  EXPECT_EQ(50 + 5 + 100, time.clock.Elapsed());
 }
 
-// An answer with a wrong check may be another request's; one with a right check is the answer.
-TEST(PortLine, TheSameRequestAgainWaitsUnlessItWasAnswered) {
-  ClockInPlace time;
-  FakeLine line{.clock = time.clock};
-  PortLine port(std::make_unique<FakeStream>(line), {.lateGuardMs = 100});
-  port.SetTimeouts(500, 5);
-  Bytes answer;
-  line.onSend = [&](const Bytes&) { line.Arrive(20, answer); };
-  const auto ask = [&](const Bytes& request) {
-    const std::int64_t before = time.clock.Elapsed();
-    Bytes buffer(4);
-    EXPECT_TRUE(port.Purge());
-    EXPECT_TRUE(port.Send(request.data(), request.size()));
-    EXPECT_EQ(4U, port.Receive(buffer.data(), buffer.size()).count);
-    return time.clock.Elapsed() - before;
-  };
-  const Bytes right = test::Frame("01 00");
-  const Bytes wrong = {1, 1, 1, 1};
+// A frame of four bytes is a meter's status, so these answers have a byte of data. Whatever is asked gets `answers`.
+TEST(PortLine, TakesNoAnswerOfAnotherMeterAndOneOfItsOwnOnlyWhenItCanBeNoOther) {
+  const Bytes own = test::Frame("01 07 07");
+  const Bytes late = test::Frame("01 09 09");
+  const Bytes other = test::Frame("02 08 08");
+  Bytes glued = other;
+  glued.insert(glued.end(), own.begin(), own.end());
   const struct {
-    Bytes request;
-    Bytes answer;
-    std::int64_t tookMs;
-    const char* why;
+    const char* name;
+    Bytes owed;                  // a request that got no answer before
+    std::vector<Bytes> answers;  // to the copies of the request, 20 ms after each
+    Bytes taken;
+    std::size_t copies;
   } rows[] = {
-      {{1, 2, 3}, wrong, 120, "the fresh line"}, {{1, 2, 3}, wrong, 120, "again, unanswered"},
-      {{1, 2, 4}, right, 120, "after it"},       {{1, 2, 4}, right, 20, "again, answered"},
-      {{1, 2, 4}, wrong, 20, "and once more"},   {{1, 2, 4}, right, 120, "again, its answer spoiled"},
-      {{1, 2, 5}, right, 120, "after it"},       {{1, 2, 6}, right, 20, "another one"},
+      {"nothing is owed", {}, {own}, own, 1},
+      {"another meter's", {}, {other}, {}, 1},
+      {"another meter's before its own", {}, {glued}, own, 1},
+      {"another meter owes", {2, 5, 1}, {own}, own, 1},
+      {"the same answer is owed", {1, 5, 2}, {own}, own, 1},
+      {"another one is owed: twice the same", {1, 5, 1}, {own, own}, own, 2},
+      {"another one is owed and comes", {1, 5, 1}, {late, own, own}, own, 3},
   };
   for (const auto& row : rows) {
-    answer = row.answer;
-    EXPECT_EQ(row.tookMs, ask(row.request)) << row.why;
+    SCOPED_TRACE(row.name);
+    ClockInPlace time;
+    FakeLine line{.clock = time.clock};
+    PortLine port(std::make_unique<FakeStream>(line), {.lateGuardMs = 100});
+    port.SetTimeouts(500, 5);
+    Bytes buffer(300);
+    ASSERT_TRUE(port.Purge());
+    if (!row.owed.empty()) {
+      ASSERT_TRUE(port.Send(row.owed.data(), row.owed.size()));
+      ASSERT_EQ(0U, port.Receive(buffer.data(), buffer.size()).count);
+      line.sent.clear();
+    }
+    line.onSend = [&](const Bytes&) {
+      if (line.sent.size() <= row.answers.size()) line.Arrive(20, row.answers[line.sent.size() - 1]);
+    };
+    const Bytes request = {1, 5, 2};
+    ASSERT_TRUE(port.Send(request.data(), request.size()));
+    buffer.resize(port.Receive(buffer.data(), buffer.size()).count);
+    EXPECT_EQ(row.taken, buffer);
+    EXPECT_EQ(row.copies, line.sent.size());
   }
 }
 
@@ -214,7 +138,7 @@ struct EchoCase {
 
 TEST(PortLine, EchoIsTakenOutByTheByte) {
   const EchoCase cases[] = {
-      {.name = "echo and answer", .comesBack = {1, 2, 3, 7, 8, 9, 9}, .right = true, .answer = {7, 8, 9, 9}},
+      {.name = "echo and answer", .comesBack = {1, 2, 3, 1, 8, 9, 9}, .right = true, .answer = {1, 8, 9, 9}},
       {.name = "echo alone", .comesBack = {1, 2, 3}, .right = true, .answer = {}},
       {.name = "nothing", .comesBack = {}, .right = true, .answer = {}},
       {.name = "answer without echo", .comesBack = {7, 8, 9, 9}, .right = false, .answer = {}},

@@ -4,6 +4,7 @@
 
 #include <functional>
 
+#include "platform/thread.h"
 #include "tests/link/LinkedChannel.h"
 
 namespace ostrel::test {
@@ -164,6 +165,22 @@ TEST(ExecuteRequest, GathersOneByteAtATimeWithOneTry) {
   EXPECT_EQ(1U, channel.Execute());
   EXPECT_EQ(1U, channel.Line().RequestCount());
   EXPECT_EQ(ToHex(Frame(kFives)), ToHex(std::span(channel.answer).first(19)));
+}
+
+// A byte for every read, each 250 ms after the other, for a minute; 300 characters are 344 ms at 9600 baud.
+TEST(ExecuteRequest, StrayBytesHoldTheLineForSoLongAndNoLonger) {
+  for (const bool stopped : {false, true}) {
+    LinkedChannel channel;
+    channel.Line().CutAnswers(1);
+    channel.Line().OnRequest([](auto) { return Bytes(240, 0xFF); });
+    channel.Line().PauseReads(250);
+    channel.Protocol().Running = stopped ? 0 : 1;
+    channel.Protocol().ThreadId = stopped ? platform::CurrentThreadId() : 0;
+    EXPECT_EQ(0U, channel.Execute(300));
+    const std::int64_t oneTry = 250 * 11;  // the first tick beyond 344 + 4 * 500 ms after the first piece
+    EXPECT_EQ(stopped ? 250 : 3 * oneTry, channel.Clock().Elapsed());
+    EXPECT_EQ(std::vector<std::string>{kNoAnswer}, channel.LogLines());
+  }
 }
 
 TEST(ExecuteRequest, WithoutTriesSendsNothingAndSaysNothing) {

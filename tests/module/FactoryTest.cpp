@@ -1,4 +1,7 @@
 // What keeps the module loaded, and what its factory gives and refuses.
+#include <functional>
+
+#include "Protocol/model/DeviceEntry.h"
 #include "tests/module/BuiltModule.h"
 
 namespace ostrel::test {
@@ -65,6 +68,32 @@ TEST_F(Factory, LivingFactoriesLocksAndObjectsKeepTheModule) {
   EXPECT_EQ(S_FALSE, CanUnloadNow()) << "an object";
   EXPECT_EQ(0u, CallSlot<ULONG>(protocol, 2));
   EXPECT_EQ(S_OK, CanUnloadNow()) << "the object gone";
+}
+
+/// Asks at its end, which is a part of its protocol object's, whether the module may go.
+class AskingTag final : public CDeviceTag {
+ public:
+  AskingTag(const std::function<HRESULT()>& canUnload, HRESULT& answer) : canUnload_(canUnload), answer_(answer) {}
+  void Destroy(std::uint32_t flags) override {
+    answer_ = canUnload_();
+    if ((flags & 1) != 0) delete this;
+  }
+
+ private:
+  const std::function<HRESULT()> canUnload_;
+  HRESULT& answer_;
+};
+
+TEST_F(Factory, AnObjectThatEndsStillKeepsTheModule) {
+  void* const protocol = NewProtocol();
+  const DeviceConfig config{};
+  EXPECT_EQ(0, (CallSlot<std::int32_t, const void*>(protocol, 4, &config)));
+  HRESULT answer = E_FAIL;
+  auto* const tag = new AskingTag([this] { return CanUnloadNow(); }, answer);
+  CallSlot<void, std::uint32_t, void*>(protocol, 6, 0, static_cast<CDeviceTag*>(tag));
+  EXPECT_EQ(0u, CallSlot<ULONG>(protocol, 2));
+  EXPECT_EQ(S_FALSE, answer) << "code of the module still runs";
+  EXPECT_EQ(S_OK, CanUnloadNow());
 }
 
 }  // namespace

@@ -68,21 +68,85 @@ TEST(CProtocol, RefusesOtherInterfacesWithoutAReference) {
   EXPECT_EQ(0U, protocol->Release());
 }
 
-TEST(CProtocol, EndsEveryTagOnceWhereverItStands) {
-  int ended = 0;
+/// Says its number when it is ended.
+class NamedTag final : public CDeviceTag {
+ public:
+  NamedTag(int number, std::vector<int>& ended) : number_(number), ended_(ended) {}
+  void Destroy(std::uint32_t flags) override {
+    ended_.push_back(number_);
+    if ((flags & 1) != 0) delete this;
+  }
+
+ private:
+  int number_;
+  std::vector<int>& ended_;
+};
+
+TEST(CProtocol, EndsEveryTagOnceInTheOrderOfMetersAndLists) {
+  std::vector<int> ended;
+  std::vector<CDeviceTag*> tags;
+  for (int number = 0; number < 5; ++number) tags.push_back(new NamedTag(number, ended));
   IProtocol* const protocol = NewProtocol();
-  const DeviceConfig config = Config(1);
+  DeviceConfig config = Config(1);
+  // The list as a host may have filled it: with a hole.
+  for (CDeviceTag* tag : {tags[3], static_cast<CDeviceTag*>(nullptr), tags[1]}) config.Tags.Append(tag);
+  auto* const record = static_cast<AuxRecord*>(platform::TaskAlloc(sizeof(AuxRecord)));
+  *record = {.First = 1, .Second = 2, .Third = 3, .Text = nullptr};
+  for (AuxRecord* aux : {record, static_cast<AuxRecord*>(nullptr), record}) config.AuxList.Append(aux);
   protocol->AddDevice(&config);
-  protocol->AddDevice(&config);
-  auto* const repeated = new CountedTag(ended);
-  protocol->AddTag(0, repeated);
-  protocol->AddTag(0, repeated);
-  protocol->AddTag(1, repeated);
-  protocol->AddTag(1, new CountedTag(ended));
-  protocol->RemoveDevice(0);
-  EXPECT_EQ(0, ended) << "a removed meter's tags live on";
+  config = Config(2);
+  for (int meter = 1; meter < 3; ++meter) protocol->AddDevice(&config);
+  for (const int number : {2, 3, 2, 4}) protocol->AddTag(1, tags[static_cast<std::size_t>(number)]);
+  protocol->AddTag(2, tags[4]);
+  protocol->AddTag(2, tags[0]);
+  protocol->RemoveDevice(1);
+  EXPECT_TRUE(ended.empty()) << "a removed meter's tags live on";
   protocol->Release();
-  EXPECT_EQ(2, ended);
+  EXPECT_EQ((std::vector<int>{3, 1, 4, 0, 2}), ended) << "the removed meter's own come last";
+}
+
+/// Another destructor, and nothing else of its own.
+class Derived final : public CProtocol {};
+
+// Hosts that end the object by its table find the entry (or the two, as this compiler has them) directly behind slot 23.
+TEST(CProtocol, TheDestructorStandsBehindTheLastSlot) {
+  IProtocol* const base = NewProtocol();
+  IProtocol* const derived = new Derived;
+  derived->AddRef();
+  const auto table = [](IProtocol* object) { return *reinterpret_cast<void***>(object); };
+  constexpr std::size_t kLastOfIProtocol = 23;
+  for (std::size_t slot = 0; slot <= kLastOfIProtocol + 8; ++slot) {
+    const bool destructor = slot == kLastOfIProtocol + 1 || slot == kLastOfIProtocol + 2;
+    EXPECT_EQ(destructor, table(base)[slot] != table(derived)[slot]) << slot;
+  }
+  base->Release();
+  derived->Release();
+}
+
+TEST(CProtocol, CopiesARecordOfItsOwnTable) {
+  IProtocol* const protocol = NewProtocol();
+  DeviceConfig config = Config(7);
+  config.ReservedText[99] = 'x';
+  protocol->AddDevice(&config);
+  auto& devices = protocol->GetChannel()->Devices;
+  for (std::uint32_t i = 1; i < 40; ++i) ASSERT_EQ(static_cast<std::int32_t>(i), protocol->AddDevice(&devices[i - 1]));
+  EXPECT_EQ(7U, devices[39].Address);
+  EXPECT_STREQ("222222", devices[39].Level2Password);
+  EXPECT_EQ('x', devices[39].ReservedText[99]);
+  protocol->Release();
+}
+
+TEST(CProtocol, WhatItRefusesDoesNotWaitForTheLine) {
+  IProtocol* const protocol = NewProtocol();
+  protocol->LockExchange();
+  std::thread([protocol] {
+    EXPECT_EQ(-1, protocol->AddDevice(nullptr));
+    protocol->RemoveDevice(-1);
+    protocol->RemoveDevice(0);
+    protocol->AddTag(0, nullptr);
+  }).join();
+  protocol->UnlockExchange();
+  protocol->Release();
 }
 
 TEST(CProtocol, KeepsLaterMetersWholeWhenOneIsRemoved) {

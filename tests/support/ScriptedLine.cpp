@@ -162,7 +162,7 @@ HRESULT ScriptedLine::Receive(std::uint8_t* buffer, std::uint32_t* length) {
   Record("Read " + std::to_string(wanted) + " -> " + (FAILED(result) ? "failure" : std::to_string(got)));
   if (FAILED(result)) return result;
   *length = got;
-  const std::uint32_t pause = got == 0 && wanted != 0 ? answerTimeout_ : 0;
+  const std::uint32_t pause = got != 0 ? readPause_ : wanted != 0 ? answerTimeout_ : 0;
   guard.unlock();
   if (pause != 0) platform::Sleep(pause);
   return S_OK;

@@ -48,6 +48,9 @@ class ScriptedLine final : public IObjectProvider {
   /// Answers of the handler come in pieces of this many bytes; 0 for whole.
   void CutAnswers(std::size_t bytes);
 
+  /// Every read that brings bytes takes so long.
+  void PauseReads(std::uint32_t ms) { Set(readPause_, ms); }
+
   // Failures, until they are set back.
   void FailOpen(HRESULT result);
   void FailWrite(HRESULT result);
@@ -135,6 +138,7 @@ class ScriptedLine final : public IObjectProvider {
   std::size_t next_ = 0;
   Handler handler_;
   std::size_t cut_ = 0;
+  std::uint32_t readPause_ = 0;
   std::deque<Bytes> input_;
   HRESULT nextRead_ = S_OK;
   HRESULT open_ = S_OK;

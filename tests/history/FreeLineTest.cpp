@@ -1,0 +1,68 @@
+// What history does without the line: questions that no meter is needed for, and the message of a request that failed.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <future>
+
+#include "tests/history/HistoryMeter.h"
+
+namespace ostrel::test {
+namespace {
+
+using ::testing::ElementsAre;
+
+/// Notes how many lines the event log has each time that the line is let go of.
+class NotingProtocol final : public CProtocol {
+ public:
+  std::uint32_t STDMETHODCALLTYPE LockExchange() override {
+    ++depth_;
+    return CProtocol::LockExchange();
+  }
+  std::uint32_t STDMETHODCALLTYPE UnlockExchange() override {
+    if (--depth_ == 0 && channel != nullptr) lines.push_back(channel->LogLines().size());
+    return CProtocol::UnlockExchange();
+  }
+
+  TestChannel* channel = nullptr;
+  std::vector<std::size_t> lines;
+
+ private:
+  int depth_ = 0;
+};
+
+TEST(FreeLine, WhatNeedsNoMeterDoesNotWaitForTheLine) {
+  HistoryChannel history(1);
+  history.meter.AddHour("2026-11-22 10", 0x1000);
+  ASSERT_EQ(1U, history.List(kMain, "2026-11-22 10:30", "2026-11-22 11:00").count);
+  history.Protocol().LockExchange();
+  auto asked = std::async(std::launch::async, [&history] {
+    std::uint32_t period = 0;
+    EXPECT_EQ(kGood, history.Read(kMain, "2026-11-22 10:30").value.Quality);
+    EXPECT_EQ(2, history.Protocol().GetHistoryInterval(40000, 0, &period));
+    history.Entry().ExchangeOn = 0;
+    EXPECT_EQ(0U, history.List(kMain, "2026-11-22 10:30", "2026-11-22 11:00").result);
+    EXPECT_EQ(0U, history.Check(40000, "2026-11-22"));
+  });
+  EXPECT_EQ(std::future_status::ready, asked.wait_for(std::chrono::seconds(20)));
+  history.Protocol().UnlockExchange();
+}
+
+TEST(FreeLine, AFailureIsWrittenWhenTheLineIsFree) {
+  auto* const protocol = new NotingProtocol;
+  TestChannel channel({.retries = 1}, protocol);
+  channel.AddMeter(1, 1);
+  channel.Line().OnRequest([](auto) { return Bytes{}; });
+  protocol->channel = &channel;
+  FILETIME time = TimeAt("2026-11-22");
+  FILETIME end = TimeAt("2026-11-23");
+  TimestampList list{};
+  const HistoryItem item{.hostWord0_ = 0, .DeviceIndex = 0, .hostWord8_ = 0, .MeterType = 1, .TagId = 40000, .Tariff = 1};
+  HistoryValue value{};
+  EXPECT_EQ(0U, protocol->GetHistoryTimestamps(1, kMain, 0, &time, &end, &list));
+  EXPECT_EQ(0U, protocol->ReadHistoryValue(1, &item, &time, &value));
+  EXPECT_THAT(protocol->lines, ElementsAre(0U, 1U)) << "each message follows its own request's line";
+  protocol->channel = nullptr;
+}
+
+}  // namespace
+}  // namespace ostrel::test

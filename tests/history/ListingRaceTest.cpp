@@ -1,0 +1,127 @@
+// A history listing beside the poll thread's first cycles: both need the meter's factors, and only one reads them. The listing
+// starts at each request of the poll thread in turn, and each of its own answers is lost in turn.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "Protocol/model/TagCatalogue.h"
+#include "tests/history/HistoryMeter.h"
+
+namespace ostrel::test {
+namespace {
+
+constexpr int kPolledRequests = 24;  // three cycles
+constexpr int kCases = 1000;
+
+struct Interleaving {
+  int startsAt;       // poll thread's request at which the listing begins; from 0 down: listing's at which the poll thread does
+  int loses;          // number of the listing's request that is not answered; 0: none
+  std::uint32_t tag;  // what is listed
+};
+
+class Race {
+ public:
+  explicit Race(const Interleaving& how) : how_(how), channel_({.retries = 1, .pollPeriodSeconds = 1}) {
+    meter_.coefficients = Hex("00 14 00 64");  // 20 and 100
+    meter_.AddHours("2026-11-22 08", "2026-11-22 10");
+    channel_.Line().KeepRecords(false);
+    channel_.Line().OnRequest([this](auto request) { return Answer(request); });
+    device_ = channel_.AddMeter(1, 1);
+    for (const std::uint32_t number : {9U, 19U, 29U, 39U}) tags_.push_back(channel_.AddTag(device_, number));
+  }
+
+  /// Values that were scaled by other factors than the meter's.
+  int Run() {
+    CProtocol& protocol = channel_.Protocol();
+    if (how_.startsAt <= 0) StartListing();
+    if (how_.startsAt <= 0) pollingDue_.wait(false);
+    EXPECT_EQ(1U, protocol.Start());
+    for (int polled = polled_; polled < kPolledRequests; polled = polled_) polled_.wait(polled);
+    protocol.Stop();
+    listing_.join();
+    CountWrong();
+    for (const CDeviceTag* tag : tags_) EXPECT_EQ(kQualityGood, tag->Quality) << tag->TagNumber;
+    return wrong_;
+  }
+
+ private:
+  Bytes Answer(std::span<const std::uint8_t> request) {
+    if (std::this_thread::get_id() == listing_.get_id()) return AnswerListing(request);
+    CountWrong();
+    const bool begins = ++polled_ == how_.startsAt;
+    polled_.notify_all();
+    if (begins) {
+      StartListing();
+      AwaitWaiter();
+    }
+    return meter_.Answer(request);
+  }
+
+  Bytes AnswerListing(std::span<const std::uint8_t> request) {
+    if (++listed_ == 1 - how_.startsAt) {
+      Raise(pollingDue_);
+      AwaitWaiter();
+    }
+    return listed_ == how_.loses ? Bytes() : meter_.Answer(request);
+  }
+
+  static void Raise(std::atomic<bool>& flag) {
+    flag = true;
+    flag.notify_all();
+  }
+
+  /// The other thread stands in line behind this request.
+  void AwaitWaiter() {
+    while (channel_.Protocol().ExchangeLock.Waiters() == 0) std::this_thread::yield();
+  }
+
+  void StartListing() {
+    listing_ = std::thread([this] {
+      started_.wait(false);
+      FILETIME start = TimeAt("2026-11-22 08:30");
+      FILETIME end = TimeAt("2026-11-22 09:30");
+      TimestampList list{};
+      channel_.Protocol().GetHistoryTimestamps(1, how_.tag, device_, &start, &end, &list);
+      Raise(pollingDue_);
+    });
+    Raise(started_);
+  }
+
+  /// 20000 impulses at 5000 per kWh, counted twice each, times 20 and 100: 2 * 2000, and so on through the four kinds.
+  void CountWrong() {
+    float kind = 1;
+    for (const CDeviceTag* tag : tags_) {
+      const float expected = 4000.0F * kind++;
+      if (tag->Quality == kQualityGood && tag->Value.fltVal != expected) ++wrong_;
+    }
+  }
+
+  const Interleaving how_;
+  HistoryMeter meter_{1};
+  TestChannel channel_;
+  std::uint32_t device_ = 0;
+  std::vector<CDeviceTag*> tags_;
+  std::thread listing_;
+  std::atomic<bool> started_{false};
+  std::atomic<bool> pollingDue_{false};
+  std::atomic<int> polled_{0};
+  std::atomic<int> listed_{0};
+  int wrong_ = 0;
+};
+
+TEST(ListingRace, NoValueIsScaledByFactorsThatTheOtherIsReading) {
+  int done = 0;
+  for (int loses = 0; loses <= 16; ++loses) {
+    for (int startsAt = -3; startsAt <= kPolledRequests - 7; ++startsAt) {
+      for (const std::uint32_t tag : {kMain, 40000U, 40036U}) {
+        EXPECT_EQ(0, Race({startsAt, loses, tag}).Run()) << startsAt << " " << loses << " " << tag;
+        ++done;
+      }
+    }
+  }
+  EXPECT_GE(done, kCases);
+}
+
+}  // namespace
+}  // namespace ostrel::test

@@ -1,0 +1,155 @@
+// History as the host program reads it, over the plug-in in this process and a simulated meter, on the virtual clock: however an
+// interval is cut, it brings what one listing of the whole memory brings.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <random>
+#include <set>
+
+#include "host/session/HistoryReader.h"
+#include "simulator/Meter.h"
+#include "tests/support/TestChannel.h"
+#include "tests/support/TimeZone.h"
+
+namespace ostrel::host {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+using Series = std::map<WallTime, std::optional<double>>;
+
+constexpr std::uint32_t kType = 1;
+constexpr std::uint32_t kProfileTag = 40108;
+constexpr std::uint32_t kDayTag = 40008;
+
+class ReadMeter {
+ public:
+  explicit ReadMeter(const std::string& keys) : meter_(Parsed("1:1:searchpolls=0:" + keys), 1) {
+    channel.Line().KeepRecords(false);
+    channel.Line().OnRequest([this](auto request) {
+      return silentFrom != 0 && ++asked > silentFrom ? Bytes() : meter_.Answer(request, platform::UtcMilliseconds());
+    });
+    channel.AddMeter(1, kType);
+    channel.Protocol().Running = 1;
+  }
+  ~ReadMeter() { channel.Protocol().Running = 0; }
+
+  HistoryClient Client() { return {channel.Protocol(), kType, 0}; }
+  HistoryOutcome Read(std::uint32_t tagId, std::optional<WallTime> from, std::optional<WallTime> to) {
+    HistoryTag tag = Tag(tagId);
+    series.clear();
+    return HistoryReader(Client()).Read(
+        tag, from, to,
+        [this](const HistoryRecord& record) {
+          EXPECT_TRUE(series.empty() || series.rbegin()->first < record.time) << WallTimeText(record.time);
+          series[record.time] = record.value;
+          qualities.insert(record.quality);
+        },
+        [](std::size_t done, std::size_t expected) { EXPECT_LE(done, expected); });
+  }
+  /// One listing that begins with the first record of an hour.
+  Series Whole(WallTime from, WallTime to) {
+    HistoryClient client = Client();
+    Series whole;
+    const HistoryListing listing = client.List(kProfileTag, {.from = from, .to = to});
+    EXPECT_TRUE(listing.answered);
+    for (const WallTime time : listing.times) whole[time] = client.Read(Tag(kProfileTag), time).record.value;
+    return whole;
+  }
+
+  test::TestChannel channel;
+  Series series;
+  std::set<std::uint32_t> qualities;
+  std::uint32_t silentFrom = 0;  // answers so many requests; 0: all
+  std::uint32_t asked = 0;
+
+ private:
+  static HistoryTag Tag(std::uint32_t id) { return DescribeHistoryTag({.id = id, .name = {}, .descriptor = {}}, std::nullopt); }
+  static sim::MeterSpec Parsed(const std::string& text) {
+    sim::MeterSpec spec;
+    std::string error;
+    EXPECT_TRUE(sim::ParseMeterSpec(text, spec, error)) << error;
+    return spec;
+  }
+
+  sim::Meter meter_;
+};
+
+WallTime At(const std::string& text) { return ParseWallTime("time", text); }
+
+/// Cuts of half an hour to two days, all over the memory. None touches the night of a change: in a zone that has it the hours of
+/// that night are read by times that stand for two.
+std::string PowerCuts(std::mt19937& random, WallTime begin, WallTime now, WallTime change) {
+  std::string keys;
+  for (int i = 0; i < 8; ++i) {
+    const WallTime from = begin + static_cast<WallTime>(random() % static_cast<std::uint32_t>(now - 3 * kDaySeconds - begin));
+    const WallTime to = from + 1800 + random() % (2 * kDaySeconds);
+    if (from > change + 6 * kHourSeconds || to < change - 6 * kHourSeconds) {
+      keys += ":powercut=" + WallTimeText(from) + "/" + WallTimeText(to);
+    }
+  }
+  return keys;
+}
+
+TEST(HistoryReader, AnyIntervalIsItsPartOfTheWholeMemory) {
+  const struct {
+    WallTime period;
+    const char* now;
+    const char* change;
+    const char* begin;  // of the memory, were there no cuts; first record of an hour
+  } rows[] = {
+      {3, "2026-04-02T10:40", "2026-03-29T02:00", "2026-03-10T00:03"},
+      {3, "2026-10-30T10:40", "2026-10-25T02:00", "2026-10-10T00:03"},
+      {15, "2026-04-20T10:40", "2026-03-29T02:00", "2026-01-01T00:15"},
+      {30, "2026-04-20T10:40", "2026-03-29T02:00", "2025-12-01T00:30"},
+      {30, "2026-11-20T10:40", "2026-10-25T02:00", "2026-07-01T00:30"},
+      {60, "2026-11-20T10:40", "2026-10-25T02:00", "2026-05-01T01:00"},
+  };
+  std::mt19937 random(9);
+  for (const char* const zoneName : {"UTC", "Europe/Berlin"}) {
+    const test::TimeZone zone(zoneName);
+    for (const auto& row : rows) {
+      const WallTime now = At(row.now);
+      const WallTime change = At(row.change);
+      const std::string keys = "dst=1:at=" + WallTimeText(now) + ":period=" + std::to_string(row.period) +
+                               PowerCuts(random, At(row.begin), now, change);
+      const Series whole = ReadMeter(keys).Whole(At(row.begin) - 20 * kDaySeconds, now + kDaySeconds);
+      ASSERT_LT(500U, whole.size()) << keys;
+      for (int i = 0; i < 9; ++i) {
+        // Every third one lies about the change.
+        const WallTime middle =
+            i % 3 == 0 ? change
+                       : At(row.begin) + static_cast<WallTime>(random() % static_cast<std::uint32_t>(now - At(row.begin)));
+        const WallTime length = kHourSeconds + random() % (99 * kHourSeconds);
+        const WallTime from = middle - static_cast<WallTime>(random() % static_cast<std::uint32_t>(length));
+        ReadMeter meter(keys);
+        const HistoryOutcome outcome = meter.Read(kProfileTag, from, from + length);
+        EXPECT_TRUE(outcome == HistoryOutcome::Complete || outcome == HistoryOutcome::MemoryEnded);
+        EXPECT_EQ(Series(whole.lower_bound(from), whole.lower_bound(from + length)), meter.series)
+            << zoneName << " " << keys << " " << WallTimeText(from) << " " << length;
+      }
+    }
+  }
+}
+
+TEST(HistoryReader, AnArchiveEndsWithTheMeterThatFellSilent) {
+  ReadMeter meter("at=2026-11-20T10:40:00");
+  meter.silentFrom = 20;
+  EXPECT_EQ(HistoryOutcome::Unanswered, meter.Read(kDayTag, std::nullopt, std::nullopt));
+  EXPECT_GT(30U, meter.series.size());
+  EXPECT_LE(meter.asked, meter.silentFrom + 2 * 3) << "two questions of three tries";
+}
+
+TEST(HistoryReader, WithoutAConstantThereIsNoValue) {
+  for (const std::uint32_t tag : {kDayTag, kProfileTag}) {
+    ReadMeter meter("at=2026-11-20T10:40:00");
+    meter.channel.Entry(0).InfoRead = 1;
+    meter.channel.Entry(0).MeterConstant = 0;
+    EXPECT_EQ(HistoryOutcome::Complete, meter.Read(tag, At("2026-11-19T00:00"), At("2026-11-20T00:30")));
+    EXPECT_LE(2U, meter.series.size());
+    for (const auto& [time, value] : meter.series) EXPECT_FALSE(value) << WallTimeText(time);
+    EXPECT_EQ(std::set<std::uint32_t>{kHistoryBad}, meter.qualities);
+  }
+}
+
+}  // namespace
+}  // namespace ostrel::host
