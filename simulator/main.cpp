@@ -52,7 +52,9 @@ void Describe(CLI::App& app, Options& options) {
   app.add_flag("--uart", options.uart, "who talks at another speed or parity is not understood, and hears garbage (pty)");
   app.add_option("--seed", options.seed, "what the meters show and how faults fall")->capture_default_str();
   app.add_option("--faults", options.faults, "file of faults (TOML)");
-  app.footer("Keys of a meter:\n" + DescribeMeterKeys());
+  app.set_version_flag("--version", "ostrel-meter " OSTREL_VERSION);
+  app.footer("Exit codes: 0 done, 2 wrong usage, 4 no line, 70 an error of the program itself.\n\nKeys of a meter:\n" +
+             DescribeMeterKeys());
   app.add_option("METER", options.meters, "address:type[:key=value...]")->required();
 }
 

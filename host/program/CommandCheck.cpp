@@ -19,8 +19,10 @@ constexpr std::uint32_t kConnectionId = kFirstDaId + kTagConnectionState;
 constexpr std::uint32_t kSerialNumberId = kFirstDaId;
 
 // The serial number needs an open access channel, so that it also shows that the password is right.
-Config ConfigFor(const CommonOptions& options) {
+Config ConfigFor(const CommonOptions& options, const Plugin& plugin) {
   Config config = ReadConfig(options.config);
+  // The tags that it names are looked at too, though others are read.
+  (void)Session(plugin, config, Session::Clocks::LeaveAlone);
   for (ChannelConfig& channel : config.channels) {
     for (MeterConfig& meter : channel.meters) {
       meter.exchange = true;
@@ -108,8 +110,8 @@ bool AskMeters(const Plugin& plugin, const Config& config, CheckReport& report) 
 }  // namespace
 
 ExitCode CommandCheck(const CommonOptions& options) {
-  const Config config = ConfigFor(options);
   const Plugin plugin = Plugin::Load(options.module);
+  const Config config = ConfigFor(options, plugin);
   CheckReport report(options.json);
   if (!AskMeters(plugin, config, report)) return kExitInterrupted;
   const std::vector<MeterType> types = ReadMeterTypes(*plugin.CreateProtocol());

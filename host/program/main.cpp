@@ -11,6 +11,8 @@
 #include <sstream>
 
 #include "host/program/Commands.h"
+#include "host/session/NearNames.h"
+#include "host/show/JsonLines.h"
 #include "host/show/Output.h"
 #include "platform/console.h"
 
@@ -22,6 +24,16 @@ using Command = std::function<ExitCode()>;
 // Time is counted in ms of 32 bits.
 const CLI::Range kSeconds(0, 4'000'000);
 
+constexpr const char* kExitCodes =
+    "Exit codes:\n"
+    "  0    done\n"
+    "  2    wrong usage or configuration; nothing was sent\n"
+    "  3    a meter did not answer or refused\n"
+    "  4    the port could not be opened\n"
+    "  5    results or a log could not be written\n"
+    "  70   an error of the program itself\n"
+    "  130  interrupted before the end";
+
 class CommandLine {
  public:
   CommandLine();
@@ -29,6 +41,7 @@ class CommandLine {
   [[nodiscard]] int Run(std::vector<std::string> arguments);
 
  private:
+  void CheckCommand(const std::vector<std::string>& arguments) const;
   CLI::App* Add(const std::string& name, const std::string& what, CommonOptions& common, Command command);
   void AddConfig(CLI::App* app, CommonOptions& common);
   void AddPolling();
@@ -58,6 +71,8 @@ class CommandLine {
 
 CommandLine::CommandLine() {
   app_.require_subcommand(1);
+  app_.set_version_flag("--version", "ostrel-host " OSTREL_VERSION);
+  app_.footer(kExitCodes);
   AddPolling();
   AddQuestions();
   AddDoctor();
@@ -84,8 +99,8 @@ void CommandLine::AddPolling() {
   CLI::App* const run = Add("run", "poll until stopped; with --allow-writes takes lines 'write METER TAG VALUE'", run_.common,
                             [this] { return CommandRun(run_); });
   AddConfig(run, run_.common);
-  run->add_option("--passes", run_.passes, "end after so many passes of each channel");
-  run->add_option("--seconds", run_.seconds, "end after so long")->check(kSeconds);
+  run->add_option("--passes", run_.passes, "end after so many passes of each channel; 0: no limit");
+  run->add_option("--seconds", run_.seconds, "end after so long; 0: no limit")->check(kSeconds);
   run->add_flag("--every-pass", run_.everyPass, "print every tag after every pass, not only what changed");
 
   run->add_flag("--allow-writes", run_.allowWrites, "take 'write' lines; without it meters are only read");
@@ -176,20 +191,34 @@ void CommandLine::AddBrowsing() {
 }
 
 int CommandLine::Run(std::vector<std::string> arguments) {
-  // As the library wants them: from the last to the first.
-  std::reverse(arguments.begin(), arguments.end());
+  const bool json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
   try {
+    CheckCommand(arguments);
+    // As the library wants them: from the last to the first.
+    std::reverse(arguments.begin(), arguments.end());
     app_.parse(std::move(arguments));
     return chosen_();
   } catch (const CLI::ParseError& error) {
     std::ostringstream text;
-    const int result = app_.exit(error, text, std::cerr);
+    const bool asked = app_.exit(error, text, std::cerr) == 0;
     Print(text.str());
-    return result == 0 ? kExitDone : kExitUsage;
+    if (!asked && json) Print(ErrorJson(kExitUsage, error.what()) + '\n');
+    return asked ? kExitDone : kExitUsage;
   } catch (const Failure& failure) {
     fmt::print(stderr, "{}\n", failure.what());
+    if (json) Print(ErrorJson(failure.Code(), failure.what()) + '\n');
     return failure.Code();
   }
+}
+
+// The library would only say that a word was not expected.
+void CommandLine::CheckCommand(const std::vector<std::string>& arguments) const {
+  if (arguments.empty() || arguments.front().starts_with('-')) return;
+  std::vector<std::string> names;
+  for (const CLI::App* const command : app_.get_subcommands([](const CLI::App*) { return true; }))
+    names.push_back(command->get_name());
+  if (std::find(names.begin(), names.end(), arguments.front()) != names.end()) return;
+  throw Failure(kExitUsage, "there is no command \"" + arguments.front() + "\"" + DidYouMean(arguments.front(), names));
 }
 
 int ReportInternal(const char* what) {

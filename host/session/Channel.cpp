@@ -10,6 +10,7 @@
 #include "Protocol/link/ChannelRecord.h"
 #include "Protocol/link/PortSettings.h"
 #include "host/session/Failure.h"
+#include "host/session/NearNames.h"
 #include "host/session/TagSelection.h"
 #include "platform/clock.h"
 #include "platform/text.h"
@@ -79,6 +80,27 @@ std::vector<bool> NamedTags(const std::vector<TagDefinition>& definitions, const
   return chosen;
 }
 
+bool IsHistoryTag(IProtocol& protocol, std::uint32_t meterType, const std::string& text) {
+  try {
+    return !SelectTags(ReadTagDefinitions(protocol, meterType, kBranchHda), text).empty();
+  } catch (const Failure&) {
+    return false;
+  }
+}
+
+// A tag that somebody misspelt may be right in the other branch.
+void RejectHistoryTags(IProtocol& protocol, std::uint32_t meterType, const std::vector<TagDefinition>& definitions,
+                       const std::vector<PlacedText>& names) {
+  for (const PlacedText& wanted : names) {
+    const auto known = [&wanted](const TagDefinition& tag) { return Lowered(tag.name) == Lowered(wanted.text); };
+    if (std::any_of(definitions.begin(), definitions.end(), known) || !IsHistoryTag(protocol, meterType, wanted.text)) continue;
+    if (wanted.text.find_first_of("*?") != std::string::npos) continue;
+    const std::string what = "\"" + wanted.text + "\" is a history tag: use `history`";
+    if (wanted.place.file.empty()) throw Failure(kExitUsage, what);
+    FailAt(wanted.place, what);
+  }
+}
+
 std::vector<std::size_t> SelectedTags(const std::vector<TagDefinition>& definitions, const MeterConfig& config) {
   const std::vector<bool> chosen = NamedTags(definitions, config.tags, true);
   std::vector<std::size_t> selected;
@@ -136,6 +158,7 @@ void Channel::ApplySettings() {
 void Channel::AddMeter(const MeterConfig& config, const std::vector<MeterType>& types) {
   Meter meter{.config = config, .type = TypeOf(types, config), .index = 0, .tags = {}, .selected = {}};
   const std::vector<TagDefinition> definitions = ReadTagDefinitions(*protocol_, meter.type.id, kBranchDa);
+  RejectHistoryTags(*protocol_, meter.type.id, definitions, config.tags);
   if (config.polled) meter.selected = SelectedTags(definitions, config);
   const std::vector<bool> protectedTags = NamedTags(definitions, config.readOnly, false);
   const std::vector<bool> writable = NamedTags(definitions, config.writable, true);

@@ -19,12 +19,15 @@
 namespace ostrel::host {
 namespace {
 
-constexpr std::size_t kPasswordBytes = 12;
+constexpr std::size_t kPasswordBytes = 6;
+/// The longest path that the event log keeps.
+constexpr std::size_t kLogPathBytes = 259;
 constexpr std::array<std::uint32_t, 10> kBaudRates = {300, 600, 1200, 2400, 4800, 9600, 19200, 38400, 57600, 115200};
 constexpr std::array<const char*, 5> kParityWords = {"none", "even", "odd", "mark", "space"};
-constexpr Range kAnyWord = {0, std::numeric_limits<std::uint16_t>::max()};
+constexpr Range kTries = {1, std::numeric_limits<std::uint16_t>::max()};
 constexpr Range kCoefficients = {0, std::numeric_limits<std::uint32_t>::max()};
 constexpr Range kMilliseconds = {0, 600000};
+constexpr Range kTimeout = {1, 600000};
 /// The plug-in counts its period in ms of 32 bits.
 constexpr Range kSeconds = {0, std::numeric_limits<std::uint32_t>::max() / 1000};
 constexpr Range kKilobytes = {0, std::numeric_limits<std::int32_t>::max()};
@@ -34,9 +37,28 @@ std::uint32_t Unsigned(std::int64_t value) { return static_cast<std::uint32_t>(v
 
 std::string Password(TableReader& reader, const char* key) {
   std::string password = reader.Text(key, "");
-  if (platform::Utf8ToCp1251(password).size() > kPasswordBytes)
-    reader.Fail(key, fmt::format("is longer than {} characters", kPasswordBytes));
+  if (!password.empty() && platform::Utf8ToCp1251(password).size() != kPasswordBytes)
+    reader.Fail(key, fmt::format("must have {} characters, as meters' passwords do", kPasswordBytes));
   return password;
+}
+
+// Names stand in messages, tables and files, a line each.
+std::string Name(TableReader& reader, const char* key) {
+  std::string name = reader.RequiredText(key);
+  const bool control = std::any_of(name.begin(), name.end(),
+                                   [](char letter) { return static_cast<unsigned char>(letter) < ' ' || letter == '\x7F'; });
+  if (control) reader.Fail(key, "must not hold control characters");
+  return name;
+}
+
+// Whether lines can be appended; what was not there before is not there afterwards.
+bool IsWritable(const std::string& file) {
+  const std::filesystem::path path = platform::PathOf(file);
+  std::error_code failed;
+  const bool there = std::filesystem::exists(path, failed);
+  const bool opens = std::ofstream(path, std::ios::app).is_open();
+  if (!there && opens) std::filesystem::remove(path, failed);
+  return opens;
 }
 
 void ReadType(TableReader& reader, MeterConfig& meter) {
@@ -73,7 +95,7 @@ std::vector<PlacedText> ReadTags(TableReader& reader, const char* key) {
 
 MeterConfig ReadMeter(TableReader reader) {
   MeterConfig meter;
-  meter.name = reader.RequiredText("name");
+  meter.name = Name(reader, "name");
   meter.address = Unsigned(reader.RequiredInteger("address", kByte));
   ReadType(reader, meter);
   if (reader.Node("level1_password") != nullptr) meter.level1Password = Password(reader, "level1_password");
@@ -99,9 +121,9 @@ void ReadLine(TableReader& reader, ChannelConfig& channel) {
   if (std::find(kParityWords.begin(), kParityWords.end(), channel.parity) == kParityWords.end()) {
     reader.Fail("parity", fmt::format("must be one of {}, not \"{}\"", fmt::join(kParityWords, ", "), channel.parity));
   }
-  channel.retries = static_cast<std::uint16_t>(reader.Integer("retries", 3, kAnyWord));
+  channel.retries = static_cast<std::uint16_t>(reader.Integer("retries", 3, kTries));
   channel.pollPeriodSeconds = Unsigned(reader.Integer("poll_period_s", 5, kSeconds));
-  channel.timeoutMs = Unsigned(reader.Integer("timeout_ms", 500, kMilliseconds));
+  channel.timeoutMs = Unsigned(reader.Integer("timeout_ms", 500, kTimeout));
   channel.preSendPauseMs = Unsigned(reader.Integer("pre_send_pause_ms", 0, kMilliseconds));
   channel.lateGuardMs = Unsigned(reader.Integer("late_guard_ms", 100, kMilliseconds));
   channel.echo = reader.Boolean("echo", false);
@@ -116,7 +138,7 @@ void ReadDevice(TableReader& reader, ChannelConfig& channel) {
 
 ChannelConfig ReadChannel(TableReader reader, const std::string& file) {
   ChannelConfig channel;
-  channel.port = reader.RequiredText("port");
+  channel.port = Name(reader, "port");
   if (platform::Utf8ToCp1251(channel.port).size() > kPortNameKept) {
     reader.Fail("port", fmt::format("is longer than {} characters", kPortNameKept));
   }
@@ -139,11 +161,15 @@ ChannelConfig ReadChannel(TableReader reader, const std::string& file) {
 void RejectTwins(const toml::table& root, const std::string& file) {
   std::map<std::string, bool> ports;
   std::map<std::string, bool> meters;
+  std::map<std::string, std::string> devices;  // and the port that has each
   TableReader reader(root, file, "");
   for (const toml::table* const channelTable : reader.Tables("channel")) {
     TableReader channel(*channelTable, file, "channel.");
     const std::string port = channel.Text("port", "");
     if (!ports.emplace(port, true).second) channel.Fail("port", "\"" + port + "\" is already the name of another channel");
+    const std::string device = channel.Text("device", "");
+    const auto [taken, isNew] = devices.emplace(device, port);
+    if (!isNew && !device.empty() && device != "simulated") channel.Fail("device", "is already the device of " + taken->second);
     for (const toml::table* const meterTable : channel.Tables("meter")) {
       TableReader meter(*meterTable, file, "channel.meter.");
       const std::string name = meter.Text("name", "");
@@ -157,12 +183,16 @@ void ReadDiagnostics(TableReader& root, Config& config) {
     TableReader log(*table, config.file, "log.");
     config.logFile = log.RequiredText("file");
     if (!platform::Utf8ToSystemPath(config.logFile)) log.Fail("file", "has a character that this system's code page lacks");
+    if (platform::Utf8ToSystemPath(config.logFile)->size() > kLogPathBytes)
+      log.Fail("file", fmt::format("is longer than {} bytes", kLogPathBytes));
+    if (!IsWritable(config.logFile)) log.Fail("file", "cannot be written");
     config.logLimitKb = Unsigned(log.Integer("limit_kb", 1024, kKilobytes));
     log.RejectOthers();
   }
   if (const toml::table* const table = root.Table("trace")) {
     TableReader trace(*table, config.file, "trace.");
     config.traceFile = trace.RequiredText("file");
+    if (!IsWritable(config.traceFile)) trace.Fail("file", "cannot be written");
     config.traceSettings = trace.Text("settings", "DBG_COMMON=1");
     trace.RejectOthers();
   }

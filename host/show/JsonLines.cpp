@@ -77,6 +77,14 @@ std::string LinkJson(const std::string& channel, const MeterReadings& meter) {
   return Dump(json);
 }
 
+std::string ErrorJson(int code, const std::string& message) {
+  Json json;
+  json["event"] = "error";
+  json["code"] = code;
+  json["message"] = message;
+  return Dump(json);
+}
+
 std::string LogJson(const LogLine& line) {
   Json json;
   json["event"] = "log";

@@ -27,6 +27,8 @@ struct WhyReport {
                                   const TagReading& reading);
 [[nodiscard]] std::string PassJson(const std::string& channel, const PassReport& report);
 [[nodiscard]] std::string LinkJson(const std::string& channel, const MeterReadings& meter);
+/// Why a command ended early, with its exit code.
+[[nodiscard]] std::string ErrorJson(int code, const std::string& message);
 [[nodiscard]] std::string LogJson(const LogLine& line);
 [[nodiscard]] std::string WriteJson(const WriteReport& report);
 /// The lines of the log of writes: with when and by whom.
