@@ -93,7 +93,7 @@ int Run(platform::VirtualClock& clock) {
                                   counts.lineMs += LineMs(request.size() + answer.size());
                                   if (StillSearches(request, answer)) counts.pausesMs += kSearchPollPauseMs;
                                 }});
-  CProtocol* const protocol = MakeProtocol(services.Context());
+  CProtocol* const protocol = MakeProtocol(&services.MakeContext());
   const std::int64_t begun = clock.Elapsed();
   const std::uint32_t listed = ListAll(*protocol);
   const std::int64_t elapsed = clock.Elapsed() - begun;

@@ -8,6 +8,18 @@ else()
   set(library_folder lib)
   set(document_folder share/doc/ostrel)
 endif()
+# Programs and libraries are shipped without debug information; it goes into files of its own, which each of them names.
+set(debug_folder ${CMAKE_BINARY_DIR}/debug)
+if(OSTREL_SPLIT_DEBUG)
+  foreach(target ostrel-host ostrel-meter OstrelProtocol TavrinDAServer)
+    add_custom_command(TARGET ${target} POST_BUILD
+      COMMAND ${CMAKE_COMMAND} -E make_directory ${debug_folder}
+      COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}> ${debug_folder}/$<TARGET_FILE_NAME:${target}>.debug
+      COMMAND ${CMAKE_OBJCOPY} --strip-unneeded --add-gnu-debuglink=${debug_folder}/$<TARGET_FILE_NAME:${target}>.debug
+              $<TARGET_FILE:${target}>
+      VERBATIM)
+  endforeach()
+endif()
 install(TARGETS ostrel-host ostrel-meter RUNTIME DESTINATION ${program_folder})
 install(TARGETS OstrelProtocol TavrinDAServer RUNTIME DESTINATION ${program_folder} LIBRARY DESTINATION ${library_folder})
 install(FILES docs/example.toml README.md CHANGELOG.md DESTINATION ${document_folder})
@@ -24,7 +36,7 @@ set(CPACK_PACKAGE_VENDOR "Ostrel maintainers")
 set(CPACK_PACKAGE_CONTACT "Ostrel maintainers <ostrel@localhost>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Electricity meters of three families for an OPC server")
 set(CPACK_PACKAGE_DESCRIPTION "A plug-in that polls three-phase electricity meters on serial lines,\na host program for it, and a meter simulator.")
-set(CPACK_STRIP_FILES ON)
+set(CPACK_STRIP_FILES OFF)
 if(WIN32)
   set(CPACK_GENERATOR ZIP)
   set(CPACK_PACKAGE_FILE_NAME ostrel-${PROJECT_VERSION}-windows-${CMAKE_SYSTEM_PROCESSOR})

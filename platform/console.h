@@ -33,17 +33,25 @@ struct TerminalSize {
 /// Whether standard error is a terminal that a line can be redrawn on.
 [[nodiscard]] bool ErrorIsTerminal();
 
-/// Lines of standard input, without stopping for them.
+/// Lines of standard input, without stopping for them. One at a time in a program.
 class LineInput {
  public:
+  LineInput();
+  ~LineInput();
+  LineInput(const LineInput&) = delete;
+  LineInput& operator=(const LineInput&) = delete;
+
   /// Waits up to `milliseconds` for a whole line and takes it without its end; false when none came. Waits also when the
   /// input has ended, so that a loop around it does not spin.
   [[nodiscard]] bool Take(std::string& line, std::uint32_t milliseconds);
+  /// Ends the wait of a Take that is under way, or of the next one. From any thread.
+  void Wake();
 
  private:
   bool TakeBuffered(std::string& line);
   std::string buffer_;
   bool ended_ = false;
+  int waker_ = -1;
 };
 
 }  // namespace ostrel::platform

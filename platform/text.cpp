@@ -122,6 +122,16 @@ Result Convert(Source text, Reader read, Writer write) {
   return result;
 }
 
+template <class Left, class Right, class LeftReader, class RightReader>
+bool Same(Left left, Right right, LeftReader readLeft, RightReader readRight) {
+  std::size_t atLeft = 0;
+  std::size_t atRight = 0;
+  while (atLeft < left.size() && atRight < right.size()) {
+    if (readLeft(left, atLeft) != readRight(right, atRight)) return false;
+  }
+  return atLeft == left.size() && atRight == right.size();
+}
+
 }  // namespace
 
 OleString Cp1251ToOle(std::string_view text) { return Convert<OleString>(text, Read1251, WriteOle); }
@@ -135,5 +145,11 @@ std::string Utf8ToCp1251(std::string_view text) { return Convert<std::string>(te
 std::string OleToUtf8(std::basic_string_view<OLECHAR> text) { return Convert<std::string>(text, ReadOle, WriteUtf8); }
 
 OleString Utf8ToOle(std::string_view text) { return Convert<OleString>(text, ReadUtf8, WriteOle); }
+
+bool SameText(std::basic_string_view<OLECHAR> text, std::string_view utf8) { return Same(text, utf8, ReadOle, ReadUtf8); }
+
+bool SameTextAsCp1251(std::basic_string_view<OLECHAR> text, std::string_view cp1251) {
+  return Same(text, cp1251, ReadOle, Read1251);
+}
 
 }  // namespace ostrel::platform

@@ -19,6 +19,9 @@ using OleString = std::basic_string<OLECHAR>;
 [[nodiscard]] std::string Utf8ToCp1251(std::string_view text);
 [[nodiscard]] std::string OleToUtf8(std::basic_string_view<OLECHAR> text);
 [[nodiscard]] OleString Utf8ToOle(std::string_view text);
+/// Whether OleToUtf8 of the one would give the other, and Cp1251ToOle of the one the other; without making a text.
+[[nodiscard]] bool SameText(std::basic_string_view<OLECHAR> text, std::string_view utf8);
+[[nodiscard]] bool SameTextAsCp1251(std::basic_string_view<OLECHAR> text, std::string_view cp1251);
 
 /// A path as the system's functions of narrow paths take it: on Windows in the system's code page, elsewhere as it is.
 /// Nothing when a character of it has no place there.

@@ -13,7 +13,7 @@ EnergyCounters::EnergyCounters(const MeterType& type, SmoothCurve active, Smooth
       reactive_(std::move(reactive)),
       pulses_per_watt_second_(pulsesPerKwh / 3.6e6),
       outages_(std::move(outages)),
-      days_(1) {}
+      kept_(1) {}
 
 Energies EnergyCounters::At(int tariff, MeterTime time) const {
   if (time <= kInstalled) return {};
@@ -61,14 +61,26 @@ void EnergyCounters::AddDay(Totals& totals, MeterTime dayStart, MeterTime time) 
   }
 }
 
-const EnergyCounters::Totals& EnergyCounters::UpToDay(std::size_t day) const {
-  while (days_.size() <= day) {
-    Totals next = days_.back();
-    const MeterTime start = kInstalled + static_cast<MeterTime>(days_.size() - 1) * kDay;
-    AddDay(next, start, start + kDay);
-    days_.push_back(next);
+void EnergyCounters::AddWholeDays(Totals& totals, std::size_t from, std::size_t to) const {
+  for (std::size_t day = from; day < to; ++day) {
+    const MeterTime start = kInstalled + static_cast<MeterTime>(day) * kDay;
+    AddDay(totals, start, start + kDay);
   }
-  return days_[day];
+}
+
+const EnergyCounters::Totals& EnergyCounters::UpToDay(std::size_t day) const {
+  for (const Recent& recent : recent_) {
+    if (recent.day == day) return recent.totals;
+  }
+  while (kept_.size() <= day / kDaysBetween) {
+    Totals next = kept_.back();
+    AddWholeDays(next, (kept_.size() - 1) * kDaysBetween, kept_.size() * kDaysBetween);
+    kept_.push_back(next);
+  }
+  Recent& made = recent_[oldest_++ % recent_.size()];
+  made = {.day = day, .totals = kept_[day / kDaysBetween]};
+  AddWholeDays(made.totals, day - day % kDaysBetween, day);
+  return made.totals;
 }
 
 Energies EnergyCounters::Pulses(const Totals& totals, int tariff) const {

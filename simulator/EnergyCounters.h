@@ -23,7 +23,7 @@ class EnergyCounters {
   EnergyCounters(const MeterType& type, SmoothCurve active, SmoothCurve reactive, std::uint32_t pulsesPerKwh,
                  std::vector<Period> outages);
 
-  /// Registers of a tariff (1..8, or 0 for the sum of all) at a time. One thread at a time, as days are kept once summed.
+  /// Registers of a tariff (1..8, or 0 for the sum of all) at a time. One thread at a time, as totals are kept once summed.
   [[nodiscard]] Energies At(int tariff, MeterTime time) const;
   /// What was counted in a period; periods before the installation count nothing.
   [[nodiscard]] Energies Between(int tariff, MeterTime from, MeterTime to) const;
@@ -32,12 +32,20 @@ class EnergyCounters {
 
  private:
   static constexpr int kTariffs = 8;
+  /// Thousands of meters stand in one process for years of model time: few totals are kept, a few days are summed again.
+  static constexpr std::size_t kDaysBetween = 64;
   using Totals = std::array<std::array<double, 4>, kTariffs>;  // watt seconds by tariff and kind
 
   [[nodiscard]] double Integral(const SmoothCurve& curve, MeterTime from, MeterTime to) const;
   /// Adds the part of the day up to `time` to the totals.
   void AddDay(Totals& totals, MeterTime dayStart, MeterTime time) const;
+  struct Recent {
+    std::size_t day = 0;
+    Totals totals{};  // of day 0: nothing
+  };
+
   [[nodiscard]] const Totals& UpToDay(std::size_t day) const;
+  void AddWholeDays(Totals& totals, std::size_t from, std::size_t to) const;
   [[nodiscard]] Energies Pulses(const Totals& totals, int tariff) const;
 
   MeterType type_;
@@ -45,7 +53,9 @@ class EnergyCounters {
   SmoothCurve reactive_;
   double pulses_per_watt_second_;
   std::vector<Period> outages_;
-  mutable std::vector<Totals> days_;  // totals at the start of each day since the installation
+  mutable std::vector<Totals> kept_;         // totals at the start of every kDaysBetween-th day since the installation
+  mutable std::array<Recent, 12> recent_{};  // asked last: where the days, months and years began that are asked for now
+  mutable std::size_t oldest_ = 0;           // of these
 };
 
 }  // namespace ostrel::sim

@@ -25,8 +25,18 @@ bool SameFamily(const CDeviceTag& left, const CDeviceTag& right) {
 }
 
 bool MayShare(const CDeviceTag& served, const CDeviceTag& tag) {
-  return tag.Updated == 0 && KindOf(tag.TagNumber) != TagKind::FirstLogRecord && AskTheSame(served, tag) &&
+  return AskTheSame(served, tag) && tag.Updated == 0 && KindOf(tag.TagNumber) != TagKind::FirstLogRecord &&
          SameFamily(served, tag);
+}
+
+/// The next tag from a place on that the served one's answer serves too; `at` moves behind it. Every tag that is read looks at
+/// all that follow it, so most of a pass's own work is here.
+CDeviceTag* NextSharing(const HostVector<CDeviceTag*>& tags, const CDeviceTag& served, std::uint32_t& at) {
+  while (at < tags.Size()) {
+    CDeviceTag* const tag = tags[at++];
+    if (MayShare(served, *tag)) return tag;
+  }
+  return nullptr;
 }
 
 }  // namespace
@@ -47,11 +57,11 @@ void ShareAnswer(Meters& meters, std::uint32_t device, std::uint32_t position, c
   if (answer.source == AnswerSource::None) return;
   const CDeviceTag& served = *meters.Device(device)->Tags[position];
   if (KindOf(served.TagNumber) == TagKind::Limit) return;
-  for (std::uint32_t i = position + 1; i < meters.Device(device)->Tags.Size() && meters.Running != 0; ++i) {
-    CDeviceTag& tag = *meters.Device(device)->Tags[i];
-    if (!MayShare(served, tag)) continue;
+  std::uint32_t at = position + 1;
+  while (CDeviceTag* const tag = NextSharing(meters.Device(device)->Tags, served, at)) {
+    if (meters.Running == 0) return;
     const LineGuard guard(meters);
-    if (StillStands(meters, answer, tag)) ReadTag(meters, &tag, Send::DecodeOnly, device);
+    if (StillStands(meters, answer, *tag)) ReadTag(meters, tag, Send::DecodeOnly, device);
   }
 }
 

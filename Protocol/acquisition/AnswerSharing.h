@@ -20,7 +20,8 @@ struct ServedAnswer {
 bool ReadOne(Meters& meters, CDeviceTag& tag, std::uint32_t device, ServedAnswer& answer);
 
 /// Decodes the answer for the meter's later tags that ask what the one at `position` asks. What came from the plug-in's own
-/// state is no answer to share: a second "Exchange" or "Log Number" tag is filled when somebody uses it. Poll thread only, under PollLock.
+/// state is no answer to share: a second "Exchange" or "Log Number" tag is filled when somebody uses it. Poll thread only, under
+/// PollLock.
 void ShareAnswer(Meters& meters, std::uint32_t device, std::uint32_t position, const ServedAnswer& answer);
 
 }  // namespace ostrel

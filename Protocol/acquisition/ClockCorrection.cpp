@@ -64,6 +64,16 @@ Step NextStep(CalendarTime now, CalendarTime meter, std::uint32_t days) {
   return {now, TimeSpan(days, 0, 0, 0)};
 }
 
+/// 0: never.
+std::uint32_t CorrectionDays(const Meters& meters) {
+  return meters.HostContext == nullptr ? 0 : meters.HostContext->ClockCorrectionDays;
+}
+
+bool CheckIsDue(const Meters& meters, const DeviceEntry& entry) {
+  if (CorrectionDays(meters) == 0) return false;
+  return entry.ForceClockCheck != 0 || CalendarTime(entry.NextClockCheck) <= CalendarTime::Now();
+}
+
 }  // namespace
 
 std::uint32_t ReadMeterClock(Meters& meters, std::uint32_t device, std::uint8_t (&answer)[kClockAnswer]) {
@@ -81,13 +91,11 @@ std::uint32_t ReadMeterClock(Meters& meters, std::uint32_t device, std::uint8_t 
 
 std::uint32_t CompareClock(Meters& meters, DeviceEntry& entry, const std::uint8_t (&answer)[kClockAnswer],
                            ClockSetting& setting) {
-  const std::uint32_t days = meters.HostContext == nullptr ? 0 : meters.HostContext->ClockCorrectionDays;
-  if (days == 0) return 0;
+  if (!CheckIsDue(meters, entry)) return 0;
   const CalendarTime now = CalendarTime::Now();
-  if (entry.ForceClockCheck == 0 && CalendarTime(entry.NextClockCheck) > now) return 0;
   const std::optional<CalendarTime> meter = MeterTime(answer);
   if (!meter) return 0;
-  const Step step = NextStep(now, *meter, days);
+  const Step step = NextStep(now, *meter, CorrectionDays(meters));
   setting = TimeOfDay(step.target);
   entry.NextClockCheck = (now + step.rest).Seconds();
   return 1;
@@ -121,6 +129,7 @@ bool CheckClock(Meters& meters, std::uint32_t device) {
   std::uint8_t answer[kClockAnswer] = {};
   if (ReadMeterClock(meters, device, answer) == 0) return false;
   DeviceEntry& entry = *meters.Device(device);
+  if (!CheckIsDue(meters, entry)) return true;
   // A check that is not forced can wait until the meter shows a clear time again; it stays due.
   if (entry.ForceClockCheck == 0 && ShowsUnclearTime(answer)) return true;
   ClockSetting setting{};

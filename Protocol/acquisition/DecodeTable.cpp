@@ -164,7 +164,7 @@ static_assert(EachTagOnce(kDecoders));
 }  // namespace
 
 std::optional<DecodedValue> DecodeAnswer(const AnswerView& answer, std::uint32_t tagNumber) {
-  const DecodeRow* const row = FindRow(kDecoders, tagNumber);
+  const DecodeRow* const row = FindRow<kDecoders>(tagNumber);
   if (row == nullptr) return std::nullopt;
   return row->read(*row, answer);
 }

@@ -22,15 +22,24 @@ void FreeText(CDeviceTag& tag) {
   tag.Value.bstrVal = nullptr;
 }
 
+bool ShowsText(const CDeviceTag& tag, const std::string& cp1251) {
+  if (tag.Value.vt != VT_BSTR || tag.Value.bstrVal == nullptr) return false;
+  return platform::SameTextAsCp1251({tag.Value.bstrVal, platform::StringLength(tag.Value.bstrVal)}, cp1251);
+}
+
 // The type is stored with the value, so that a pointer is never taken for a number or the reverse, whatever type word the
 // tag came with.
 
 void Store(CDeviceTag& tag, float number) {
+  FreeText(tag);
   tag.Value.vt = VT_R4;
   tag.Value.fltVal = number;
 }
 
+/// A text that stays the same stays where it is.
 void Store(CDeviceTag& tag, const std::string& cp1251) {
+  if (ShowsText(tag, cp1251)) return;
+  FreeText(tag);
   const platform::OleString text = platform::Cp1251ToOle(cp1251);
   tag.Value.vt = VT_BSTR;
   tag.Value.bstrVal = platform::AllocString(text.data(), text.size());
@@ -39,16 +48,19 @@ void Store(CDeviceTag& tag, const std::string& cp1251) {
 
 /// Clients see 1 and 0, not the -1 of VARIANT_TRUE.
 void Store(CDeviceTag& tag, bool set) {
+  FreeText(tag);
   tag.Value.vt = VT_BOOL;
   tag.Value.boolVal = set ? 1 : 0;
 }
 
 void Store(CDeviceTag& tag, std::uint8_t byte) {
+  FreeText(tag);
   tag.Value.vt = VT_UI1;
   tag.Value.bVal = byte;
 }
 
 void Store(CDeviceTag& tag, std::int8_t byte) {
+  FreeText(tag);
   tag.Value.vt = VT_I1;
   tag.Value.cVal = static_cast<char>(byte);
 }
@@ -76,7 +88,7 @@ void ShowAnswer(Meters& meters, CDeviceTag& tag, DeviceEntry& entry) {
   const std::uint8_t* const bytes = meters.AnswerBuffer.data();
   const VariantInfo* const variant = LearnFromAnswer(entry, meters.VariantMap, tag.TagNumber, bytes);
   const auto value = DecodeAnswer({.bytes = bytes, .scale = ScaleOf(entry), .variant = variant}, tag.TagNumber);
-  if (!value) return;
+  if (!value) return FreeText(tag);
   std::visit([&tag](const auto& decoded) { Store(tag, decoded); }, *value);
   tag.Quality = kQualityGood;
 }
@@ -91,7 +103,6 @@ std::uint32_t DecodeTag(Meters& meters, CDeviceTag& tag, std::uint32_t device) {
   tag.Timestamp = platform::UtcFileTime();
   // Until there is a value; it stays so when memory is too short for one.
   tag.Quality = kQualityDeviceFailure;
-  FreeText(tag);
   const TagKind kind = KindOf(tag.TagNumber);
   if (IsLog(kind)) {
     ShowLog(tag, *entry);

@@ -78,7 +78,7 @@ Body MakeBody(const CDeviceTag& tag, const RequestSubject& subject) {
   Body body{.code = static_cast<std::uint8_t>(tag.Code),
             .param = static_cast<std::uint8_t>(tag.Param),
             .subParam = static_cast<std::uint8_t>(tag.SubParam)};
-  const RequestRow* const row = FindRow(kRequests, tag.TagNumber);
+  const RequestRow* const row = FindRow<kRequests>(tag.TagNumber);
   if (row != nullptr) row->adjust(tag, subject, body);
   return body;
 }
@@ -86,7 +86,7 @@ Body MakeBody(const CDeviceTag& tag, const RequestSubject& subject) {
 }  // namespace
 
 std::optional<WhichMonth> MonthAsked(const CDeviceTag& tag) {
-  const RequestRow* const row = FindRow(kRequests, tag.TagNumber);
+  const RequestRow* const row = FindRow<kRequests>(tag.TagNumber);
   return row != nullptr && IsRequested(tag) ? row->month : std::nullopt;
 }
 

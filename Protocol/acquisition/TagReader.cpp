@@ -30,22 +30,16 @@ void ShowSwitch(CDeviceTag& tag, bool on) {
 
 /// Tags that the plug-in answers from its own state, also with the meter's exchange switched off. Their timestamp stays.
 bool ShowOwnState(Meters& meters, CDeviceTag& tag, DeviceEntry& entry) {
+  const TagKind kind = KindOf(tag.TagNumber);
+  const bool zero = kind == TagKind::TimeSetup || kind == TagKind::IndicationPeriod || kind == TagKind::ZeroCommand;
+  if (!zero && kind != TagKind::LogNumber && kind != TagKind::Exchange) return false;
   const platform::CriticalSectionGuard guard(meters.HostContext->TagLock);
-  switch (KindOf(tag.TagNumber)) {
-    case TagKind::LogNumber:
-      ShowNumber(tag, entry.LogNumber);
-      return true;
-    case TagKind::TimeSetup:
-    case TagKind::IndicationPeriod:
-    case TagKind::ZeroCommand:
-      ShowNumber(tag, 0.0F);
-      return true;
-    case TagKind::Exchange:
-      ShowSwitch(tag, LoadFlag(entry.ExchangeOn) != 0);
-      return true;
-    default:
-      return false;
+  if (kind == TagKind::Exchange) {
+    ShowSwitch(tag, LoadFlag(entry.ExchangeOn) != 0);
+  } else {
+    ShowNumber(tag, zero ? 0.0F : entry.LogNumber);
   }
+  return true;
 }
 
 /// A log record is read once for its four tags, and stays for later decoding.

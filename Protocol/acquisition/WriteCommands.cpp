@@ -178,7 +178,7 @@ static_assert(EachTagOnce(kWrites));
 }  // namespace
 
 WriteDecision BuildWriteCommand(const WriteSubject& subject, WriteCommand& command) {
-  const WriteRow* const row = FindRow(kWrites, subject.tagNumber);
+  const WriteRow* const row = FindRow<kWrites>(subject.tagNumber);
   if (row == nullptr) return WriteDecision::Drop;
   command.length = 0;
   Add(command, subject.address);

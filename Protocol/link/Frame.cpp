@@ -2,11 +2,11 @@
 
 #include <cstddef>
 
+#include "platform/crc16.h"
+
 namespace ostrel {
 namespace {
 
-constexpr std::uint16_t kCrcStart = 0xFFFF;
-constexpr std::uint16_t kCrcPolynomial = 0xA001;  // 0x8005 reflected
 constexpr std::uint32_t kCrcBytes = 2;
 
 std::uint16_t ReceivedCrc(const std::uint8_t* answer, std::uint32_t received) {
@@ -18,16 +18,7 @@ std::uint16_t ReceivedCrc(const std::uint8_t* answer, std::uint32_t received) {
 
 std::uint16_t ComputeCrc16(const std::uint8_t* bytes, std::int32_t length) {
   if (bytes == nullptr || length < 0) return 0;
-  std::uint16_t crc = kCrcStart;
-  for (std::int32_t i = 0; i < length; ++i) {
-    crc = static_cast<std::uint16_t>(crc ^ bytes[i]);
-    for (int bit = 0; bit < 8; ++bit) {
-      const bool carry = (crc & 1U) != 0;
-      crc = static_cast<std::uint16_t>(crc >> 1);
-      if (carry) crc ^= kCrcPolynomial;
-    }
-  }
-  return crc;
+  return platform::Crc16({bytes, static_cast<std::size_t>(length)});
 }
 
 void AppendCrc(std::uint8_t* frame, std::int32_t totalLength) {

@@ -1,6 +1,7 @@
 // Rows of the acquisition tables apply to runs of tag numbers; code finds the row of a tag here.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -28,12 +29,27 @@ struct TagSet {
   }
 };
 
+/// For each tag number the place of its row, counted from 1; 0 where there is none.
 template <class Row, std::size_t Count>
-[[nodiscard]] constexpr const Row* FindRow(const Row (&rows)[Count], std::uint32_t number) {
-  for (const Row& row : rows) {
-    if (row.tags.Has(number)) return &row;
+[[nodiscard]] consteval std::array<std::uint8_t, kDaTagCount> RowPlaces(const Row (&rows)[Count]) {
+  static_assert(Count < 256);
+  std::array<std::uint8_t, kDaTagCount> places{};
+  for (std::uint32_t number = 0; number < kDaTagCount; ++number) {
+    for (std::size_t row = Count; row > 0; --row) {
+      if (rows[row - 1].tags.Has(number)) places[number] = static_cast<std::uint8_t>(row);
+    }
   }
-  return nullptr;
+  return places;
+}
+
+template <const auto& kRows>
+inline constexpr std::array<std::uint8_t, kDaTagCount> kRowPlaces = RowPlaces(kRows);
+
+/// The tag's row of a table, or null.
+template <const auto& kRows>
+[[nodiscard]] constexpr auto FindRow(std::uint32_t number) -> decltype(&kRows[0]) {
+  const std::uint32_t place = number < kDaTagCount ? kRowPlaces<kRows>[number] : 0;
+  return place != 0 ? &kRows[place - 1] : nullptr;
 }
 
 /// No tag stands in two rows of a table.

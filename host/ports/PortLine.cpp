@@ -13,6 +13,9 @@ namespace {
 /// After this many more copies the values are taken to change from one to the next.
 constexpr int kMostCopies = 4;
 
+/// Bytes of the request that is its own answer.
+constexpr std::size_t kConnectionTest = 4;
+
 }  // namespace
 
 PortLine::PortLine(std::unique_ptr<ByteStream> stream, LineOptions options, std::shared_ptr<OwedAnswers> owed)
@@ -109,6 +112,10 @@ std::size_t PortLine::Gather(std::uint8_t* buffer, std::size_t wanted, std::uint
   return count;
 }
 
+// An adapter that repeats what is sent, though nobody said so: the request is a frame with a right check, and often as long as
+// its answer. A connection test is answered by itself.
+bool PortLine::IsOwnEcho(const Bytes& frame) const { return frame.size() > kConnectionTest && frame == request_; }
+
 // The beginning of an answer. Frames of other meters before and behind it are dropped; where several of the meter's own came
 // at once, the last is handed on and the account hears of the others.
 std::size_t PortLine::OwnPart(std::uint8_t* buffer, std::size_t count) {
@@ -118,6 +125,7 @@ std::size_t PortLine::OwnPart(std::uint8_t* buffer, std::size_t count) {
   if (frames.empty()) unquiet_ = true;
   Bytes own;
   for (const Bytes& frame : frames) {
+    if (IsOwnEcho(frame)) continue;
     if (!MayAnswer(frame[0])) {
       owed_->CameStray(frame, platform::TickCount());
     } else {
@@ -166,6 +174,7 @@ std::size_t PortLine::AskUntilBelieved(std::uint8_t* buffer, std::size_t wanted,
     if (answer_.size() != count || copies > kMostCopies) return 0;
     if (copies == kMostCopies) LetStrangersPass();
     bool silent = false;
+    if (options_.pauseMs != 0) platform::Sleep(options_.pauseMs);
     if (!Transmit() || (options_.echo && !SwallowEcho(silent))) return 0;
     count = NextPiece(buffer, wanted);
   }

@@ -24,6 +24,7 @@ namespace ostrel::host {
 struct LineOptions {
   std::uint32_t lateGuardMs = 100;  // 0: every frame from the right address is believed
   bool echo = false;                // the adapter repeats what is sent
+  std::uint32_t pauseMs = 0;        // before a request that the port repeats, as its user keeps before each of his
 };
 
 /// A line that never gets quiet is given up after this long, so that noise cannot hold a caller for ever.
@@ -60,6 +61,7 @@ class PortLine {
   [[nodiscard]] std::uint32_t QuietMs() const;
   [[nodiscard]] bool Guarded() const { return options_.lateGuardMs != 0; }
   [[nodiscard]] bool MayAnswer(std::uint8_t address) const;
+  [[nodiscard]] bool IsOwnEcho(const Bytes& frame) const;
   bool DropInput(std::uint32_t waitMs);
   void Account(const Bytes& dropped);
   [[nodiscard]] bool WaitForQuiet();

@@ -74,7 +74,7 @@ ExitCode CommandExchange(const ExchangeOptions& options) {
   if (changes && !options.allowWrites) {
     throw Failure(kExitUsage, "this request may change the meter, so it is not sent without --allow-writes");
   }
-  const std::uint16_t check = FrameCheck(frame);
+  const std::uint16_t check = platform::Crc16(frame);
   frame.push_back(static_cast<std::uint8_t>(check & 0xFFU));
   frame.push_back(static_cast<std::uint8_t>(check >> 8U));
   const Config config = ConfigFor(options);

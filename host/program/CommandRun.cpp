@@ -22,7 +22,8 @@
 namespace ostrel::host {
 namespace {
 
-constexpr std::uint32_t kInputStepMs = 50;
+/// Event lines are shown after every pass, and so often while none ends.
+constexpr std::uint32_t kEventStepMs = 1000;
 
 std::unique_ptr<Output> MakeOutput(const RunOptions& options) {
   if (options.common.json) return MakeJsonOutput(options.everyPass);
@@ -155,13 +156,22 @@ ExitCode EndOf(Session& session, const RunSummary& summary, bool reachedEnd) {
   return code;
 }
 
-void WaitForEnd(Session& session, Output& output, WriteQueue& writes, std::uint32_t seconds) {
-  platform::LineInput input;
+struct Ending {
+  platform::LineInput& input;
+  std::uint32_t seconds;  // 0: none
+};
+
+void WaitForEnd(Session& session, Output& output, WriteQueue& writes, const Ending& ending) {
   const std::uint32_t start = platform::TickCount();
   while (!session.Done() && !platform::Interrupted() && !OutputGone()) {
-    if (seconds != 0 && platform::TickCount() - start >= seconds * 1000) return;
+    std::uint32_t step = kEventStepMs;
+    if (ending.seconds != 0) {
+      const std::uint32_t elapsed = platform::TickCount() - start;
+      if (elapsed >= ending.seconds * 1000) return;
+      step = std::min(step, ending.seconds * 1000 - elapsed);
+    }
     std::string line;
-    if (input.Take(line, kInputStepMs)) TakeInput(session, writes, line);
+    if (ending.input.Take(line, step)) TakeInput(session, writes, line);
     session.Exclusively([&] { ShowEvents(session, output); });
   }
 }
@@ -172,6 +182,7 @@ ExitCode CommandRun(const RunOptions& options) {
   const Config config = ReadConfig(options.common.config);
   const Plugin plugin = Plugin::Load(options.common.module);
   const std::unique_ptr<Output> output = MakeOutput(options);
+  platform::LineInput input;
   Session session(plugin, config, Session::Clocks::Keep);
   WriteQueue writes(session, *output, options.allowWrites ? std::optional<WriteLog>(config.writeLog) : std::nullopt);
   RunSummary summary;
@@ -181,10 +192,11 @@ ExitCode CommandRun(const RunOptions& options) {
         output->Pass(channel.Config().port, report);
         summary.Add(channel.Config().port, report);
         writes.AfterPass(channel);
+        if (OutputGone()) input.Wake();
         return false;
       },
-      options.passes);
-  WaitForEnd(session, *output, writes, options.seconds);
+      options.passes, [&input] { input.Wake(); });
+  WaitForEnd(session, *output, writes, {.input = input, .seconds = options.seconds});
   session.Stop();
   writes.GiveUp();
   ShowEvents(session, *output);

@@ -1,5 +1,7 @@
 #include "host/server/HostServices.h"
 
+#include <deque>
+#include <mutex>
 #include <optional>
 #include <utility>
 
@@ -18,7 +20,9 @@ struct HostServices::Parts {
   ObjectProvider provider{directory};
   std::optional<CLogFile> log;
   DebugTrace trace;
-  HostContext context;
+  std::uint32_t clockCorrectionDays = 0;
+  std::mutex making;
+  std::deque<HostContext> contexts;
 };
 
 std::string DeviceTextProblem(const std::string& device) { return CheckDeviceText(device); }
@@ -42,11 +46,7 @@ HostServices::HostServices(const ServiceSettings& settings) : parts_(std::make_u
     parts_->trace.SetFile(platform::Utf8ToOle(settings.traceFile).c_str());
     parts_->trace.ApplySettings(platform::Utf8ToOle(settings.traceSettings).c_str());
   }
-  HostContext& context = parts_->context;
-  context.ClockCorrectionDays = settings.clockCorrectionDays;
-  context.ObjectProvider = &parts_->provider;
-  context.LogFile = parts_->log ? &*parts_->log : nullptr;
-  context.Trace = &parts_->trace;
+  parts_->clockCorrectionDays = settings.clockCorrectionDays;
 }
 
 HostServices::~HostServices() = default;
@@ -58,7 +58,25 @@ void HostServices::AddPort(const PortDevice& device, const PortListeners& listen
 
 void HostServices::AddPort(const std::string& port, PortEntry entry) { parts_->directory->Set(port, std::move(entry)); }
 
-HostContext* HostServices::Context() { return &parts_->context; }
+HostContext& HostServices::MakeContext() {
+  const std::lock_guard lock(parts_->making);
+  HostContext& context = parts_->contexts.emplace_back();
+  context.ClockCorrectionDays = parts_->clockCorrectionDays;
+  context.ObjectProvider = &parts_->provider;
+  context.LogFile = parts_->log ? &*parts_->log : nullptr;
+  context.Trace = &parts_->trace;
+  return context;
+}
+
+void HostServices::WrapPort(const std::string& port, StreamWrapper wrapper) {
+  std::optional<PortEntry> entry = parts_->directory->Find(port);
+  if (!entry) return;
+  entry->open = [open = std::move(entry->open), wrapper = std::move(wrapper)](std::string& error) {
+    std::unique_ptr<ByteStream> stream = open(error);
+    return stream == nullptr ? nullptr : wrapper(std::move(stream));
+  };
+  parts_->directory->Set(port, *std::move(entry));
+}
 
 std::string HostServices::PortProblem(const std::string& port) const { return parts_->directory->Problem(port); }
 

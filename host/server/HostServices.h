@@ -1,5 +1,5 @@
-// What the host lends to the plug-in's channels: one context with the object provider, the event log and the trace, and the
-// ports that the provider serves.
+// What the host lends to the plug-in's channels: a context for each, with the object provider, the event log and the trace that
+// all of them share, and the ports that the provider serves.
 #pragma once
 
 #include <cstddef>
@@ -47,7 +47,7 @@ struct PortListeners {
   std::shared_ptr<StreamWatcher> watcher{};
 };
 
-/// Outlives every channel that was given its context.
+/// Outlives every channel that was given a context.
 class HostServices {
  public:
   TAVRINDASERVER_API explicit HostServices(const ServiceSettings& settings);
@@ -58,8 +58,12 @@ class HostServices {
   /// Before the first channel opens the port.
   TAVRINDASERVER_API void AddPort(const PortDevice& device, const PortListeners& listeners = {});
   TAVRINDASERVER_API void AddPort(const std::string& port, PortEntry entry);
+  /// Puts something around every stream that the port opens from now on.
+  TAVRINDASERVER_API void WrapPort(const std::string& port, StreamWrapper wrapper);
 
-  [[nodiscard]] TAVRINDASERVER_API HostContext* Context();
+  /// A context of its own for each channel: it holds the lock over the values of the channel's tags, and channels do not wait
+  /// for one another there. Stays until the services end.
+  [[nodiscard]] TAVRINDASERVER_API HostContext& MakeContext();
   /// Why the port could not be used when it was opened last; empty when it could.
   [[nodiscard]] TAVRINDASERVER_API std::string PortProblem(const std::string& port) const;
   /// Port objects whose cookie has not come back.

@@ -53,7 +53,7 @@ PortSettings MakePortSettings(const ChannelConfig& config) {
 PortDevice MakePortDevice(const ChannelConfig& config, const std::vector<Meter>& meters) {
   PortDevice device{.port = config.port,
                     .device = config.device,
-                    .line = {.lateGuardMs = config.lateGuardMs, .echo = config.echo},
+                    .line = {.lateGuardMs = config.lateGuardMs, .echo = config.echo, .pauseMs = config.preSendPauseMs},
                     .meters = {}};
   for (const Meter& meter : meters) {
     device.meters.push_back({.address = meter.config.address,
@@ -132,6 +132,7 @@ const MeterType& TypeOf(const std::vector<MeterType>& types, const MeterConfig& 
 
 Channel::Channel(const Plugin& plugin, HostServices& services, const ChannelConfig& config)
     : services_(services),
+      context_(services.MakeContext()),
       config_(config),
       frames_(std::make_shared<WriteFrames>()),
       link_(std::make_shared<LinkRecorder>(config.echo)),
@@ -139,7 +140,7 @@ Channel::Channel(const Plugin& plugin, HostServices& services, const ChannelConf
   ApplySettings();
   const std::vector<MeterType> types = ReadMeterTypes(*protocol_);
   meters_.reserve(config_.meters.size());
-  for (const MeterConfig& meter : config_.meters) AddMeter(meter, types);
+  for (const MeterConfig& meter : config_.meters) AddMeter(plugin, meter, types);
   AddPassMark();
   services_.AddPort(MakePortDevice(config_, meters_),
                     {.observer = [frames = frames_](std::span<const std::uint8_t> request,
@@ -152,18 +153,20 @@ Channel::~Channel() { Stop(); }
 
 void Channel::ApplySettings() {
   const PortSettings settings = MakePortSettings(config_);
-  protocol_->SetPortSettings(services_.Context(), &settings);
+  protocol_->SetPortSettings(&context_, &settings);
 }
 
-void Channel::AddMeter(const MeterConfig& config, const std::vector<MeterType>& types) {
-  Meter meter{.config = config, .type = TypeOf(types, config), .index = 0, .tags = {}, .selected = {}};
-  const std::vector<TagDefinition> definitions = ReadTagDefinitions(*protocol_, meter.type.id, kBranchDa);
+void Channel::AddMeter(const Plugin& plugin, const MeterConfig& config, const std::vector<MeterType>& types) {
+  Meter meter{.config = config, .type = TypeOf(types, config), .definitions = {}, .index = 0, .tags = {}, .selected = {}};
+  meter.definitions = plugin.TagsOf(*protocol_, meter.type.id);
+  const std::vector<TagDefinition>& definitions = *meter.definitions;
   RejectHistoryTags(*protocol_, meter.type.id, definitions, config.tags);
   if (config.polled) meter.selected = SelectedTags(definitions, config);
   const std::vector<bool> protectedTags = NamedTags(definitions, config.readOnly, false);
   const std::vector<bool> writable = NamedTags(definitions, config.writable, true);
   const DeviceConfig record = MakeDeviceConfig(config, meter.type.id);
   meter.index = static_cast<std::uint32_t>(protocol_->AddDevice(&record));
+  meter.tags.reserve(definitions.size());
   for (std::size_t i = 0; i < definitions.size(); ++i) {
     meter.tags.push_back(MakeTag(definitions[i], PortNumberOf(config_.port), config.address));
     meter.tags.back().readOnly = protectedTags[i] || !writable[i];
@@ -203,19 +206,26 @@ bool Channel::TakePass(PassReport& report) {
     lookedAt_ = now;
     return false;
   }
-  report = {.pass = ++passes_,
-            .seconds = static_cast<double>(now - lookedAt_) / 1000.0,
-            .periodSeconds = config_.pollPeriodSeconds,
-            .meters = {}};
+  report.pass = ++passes_;
+  report.seconds = static_cast<double>(now - lookedAt_) / 1000.0;
+  report.periodSeconds = config_.pollPeriodSeconds;
   lookedAt_ = now;
-  for (Meter& meter : meters_) {
-    MeterReadings& readings = report.meters.emplace_back();
-    readings.meter = &meter;
-    readings.tags = meter.selected;
-    readings.link = link_->Of(meter.config.address);
-    for (const std::size_t tag : meter.selected) readings.readings.push_back(ReadTag(meter.tags[tag]));
+  report.meters.resize(meters_.size());
+  for (std::size_t i = 0; i < meters_.size(); ++i) {
+    Refresh(meters_[i], report.meters[i]);
+    report.meters[i].link = link_->Of(meters_[i].config.address);
   }
   return true;
+}
+
+// Tags are only ever added to those selected.
+void Channel::Refresh(Meter& meter, MeterReadings& readings) {
+  readings.meter = &meter;
+  const std::size_t before = readings.tags.size();
+  readings.tags.insert(readings.tags.end(), meter.selected.begin() + static_cast<std::ptrdiff_t>(before), meter.selected.end());
+  readings.readings.resize(readings.tags.size());
+  for (std::size_t i = 0; i < readings.tags.size(); ++i) host::Refresh(meter.tags[readings.tags[i]], readings.readings[i]);
+  for (std::size_t i = before; i < readings.tags.size(); ++i) readings.readings[i].changed = true;
 }
 
 const DeviceEntry& Channel::Record(const Meter& meter) { return protocol_->GetChannel()->Devices[meter.index]; }

@@ -50,7 +50,8 @@ class Channel {
   /// Waits for the poll thread. Never while this thread holds a lock of the plug-in.
   void Stop();
 
-  /// Whether a pass has ended since the last call; then its number, time and the readings of all selected tags.
+  /// Whether a pass has ended since the last call; then its number, time and the readings of all selected tags. Given the
+  /// report of the pass before, it changes there what has changed.
   [[nodiscard]] bool TakePass(PassReport& report);
 
   /// Puts a tag in use from the next pass on.
@@ -67,11 +68,13 @@ class Channel {
 
  private:
   void ApplySettings();
-  void AddMeter(const MeterConfig& config, const std::vector<MeterType>& types);
+  void AddMeter(const Plugin& plugin, const MeterConfig& config, const std::vector<MeterType>& types);
   void AddPassMark();
   [[nodiscard]] bool PassEnded();
+  static void Refresh(Meter& meter, MeterReadings& readings);
 
   HostServices& services_;
+  HostContext& context_;
   ChannelConfig config_;
   std::shared_ptr<WriteFrames> frames_;
   std::shared_ptr<LinkRecorder> link_;

@@ -13,9 +13,9 @@
 namespace ostrel::host {
 namespace {
 
-std::uint64_t SizeOf(const std::string& file) {
+std::uint64_t SizeOf(const std::filesystem::path& file) {
   std::error_code failed;
-  const std::uintmax_t size = std::filesystem::file_size(platform::PathOf(file), failed);
+  const std::uintmax_t size = std::filesystem::file_size(file, failed);
   return failed ? 0 : size;
 }
 
@@ -34,12 +34,13 @@ std::string TemporaryFile() {
 EventLog::EventLog(const Config& config) : file_(config.logFile), temporary_(config.logFile.empty()) {
   if (temporary_) file_ = TemporaryFile();
   for (const ChannelConfig& channel : config.channels) ports_.push_back(channel.port);
-  taken_ = SizeOf(file_);
+  path_ = platform::PathOf(file_);
+  taken_ = SizeOf(path_);
 }
 
 EventLog::~EventLog() {
   std::error_code ignored;
-  if (temporary_) std::filesystem::remove(platform::PathOf(file_), ignored);
+  if (temporary_) std::filesystem::remove(path_, ignored);
 }
 
 LogLine EventLog::Parse(const std::string& line) const {
@@ -54,11 +55,11 @@ LogLine EventLog::Parse(const std::string& line) const {
 
 std::vector<LogLine> EventLog::TakeNew() {
   std::vector<LogLine> lines = std::exchange(notes_, {});
-  const std::uint64_t size = SizeOf(file_);
+  const std::uint64_t size = SizeOf(path_);
   // Over its limit the file is deleted and begins anew.
   if (size < taken_) taken_ = 0;
   if (size == taken_) return lines;
-  std::ifstream file(platform::PathOf(file_), std::ios::binary);
+  std::ifstream file(path_, std::ios::binary);
   file.seekg(static_cast<std::streamoff>(taken_));
   for (std::string line; std::getline(file, line) && !file.eof();) {
     taken_ += line.size() + 1;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,7 @@ class EventLog {
   [[nodiscard]] LogLine Parse(const std::string& line) const;
 
   std::string file_;  // UTF-8
+  std::filesystem::path path_;
   bool temporary_;
   std::vector<std::string> ports_;
   std::vector<LogLine> notes_;

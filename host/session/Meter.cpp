@@ -38,11 +38,7 @@ void FillDescriptor(CDeviceTag& tag, const std::array<std::uint32_t, 10>& descri
 
 }  // namespace
 
-std::size_t Meter::FindTag(const std::string& text) const {
-  std::vector<TagDefinition> definitions;
-  for (const PolledTag& tag : tags) definitions.push_back(tag.definition);
-  return SelectTag(definitions, text);
-}
+std::size_t Meter::FindTag(const std::string& text) const { return SelectTag(*definitions, text); }
 
 const PolledTag* Meter::TagById(std::uint32_t id) const {
   const auto found = std::find_if(tags.begin(), tags.end(), [id](const PolledTag& tag) { return tag.definition.id == id; });
@@ -76,13 +72,22 @@ PolledTag MakeTag(const TagDefinition& definition, std::uint32_t portNumber, std
 }
 
 // The plug-in zeroes the floats of a meter that it lost; somebody would take that for a measurement.
-TagReading ReadTag(PolledTag& tag) {
-  TagReading reading{.value = {}, .quality = tag.tag->Quality, .timestamp = tag.tag->Timestamp, .lastGood = {}};
-  if (reading.quality == kQualityGood) {
-    reading.value = ValueOf(tag.tag->Value);
-    tag.lastGood = reading.timestamp;
-  }
+void Refresh(PolledTag& tag, TagReading& reading) {
+  const std::uint16_t before = reading.quality;
+  reading.quality = tag.tag->Quality;
+  reading.timestamp = tag.tag->Timestamp;
+  const bool good = reading.quality == kQualityGood;
+  if (good) tag.lastGood = reading.timestamp;
   reading.lastGood = tag.lastGood;
+  const VARIANT shown = good ? tag.tag->Value : VARIANT{};
+  const bool same = IsValueOf(reading.value, shown);
+  if (!same) reading.value = ValueOf(shown);
+  reading.changed = !same || reading.quality != before;
+}
+
+TagReading ReadTag(PolledTag& tag) {
+  TagReading reading;
+  Refresh(tag, reading);
   return reading;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,7 +15,7 @@
 namespace ostrel::host {
 
 struct PolledTag {
-  TagDefinition definition;
+  const TagDefinition& definition;   // one of the meter's
   CDeviceTag* tag = nullptr;         // the plug-in's from AddTag on
   bool readOnly = false;             // by the configuration
   std::optional<FILETIME> lastGood;  // when it had quality 192 last
@@ -23,6 +24,7 @@ struct PolledTag {
 struct Meter {
   MeterConfig config;
   MeterType type;
+  std::shared_ptr<const std::vector<TagDefinition>> definitions;
   std::uint32_t index = 0;            // in the plug-in's table
   std::vector<PolledTag> tags;        // every tag of the type
   std::vector<std::size_t> selected;  // those in use, as indices into `tags`
@@ -35,11 +37,13 @@ struct Meter {
 /// The record that AddDevice takes.
 [[nodiscard]] DeviceConfig MakeDeviceConfig(const MeterConfig& config, std::uint32_t typeId);
 
-/// A tag as the plug-in wants it: identity, descriptor and an empty value of its type.
+/// A tag of a definition that outlives it, as the plug-in wants it: identity, descriptor and an empty value of its type.
 [[nodiscard]] PolledTag MakeTag(const TagDefinition& definition, std::uint32_t portNumber, std::uint32_t address);
 
 /// Value, quality and time; no value unless the quality is good. The caller holds PollLock, so that no pass writes meanwhile.
 [[nodiscard]] TagReading ReadTag(PolledTag& tag);
+/// Brings an earlier reading of the tag up to date; what did not change is not copied. The caller holds PollLock.
+void Refresh(PolledTag& tag, TagReading& reading);
 
 /// Digits behind the first three characters of a port's name; 0 when there are none.
 [[nodiscard]] std::uint32_t PortNumberOf(const std::string& port);

@@ -2,6 +2,7 @@
 
 #include "host/ports/FrameCheck.h"
 #include "platform/clock.h"
+#include "platform/crc16.h"
 
 namespace ostrel::host {
 namespace {
@@ -32,7 +33,7 @@ std::int64_t ClockOffset(std::span<const std::uint8_t> answer) {
 
 std::vector<std::uint8_t> WithCheck(std::span<const std::uint8_t> frame) {
   std::vector<std::uint8_t> whole(frame.begin(), frame.end());
-  const std::uint16_t check = FrameCheck(frame);
+  const std::uint16_t check = platform::Crc16(frame);
   whole.push_back(static_cast<std::uint8_t>(check & 0xFFU));
   whole.push_back(static_cast<std::uint8_t>(check >> 8U));
   return whole;

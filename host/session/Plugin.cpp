@@ -74,6 +74,12 @@ ComPointer<IProtocol> Plugin::CreateProtocol() const {
   return ComPointer<IProtocol>(static_cast<IProtocol*>(protocol));
 }
 
+std::shared_ptr<const std::vector<TagDefinition>> Plugin::TagsOf(IProtocol& protocol, std::uint32_t meterType) const {
+  auto& tags = tags_[meterType];
+  if (!tags) tags = std::make_shared<const std::vector<TagDefinition>>(ReadTagDefinitions(protocol, meterType, kBranchDa));
+  return tags;
+}
+
 std::string RegisterPlugin(const std::string& path, bool enter) {
   std::string file = path;
   const platform::LoadedModule module = LoadModule(file);

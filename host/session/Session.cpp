@@ -38,8 +38,9 @@ Session::Session(const Plugin& plugin, const Config& config, Clocks clocks)
 
 Session::~Session() { EndThreads(); }
 
-void Session::Start(PassHandler handler, std::uint32_t passes) {
+void Session::Start(PassHandler handler, std::uint32_t passes, std::function<void()> done) {
   handler_ = std::move(handler);
+  done_ = std::move(done);
   running_ = channels_.size();
   for (const auto& channel : channels_) {
     channel->Start();
@@ -55,7 +56,7 @@ void Session::Watch(Channel& channel, std::uint32_t passes) {
     if (!failure_) failure_ = std::current_exception();
   }
   channel.Protocol().SignalStop();
-  --running_;
+  if (--running_ == 0 && done_) done_();
 }
 
 void Session::WatchPasses(Channel& channel, std::uint32_t passes) {

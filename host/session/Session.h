@@ -36,8 +36,8 @@ class Session {
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
-  /// Polls every channel; after `passes` of them (0: no limit) a channel stops by itself.
-  void Start(PassHandler handler, std::uint32_t passes);
+  /// Polls every channel; after `passes` of them (0: no limit) a channel stops by itself. `done` is called when all have.
+  void Start(PassHandler handler, std::uint32_t passes, std::function<void()> done = {});
   /// Throws what a handler threw; its channel has ended with it.
   void Stop();
   /// All channels have done their passes.
@@ -63,6 +63,7 @@ class Session {
   HostServices services_;
   std::vector<std::unique_ptr<Channel>> channels_;
   PassHandler handler_;
+  std::function<void()> done_;
   std::mutex handling_;
   std::exception_ptr failure_;  // the first of a handler, under handling_
   std::vector<std::thread> watchers_;

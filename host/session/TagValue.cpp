@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
+#include <cmath>
 #include <string_view>
 
 #include "host/session/Failure.h"
@@ -42,6 +44,10 @@ std::string AgeText(std::uint64_t seconds) {
   return seconds < 2 * kDay ? fmt::format("{} h", seconds / kHour) : fmt::format("{} d", seconds / kDay);
 }
 
+bool SameNumber(float left, float right) {
+  return std::bit_cast<std::uint32_t>(left) == std::bit_cast<std::uint32_t>(right) || (std::isnan(left) && std::isnan(right));
+}
+
 }  // namespace
 
 Value ValueOf(VARIANT variant) {
@@ -60,6 +66,14 @@ Value ValueOf(VARIANT variant) {
     default:
       return {};
   }
+}
+
+bool IsValueOf(const Value& value, VARIANT variant) {
+  const auto* const number = std::get_if<float>(&value);
+  const auto* const text = std::get_if<std::string>(&value);
+  if (variant.vt == VT_R4) return number != nullptr && SameNumber(*number, variant.fltVal);
+  if (variant.vt != VT_BSTR || variant.bstrVal == nullptr) return value == ValueOf(variant);
+  return text != nullptr && platform::SameText({variant.bstrVal, platform::StringLength(variant.bstrVal)}, *text);
 }
 
 std::string ValueText(const Value& value) {

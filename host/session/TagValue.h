@@ -17,12 +17,16 @@ using Value = std::variant<std::monostate, float, std::int32_t, bool, std::strin
 struct TagReading {
   Value value;
   std::uint16_t quality = 0;
+  bool changed = true;  // value or quality is not what it was when the tag was read before
   FILETIME timestamp{};
   std::optional<FILETIME> lastGood{};  // when there was a good value last
 };
 
 /// The data of a VARIANT; nothing for an empty one and a null text.
 [[nodiscard]] Value ValueOf(VARIANT variant);
+
+/// Whether ValueOf gives that value; what is not a number equals itself.
+[[nodiscard]] bool IsValueOf(const Value& value, VARIANT variant);
 
 /// "1234.5", "да", "true"; "-" for nothing. Numbers are as short as they can be without losing anything, with a decimal point.
 [[nodiscard]] std::string ValueText(const Value& value);

@@ -2,8 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <iterator>
 #include <nlohmann/json.hpp>
 
 namespace ostrel::host {
@@ -30,6 +32,18 @@ Json ValueJson(const Value& value) {
   return std::get<std::string>(value);
 }
 
+bool IsPlain(char character) { return character >= ' ' && character <= '~' && character != '"' && character != '\\'; }
+
+void AppendText(std::string& line, const std::string& text) {
+  if (!std::ranges::all_of(text, IsPlain)) {
+    line += Dump(text);
+    return;
+  }
+  line += '"';
+  line += text;
+  line += '"';
+}
+
 }  // namespace
 
 std::string TagJson(const std::string& channel, const MeterConfig& meter, const TagDefinition& tag, const TagReading& reading) {
@@ -45,16 +59,6 @@ std::string TagJson(const std::string& channel, const MeterConfig& meter, const 
   json["quality_name"] = QualityText(reading.quality);
   json["timestamp"] = TimestampText(reading.timestamp);
   if (reading.quality != kQualityGood && reading.lastGood) json["last_good"] = TimestampText(*reading.lastGood);
-  return Dump(json);
-}
-
-std::string PassJson(const std::string& channel, const PassReport& report) {
-  Json json;
-  json["event"] = "pass";
-  json["channel"] = channel;
-  json["pass"] = report.pass;
-  json["seconds"] = report.seconds;
-  json["period_s"] = report.periodSeconds;
   return Dump(json);
 }
 
@@ -83,6 +87,16 @@ std::string ErrorJson(int code, const std::string& message) {
   json["code"] = code;
   json["message"] = message;
   return Dump(json);
+}
+
+void AppendPassJson(std::string& line, const std::string& channel, const PassReport& report) {
+  line += R"({"event":"pass","channel":)";
+  AppendText(line, channel);
+  fmt::format_to(std::back_inserter(line), R"(,"pass":{},"seconds":)", report.pass);
+  const std::size_t number = line.size();
+  fmt::format_to(std::back_inserter(line), "{}", report.seconds);
+  if (line.find_first_of(".e", number) == std::string::npos) line += ".0";
+  fmt::format_to(std::back_inserter(line), R"(,"period_s":{}}})", report.periodSeconds);
 }
 
 std::string LogJson(const LogLine& line) {

@@ -25,7 +25,8 @@ struct WhyReport {
 
 [[nodiscard]] std::string TagJson(const std::string& channel, const MeterConfig& meter, const TagDefinition& tag,
                                   const TagReading& reading);
-[[nodiscard]] std::string PassJson(const std::string& channel, const PassReport& report);
+/// A pass goes by often and without news: its line is put where there is room for it.
+void AppendPassJson(std::string& line, const std::string& channel, const PassReport& report);
 [[nodiscard]] std::string LinkJson(const std::string& channel, const MeterReadings& meter);
 /// Why a command ended early, with its exit code.
 [[nodiscard]] std::string ErrorJson(int code, const std::string& message);

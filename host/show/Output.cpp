@@ -18,41 +18,46 @@ std::atomic<int> outputError{0};
 
 class JsonOutput final : public Output {
  public:
-  explicit JsonOutput(bool everyPass) : filter_(everyPass) {}
+  explicit JsonOutput(bool everyPass) : everyPass_(everyPass) {}
 
   void Pass(const std::string& channel, const PassReport& report) override {
     for (const MeterReadings& meter : report.meters) {
       for (std::size_t i = 0; i < meter.tags.size(); ++i) {
+        if (!everyPass_ && !meter.readings[i].changed) continue;
         const TagDefinition& tag = meter.meter->tags[meter.tags[i]].definition;
-        if (!filter_.Passes(meter.meter->config.name, tag.id, meter.readings[i])) continue;
         Print(TagJson(channel, meter.meter->config, tag, meter.readings[i]) + '\n');
       }
     }
     for (const MeterReadings& meter : report.meters) Print(LinkJson(channel, meter) + '\n');
-    Print(PassJson(channel, report) + '\n');
+    line_.clear();
+    AppendPassJson(line_, channel, report);
+    Print(line_ += '\n');
   }
   void Log(const LogLine& line) override { Print(LogJson(line) + '\n'); }
   void Write(const WriteReport& report) override { Print(WriteJson(report) + '\n'); }
 
  private:
-  ChangeFilter filter_;
+  bool everyPass_;
+  std::string line_;  // of a pass; keeps its room
 };
 
 class LineOutput final : public Output {
  public:
-  explicit LineOutput(bool everyPass) : filter_(everyPass) {}
+  explicit LineOutput(bool everyPass) : everyPass_(everyPass) {}
 
   void Pass(const std::string& channel, const PassReport& report) override {
     for (const MeterReadings& meter : report.meters) {
       for (std::size_t i = 0; i < meter.tags.size(); ++i) {
-        const TagDefinition& tag = meter.meter->tags[meter.tags[i]].definition;
         const TagReading& reading = meter.readings[i];
-        if (!filter_.Passes(meter.meter->config.name, tag.id, reading)) continue;
+        if (!everyPass_ && !reading.changed) continue;
+        const TagDefinition& tag = meter.meter->tags[meter.tags[i]].definition;
         Print(fmt::format("{} {}: {} = {} ({})\n", TimestampText(reading.timestamp), meter.meter->config.name, tag.name,
                           ValueText(reading.value), QualityWithAge(reading)));
       }
     }
-    Print(fmt::format("{} pass {} took {:.3f} s\n", channel, report.pass, report.seconds));
+    line_.clear();
+    fmt::format_to(std::back_inserter(line_), "{} pass {} took {:.3f} s\n", channel, report.pass, report.seconds);
+    Print(line_);
   }
   void Log(const LogLine& line) override { Print(line.text + '\n'); }
   void Write(const WriteReport& report) override {
@@ -62,7 +67,8 @@ class LineOutput final : public Output {
   }
 
  private:
-  ChangeFilter filter_;
+  bool everyPass_;
+  std::string line_;  // of a pass; keeps its room
 };
 
 }  // namespace
@@ -89,15 +95,6 @@ std::string LinkText(const LinkCounts& link) {
   if (link.Lost() != 0) text += fmt::format(" ({} silent, {} spoiled)", link.silent, link.spoiled);
   text += fmt::format(", answers after {} ms, at worst {} ms", link.medianMs, link.worstMs);
   return link.clockOffsetS ? text + fmt::format(", clock {:+} s", *link.clockOffsetS) : text;
-}
-
-bool ChangeFilter::Passes(const std::string& meter, std::uint32_t id, const TagReading& reading) {
-  // By text, so that what is not a number equals itself.
-  std::pair<std::string, std::uint16_t> state(ValueText(reading.value), reading.quality);
-  const auto [at, first] = last_.try_emplace({meter, id}, state);
-  if (!first && at->second == state) return everything_;
-  at->second = std::move(state);
-  return true;
 }
 
 std::unique_ptr<Output> MakeJsonOutput(bool everyPass) { return std::make_unique<JsonOutput>(everyPass); }

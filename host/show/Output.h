@@ -1,11 +1,9 @@
 // Where a polling command shows what happens. Calls come one at a time.
 #pragma once
 
-#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "host/session/Channel.h"
 #include "host/session/ClientWrite.h"
@@ -30,17 +28,7 @@ void Print(std::string_view text);
 /// How a meter's line fares, in a few words.
 [[nodiscard]] std::string LinkText(const LinkCounts& link);
 
-/// Lets a tag through when its value or quality is not what it was.
-class ChangeFilter {
- public:
-  explicit ChangeFilter(bool everything) : everything_(everything) {}
-  [[nodiscard]] bool Passes(const std::string& meter, std::uint32_t id, const TagReading& reading);
-
- private:
-  bool everything_;
-  std::map<std::pair<std::string, std::uint32_t>, std::pair<std::string, std::uint16_t>> last_;
-};
-
+/// Without `everyPass` a tag is shown when its value or quality has changed.
 [[nodiscard]] std::unique_ptr<Output> MakeJsonOutput(bool everyPass);
 [[nodiscard]] std::unique_ptr<Output> MakeLineOutput(bool everyPass);
 

@@ -1,6 +1,7 @@
 #include "platform/console.h"
 
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -17,8 +18,6 @@ void OnSignal(int) { interrupted = 1; }
 
 // A background job that reads its terminal is stopped by the system.
 bool MayReadInput() { return isatty(STDIN_FILENO) == 0 || tcgetpgrp(STDIN_FILENO) == getpgrp(); }
-
-void Pause(std::uint32_t milliseconds) { poll(nullptr, 0, static_cast<int>(milliseconds)); }
 
 }  // namespace
 
@@ -57,14 +56,21 @@ bool LineInput::TakeBuffered(std::string& line) {
   return true;
 }
 
+LineInput::LineInput() : waker_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
+
+LineInput::~LineInput() { close(waker_); }
+
+void LineInput::Wake() { eventfd_write(waker_, 1); }
+
 bool LineInput::Take(std::string& line, std::uint32_t milliseconds) {
   if (TakeBuffered(line)) return true;
-  if (ended_ || !MayReadInput()) {
-    Pause(milliseconds);
-    return false;
-  }
-  pollfd input = {.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
-  if (poll(&input, 1, static_cast<int>(milliseconds)) <= 0) return false;
+  const bool readable = !ended_ && MayReadInput();
+  pollfd waited[] = {{.fd = waker_, .events = POLLIN, .revents = 0},
+                     {.fd = readable ? STDIN_FILENO : -1, .events = POLLIN, .revents = 0}};
+  if (poll(waited, 2, static_cast<int>(milliseconds)) <= 0) return false;
+  eventfd_t woken = 0;
+  if (waited[0].revents != 0) eventfd_read(waker_, &woken);
+  if (waited[1].revents == 0) return false;
   char bytes[512];
   const ssize_t count = read(STDIN_FILENO, bytes, sizeof bytes);
   if (count > 0) {

@@ -26,6 +26,7 @@ struct TypedLines {
   std::mutex mutex;
   std::condition_variable came;
   std::deque<std::string> lines;
+  bool woken = false;
 };
 
 TypedLines& StartedLines() {
@@ -95,10 +96,22 @@ bool LineInput::TakeBuffered(std::string& line) {
   return true;
 }
 
+LineInput::LineInput() = default;
+
+LineInput::~LineInput() = default;
+
+void LineInput::Wake() {
+  TypedLines& typed = StartedLines();
+  const std::lock_guard lock(typed.mutex);
+  typed.woken = true;
+  typed.came.notify_one();
+}
+
 bool LineInput::Take(std::string& line, std::uint32_t milliseconds) {
   TypedLines& typed = StartedLines();
   std::unique_lock lock(typed.mutex);
-  typed.came.wait_for(lock, std::chrono::milliseconds(milliseconds), [&] { return !typed.lines.empty(); });
+  typed.came.wait_for(lock, std::chrono::milliseconds(milliseconds), [&] { return typed.woken || !typed.lines.empty(); });
+  typed.woken = false;
   return TakeBuffered(line);
 }
 

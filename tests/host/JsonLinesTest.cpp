@@ -8,6 +8,7 @@
 #include "host/show/JsonLines.h"
 #include "host/show/LiveTable.h"
 #include "host/show/Output.h"
+#include "platform/text.h"
 
 namespace ostrel::host {
 namespace {
@@ -59,8 +60,11 @@ TEST(JsonLines, TagWithEveryKindOfValue) {
 }
 
 TEST(JsonLines, OtherEvents) {
-  EXPECT_EQ(R"({"event":"pass","channel":"COM1","pass":1,"seconds":1.204,"period_s":5})",
-            PassJson("COM1", {.pass = 1, .seconds = 1.204, .periodSeconds = 5, .meters = {}}));
+  std::string pass;
+  AppendPassJson(pass, "COM1", {.pass = 1, .seconds = 1.204, .periodSeconds = 5, .meters = {}});
+  EXPECT_EQ(R"({"event":"pass","channel":"COM1","pass":1,"seconds":1.204,"period_s":5})", pass);
+  AppendPassJson(pass = "", "\"К1\"", {.pass = 12, .seconds = 60, .periodSeconds = 0, .meters = {}});
+  EXPECT_EQ(R"({"event":"pass","channel":"\"К1\"","pass":12,"seconds":60.0,"period_s":0})", pass);
   EXPECT_EQ(R"({"event":"log","channel":"COM1","text":"[ 22/11/2026 20:00:01.204 ] COM1 ПРИБОР:12 Нет ответа от устройства"})",
             LogJson({.channel = "COM1", .text = "[ 22/11/2026 20:00:01.204 ] COM1 ПРИБОР:12 Нет ответа от устройства"}));
   WriteReport report{.channel = "COM1",
@@ -87,19 +91,44 @@ TEST(JsonLines, OtherEvents) {
             TagDefinitionJson(kBranchHda, {.id = 40108, .name = "P+ Profile Power", .description = {}, .descriptor = {4}}));
 }
 
-TEST(ChangeFilter, LetsChangesThroughAndNotANumberOnce) {
-  ChangeFilter filter(false);
-  const TagReading first{.value = 1.0F, .quality = 192, .timestamp = {}};
-  const TagReading later{.value = 1.0F, .quality = 192, .timestamp = SomeTime()};
-  const TagReading bad{.value = 1.0F, .quality = 12, .timestamp = {}};
-  const TagReading noNumber{.value = std::nanf(""), .quality = 192, .timestamp = {}};
-  EXPECT_TRUE(filter.Passes("a", 1, first));
-  EXPECT_FALSE(filter.Passes("a", 1, later)) << "the time alone is no change";
-  EXPECT_TRUE(filter.Passes("b", 1, first)) << "another meter";
-  EXPECT_TRUE(filter.Passes("a", 1, bad));
-  EXPECT_TRUE(filter.Passes("a", 1, noNumber));
-  EXPECT_FALSE(filter.Passes("a", 1, noNumber));
-  EXPECT_TRUE(ChangeFilter(true).Passes("a", 1, first));
+TEST(TagReading, IsNewWhenValueOrQualityAreAndNotANumberOnce) {
+  const struct {
+    VARTYPE type;
+    float number;
+    const char* text;
+    std::uint16_t quality;
+    bool changed;
+  } rows[] = {
+      {VT_R4, 1.0F, nullptr, 192, true},
+      {VT_R4, 1.0F, nullptr, 192, false},
+      {VT_R4, 1.0F, nullptr, 12, true},
+      {VT_R4, 2.0F, nullptr, 12, false},  // what is not good is not shown
+      {VT_R4, std::nanf(""), nullptr, 192, true},
+      {VT_R4, std::nanf(""), nullptr, 192, false},
+      {VT_BSTR, 0, "да", 192, true},
+      {VT_BSTR, 0, "да", 192, false},
+      {VT_BSTR, 0, "дат", 192, true},
+      {VT_BSTR, 0, nullptr, 192, true},
+  };
+  const TagDefinition definition = SomeTag();
+  PolledTag tag = MakeTag(definition, 1, 12);
+  TagReading reading;
+  for (const auto& row : rows) {
+    tag.tag->Value.vt = row.type;
+    tag.tag->Value.fltVal = row.number;
+    const platform::OleString text = platform::Utf8ToOle(row.text == nullptr ? "" : row.text);
+    if (row.type == VT_BSTR)
+      tag.tag->Value.bstrVal = row.text == nullptr ? nullptr : platform::AllocString(text.data(), text.size());
+    tag.tag->Quality = row.quality;
+    Refresh(tag, reading);
+    EXPECT_EQ(row.changed, reading.changed) << &row - rows;
+    EXPECT_EQ(row.quality, reading.quality);
+    EXPECT_EQ(row.quality != 192 || (row.text == nullptr && row.type == VT_BSTR),
+              std::holds_alternative<std::monostate>(reading.value));
+    if (row.type == VT_BSTR) platform::FreeString(tag.tag->Value.bstrVal);
+    tag.tag->Value = {};
+  }
+  tag.tag->Destroy(1);
 }
 
 struct WriteValueCase {
