@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace ostrel::platform {
 
@@ -10,6 +11,9 @@ namespace ostrel::platform {
 /// process as the system has it.
 void CatchInterrupt();
 [[nodiscard]] bool Interrupted();
+
+/// What stands behind the program's name on the command line, in UTF-8 on every system.
+[[nodiscard]] std::vector<std::string> Arguments(int count, char** arguments);
 
 /// Makes the console take UTF-8 and escape sequences.
 void PrepareConsole();
@@ -22,6 +26,9 @@ struct TerminalSize {
 /// Whether standard output is a terminal that a table can be redrawn on.
 [[nodiscard]] bool OutputIsTerminal();
 [[nodiscard]] TerminalSize OutputSize();
+
+/// Whether standard output failed with this errno because who read it has gone, as `head` does.
+[[nodiscard]] bool OutputReaderHasGone(int error);
 
 /// Whether standard error is a terminal that a line can be redrawn on.
 [[nodiscard]] bool ErrorIsTerminal();

@@ -4,10 +4,18 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 
 namespace ostrel::platform {
+
+/// How a terminal is set; a pseudo-terminal carries bytes the same way at any speed.
+struct TerminalMode {
+  std::uint32_t baud = 0;
+  bool parity = false;
+  bool odd = false;
+};
 
 class PseudoTerminal {
  public:
@@ -26,6 +34,9 @@ class PseudoTerminal {
   /// Bytes that the other side has written; 0 when none came within the time or a signal ended the wait. The other side
   /// may close and open again meanwhile.
   [[nodiscard]] std::size_t Read(std::span<std::uint8_t> buffer, std::chrono::microseconds limit);
+
+  /// How the users of the other side have set it; nothing for a speed that no meter has.
+  [[nodiscard]] std::optional<TerminalMode> OtherEnd() const;
 
   /// Never waits: what the other side has left no room for by not reading is lost, as on a wire.
   void Write(std::span<const std::uint8_t> bytes);

@@ -2,6 +2,7 @@
 // code page 1251, never by the system's code page. A character that has no place becomes '?'.
 #pragma once
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -25,6 +26,9 @@ using OleString = std::basic_string<OLECHAR>;
 /// A path as the system's functions of narrow paths take it: on Windows in the system's code page, elsewhere as it is.
 /// Nothing when a character of it has no place there.
 [[nodiscard]] std::optional<std::string> Utf8ToSystemPath(std::string_view path);
+
+/// The same for the standard library's file functions; every name has its place there.
+[[nodiscard]] inline std::filesystem::path PathOf(std::string_view utf8) { return std::u8string(utf8.begin(), utf8.end()); }
 
 /// Sets the run-time's locale to code page 1251 where the system has it; elsewhere nothing changes.
 void UseCp1251Locale();

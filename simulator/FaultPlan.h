@@ -21,6 +21,9 @@ enum class FaultKind : std::uint8_t {
   Noise,        // up to `bytes` random bytes come before the answer, or in place of none
   Silence,      // no answer
   PortFailure,  // the line is gone for `ms`
+  WrongSpeed,   // the answer comes as a receiver at half the meter's speed sees it
+  Foreign,      // the answer carries another address
+  Chatter,      // `bytes` bytes that nobody asked for come every `ms`
 };
 
 struct Fault {
@@ -39,7 +42,8 @@ struct FaultPlan {
   std::vector<Fault> faults;  // applied in this order
 };
 
-/// "lost-byte", "flipped-bit", "cut", "merged", "pieces", "late", "doubled", "echo", "noise", "silence", "port-failure".
+/// "lost-byte", "flipped-bit", "cut", "merged", "pieces", "late", "doubled", "echo", "noise", "silence", "port-failure",
+/// "wrong-speed", "foreign", "chatter".
 [[nodiscard]] std::optional<FaultKind> FaultKindFromName(std::string_view name);
 
 }  // namespace ostrel::sim

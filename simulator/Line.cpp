@@ -5,12 +5,16 @@
 #include <limits>
 #include <utility>
 
+#include "simulator/Bytes.h"
+#include "simulator/Uart.h"
+
 namespace ostrel::sim {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::int64_t kUsPerMs = 1000;
+constexpr std::size_t kCheckBytes = 2;
 constexpr std::uint64_t kUsPerSecond = 1'000'000;
 
 constexpr struct {
@@ -28,6 +32,9 @@ constexpr struct {
     {"noise", FaultKind::Noise},
     {"silence", FaultKind::Silence},
     {"port-failure", FaultKind::PortFailure},
+    {"wrong-speed", FaultKind::WrongSpeed},
+    {"foreign", FaultKind::Foreign},
+    {"chatter", FaultKind::Chatter},
 };
 
 void LoseByte(Bytes& answer, std::uint64_t place) {
@@ -38,6 +45,15 @@ void FlipBit(Bytes& answer, std::uint64_t place) {
   if (answer.empty()) return;
   const std::uint64_t bit = place % (answer.size() * 8);
   answer[bit / 8] ^= static_cast<std::uint8_t>(1U << bit % 8);
+}
+
+void Garble(Bytes& answer) { answer = Receive(answer, {.baud = 9600}, {.baud = 4800}).bytes; }
+
+void GiveOtherAddress(Bytes& answer) {
+  if (answer.size() <= kCheckBytes) return;
+  answer[0] ^= 0x01;
+  answer.resize(answer.size() - kCheckBytes);
+  AppendCheck(answer);
 }
 
 /// At least one byte stays, and at least one is missing.
@@ -92,6 +108,16 @@ Line::Passing Line::Ask(std::span<const std::uint8_t> request, std::int64_t utcM
   return passing;
 }
 
+std::vector<std::uint8_t> Line::Chatter(std::int64_t utcMs) {
+  Bytes bytes;
+  for (const Fault& fault : plan_.faults) {
+    if (fault.kind != FaultKind::Chatter || utcMs < chatter_at_ms_) continue;
+    chatter_at_ms_ = utcMs + fault.ms;
+    std::generate_n(std::back_inserter(bytes), fault.bytes, [this] { return static_cast<std::uint8_t>(random_.Next()); });
+  }
+  return bytes;
+}
+
 bool Line::Meets(std::size_t faultIndex, std::uint8_t address) {
   const Fault& fault = plan_.faults[faultIndex];
   if (fault.address != 0 && fault.address != address) return false;
@@ -132,6 +158,12 @@ void Line::Spoil(const Fault& fault, std::span<const std::uint8_t> request, std:
       return;
     case FaultKind::PortFailure:
       down_until_ms_ = utcMs + fault.ms;
+      return;
+    case FaultKind::WrongSpeed:
+      return Garble(passing.answer);
+    case FaultKind::Foreign:
+      return GiveOtherAddress(passing.answer);
+    case FaultKind::Chatter:
       return;
   }
 }

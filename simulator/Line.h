@@ -39,6 +39,9 @@ class Line {
   /// What comes back for a request that has just been sent, in the order of its times; empty for silence.
   std::vector<Delivery> Transact(std::span<const std::uint8_t> request, std::int64_t utcMs);
 
+  /// Bytes that come at this time though nobody asked; to be looked for again and again.
+  std::vector<std::uint8_t> Chatter(std::int64_t utcMs);
+
   /// True while a failure of the port lasts: the owner closes its end, and opens it again afterwards.
   [[nodiscard]] bool IsDown(std::int64_t utcMs) const { return utcMs < down_until_ms_; }
 
@@ -73,6 +76,7 @@ class Line {
   std::vector<std::uint32_t> met_;       // requests seen by each fault of the plan
   std::vector<std::uint8_t> held_back_;  // the first half of a merged answer
   std::int64_t down_until_ms_;
+  std::int64_t chatter_at_ms_ = 0;
   std::int64_t queued_until_us_;  // the last byte of a line that keeps the order
 };
 

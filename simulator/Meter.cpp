@@ -75,6 +75,8 @@ Status Meter::OpenChannel(std::span<const std::uint8_t> password, std::int64_t u
   int level = 0;
   if (PasswordFits(password, spec_.password1)) level = 1;
   if (!spec_.password2.empty() && PasswordFits(password, spec_.password2)) level = 2;
+  const bool open = utcMs - last_request_ms_ <= std::int64_t{1000} * spec_.channelTimeoutSeconds;
+  if (spec_.keepsLevel && level == 2 && open && open_level_ == 1) return Status::LowLevel;
   if (level == 0) return Status::LowLevel;
   open_level_ = level;
   last_request_ms_ = utcMs;

@@ -164,6 +164,8 @@ constexpr KeyRow kKeys[] = {
     {"channel_timeout_s", "1 or more seconds", "a channel closes after this pause (240)",
      [](auto text, auto& spec) { return ParseNumber(text, 1, kMostSeconds, spec.channelTimeoutSeconds); }},
     {"closed", "\"each\" or \"pause\"", "closes its channel after each request, or after a pause", ParseCloses},
+    {"keeps_level", "0 or 1", "refuses password2 while the channel is open at level 1 (0)",
+     [](auto text, auto& spec) { return ParseFlag(text, spec.keepsLevel); }},
     {"busy", "0 or more", "every Nth answer is \"busy\" (0: none)",
      [](auto text, auto& spec) { return ParseNumber(text, 0, kMostSeconds, spec.busyEvery); }},
     {"refuse", "0 or more", "every Nth answer is a refusal (0: none)",

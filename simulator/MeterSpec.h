@@ -29,6 +29,7 @@ struct MeterSpec {
   std::int32_t offsetSeconds = 0;  // the meter's clock is ahead by this at its first request
   std::int32_t driftPpm = 0;       // and gains this from then on
   std::uint32_t channelTimeoutSeconds = 240;
+  bool keepsLevel = false;            // while its channel is open at level 1 it refuses the password of level 2
   bool closesAfterEach = false;       // closes its channel after each request that it served
   std::uint32_t busyEvery = 0;        // answers every Nth request with "busy"; 0 never
   std::uint32_t refuseEvery = 0;      // and every Nth with a refusal

@@ -1,10 +1,13 @@
 // ostrel-meter: simulated meters on a pseudo-terminal, a TCP port or a serial device.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
+#include <exception>
 #include <memory>
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/clock.h"
@@ -22,12 +25,14 @@ using namespace ostrel::sim;
 constexpr int kDone = 0;
 constexpr int kWrongUsage = 2;
 constexpr int kNoLine = 4;
+constexpr int kInternal = 70;
 
 struct Options {
   std::vector<std::string> lines;
   std::uint32_t baud = 9600;
   std::string parity = "none";
   bool pace = false;
+  bool uart = false;
   std::uint64_t seed = 1;
   std::string faults;
   std::vector<std::string> meters;
@@ -44,9 +49,12 @@ void Describe(CLI::App& app, Options& options) {
       ->check(CLI::IsMember({"none", "even", "odd"}))
       ->capture_default_str();
   app.add_flag("--pace", options.pace, "take as long as the line would at this speed");
+  app.add_flag("--uart", options.uart, "who talks at another speed or parity is not understood, and hears garbage (pty)");
   app.add_option("--seed", options.seed, "what the meters show and how faults fall")->capture_default_str();
   app.add_option("--faults", options.faults, "file of faults (TOML)");
-  app.footer("Keys of a meter:\n" + DescribeMeterKeys());
+  app.set_version_flag("--version", "ostrel-meter " OSTREL_VERSION);
+  app.footer("Exit codes: 0 done, 2 wrong usage, 4 no line, 70 an error of the program itself.\n\nKeys of a meter:\n" +
+             DescribeMeterKeys());
   app.add_option("METER", options.meters, "address:type[:key=value...]")->required();
 }
 
@@ -110,11 +118,17 @@ int OpenLines(const Options& options, const std::vector<Meter>& meters, const Fa
   return kDone;
 }
 
-void Serve(std::vector<Served>& served) {
+void ServeOne(Served& served, const Options& options) {
+  MeterServer server(served.line, *served.port);
+  if (options.uart) server.MindMode(ModeOf(options));
+  server.Run(ostrel::platform::Interrupted);
+}
+
+void Serve(std::vector<Served>& served, const Options& options) {
   for (Served& each : served) std::printf("ready %s\n", each.port->Name().c_str());
   std::fflush(stdout);
   for (Served& each : served) {
-    each.thread = std::thread([&each] { MeterServer(each.line, *each.port).Run(ostrel::platform::Interrupted); });
+    each.thread = std::thread([&each, &options] { ServeOne(each, options); });
   }
   for (Served& each : served) each.thread.join();
 }
@@ -127,7 +141,7 @@ int Run(const Options& options) {
   if (!options.faults.empty() && !LoadFaultFile(options.faults, plan, error)) return Fail(kWrongUsage, error);
   std::vector<Served> served;
   const int result = OpenLines(options, meters, plan, served);
-  if (result == kDone) Serve(served);
+  if (result == kDone) Serve(served, options);
   return result;
 }
 
@@ -137,11 +151,15 @@ int main(int argc, char** argv) {
   Options options;
   CLI::App app("Simulated electricity meters on a line.", "ostrel-meter");
   Describe(app, options);
+  std::vector<std::string> arguments = ostrel::platform::Arguments(argc, argv);
+  std::reverse(arguments.begin(), arguments.end());
   try {
-    app.parse(argc, argv);
+    app.parse(std::move(arguments));
+    ostrel::platform::CatchInterrupt();
+    return Run(options);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kDone : kWrongUsage;
+  } catch (const std::exception& error) {
+    return Fail(kInternal, std::string("an error of the program itself: ") + error.what());
   }
-  ostrel::platform::CatchInterrupt();
-  return Run(options);
 }

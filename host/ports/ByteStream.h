@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "host/ports/LineMode.h"
 
@@ -23,6 +24,15 @@ class ByteStream {
   [[nodiscard]] virtual bool Failed() const = 0;
   /// ms of quiet inside one answer that this transport causes by itself.
   [[nodiscard]] virtual std::uint32_t OwnGapMs() const = 0;
+};
+
+/// Is told what goes through a stream, on the thread that moves it.
+class StreamWatcher {
+ public:
+  virtual ~StreamWatcher() = default;
+  /// Every byte has left.
+  virtual void Sent(std::span<const std::uint8_t> bytes) = 0;
+  virtual void Received(std::span<const std::uint8_t> bytes) = 0;
 };
 
 }  // namespace ostrel::host

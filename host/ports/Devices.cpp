@@ -34,11 +34,25 @@ bool IsPortNumber(const std::string& text) {
   return read.ec == std::errc() && read.ptr == text.data() + text.size() && number != 0;
 }
 
+// Where devices are paths, a Windows name would be a file that is not there, and so would a kind that we do not know.
+std::string SerialTextProblem(std::string_view device) {
+  constexpr std::string_view kWindowsPort = "COM";
+  const bool paths = DefaultSerialDevice(std::string(kWindowsPort)).empty();
+  if (!paths || device.find('/') != std::string_view::npos) return {};
+  const std::size_t colon = device.find(':');
+  if (colon != std::string_view::npos) {
+    return "\"" + std::string(device.substr(0, colon + 1)) + "\" is no kind of device: a path, tcp:HOST:PORT or simulated";
+  }
+  const bool windows =
+      device.starts_with(kWindowsPort) && device.find_first_not_of("0123456789", kWindowsPort.size()) == std::string_view::npos;
+  return windows ? "is a name of Windows; here it is a path such as /dev/ttyUSB0" : "";
+}
+
 }  // namespace
 
 std::string CheckDeviceText(const std::string& device) {
   if (device.empty()) return "is empty";
-  if (!device.starts_with(kTcpPrefix)) return {};
+  if (!device.starts_with(kTcpPrefix)) return SerialTextProblem(device);
   const TcpAddress address = SplitTcp(std::string_view(device).substr(kTcpPrefix.size()));
   if (!address.host.empty() && IsPortNumber(address.port)) return {};
   return "must be tcp:HOST:PORT with a port number from 1 to 65535";

@@ -38,8 +38,12 @@ int MillisecondsUntil(SteadyClock::time_point deadline) {
 
 void SetParity(termios& settings, Parity parity) {
   settings.c_cflag &= ~static_cast<tcflag_t>(PARENB | PARODD | CMSPAR);
+  settings.c_iflag &= ~static_cast<tcflag_t>(INPCK);
   if (parity == Parity::None) return;
   settings.c_cflag |= PARENB;
+  // A byte with a wrong parity arrives as 0, and the check of its frame fails. On a pseudo-terminal, which has no parity bits,
+  // this flag is also all that the other end can see of the parity.
+  settings.c_iflag |= INPCK;
   if (parity == Parity::Odd || parity == Parity::Mark) settings.c_cflag |= PARODD;
   if (parity == Parity::Mark || parity == Parity::Space) settings.c_cflag |= CMSPAR;
 }
@@ -78,7 +82,7 @@ bool SerialStream::SetMode(const LineMode& mode) {
     cfmakeraw(&settings);
     settings.c_cflag &= ~static_cast<tcflag_t>(CSTOPB | CRTSCTS);
     settings.c_cflag |= CLOCAL | CREAD;
-    settings.c_iflag &= ~static_cast<tcflag_t>(INPCK | IXOFF | IXANY);
+    settings.c_iflag &= ~static_cast<tcflag_t>(IXOFF | IXANY);
     settings.c_cc[VMIN] = 0;
     settings.c_cc[VTIME] = 0;
     SetParity(settings, mode.parity);

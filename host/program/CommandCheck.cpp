@@ -3,11 +3,11 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <map>
-#include <set>
+#include <vector>
 
 #include "Protocol/model/TagCatalogue.h"
 #include "host/program/Commands.h"
+#include "host/program/DoctorReport.h"
 #include "host/session/Session.h"
 #include "host/show/JsonLines.h"
 #include "host/show/Output.h"
@@ -19,8 +19,10 @@ constexpr std::uint32_t kConnectionId = kFirstDaId + kTagConnectionState;
 constexpr std::uint32_t kSerialNumberId = kFirstDaId;
 
 // The serial number needs an open access channel, so that it also shows that the password is right.
-Config ConfigFor(const CommonOptions& options) {
+Config ConfigFor(const CommonOptions& options, const Plugin& plugin) {
   Config config = ReadConfig(options.config);
+  // The tags that it names are looked at too, though others are read.
+  (void)Session(plugin, config, Session::Clocks::LeaveAlone);
   for (ChannelConfig& channel : config.channels) {
     for (MeterConfig& meter : channel.meters) {
       meter.exchange = true;
@@ -30,28 +32,37 @@ Config ConfigFor(const CommonOptions& options) {
   return config;
 }
 
+bool Answers(const MeterReadings& meter) {
+  return std::all_of(meter.readings.begin(), meter.readings.end(),
+                     [](const TagReading& reading) { return reading.quality == kQualityGood && reading.value != Value(false); });
+}
+
+/// Prints the meters that answer, and keeps what is left for the doctor.
 class CheckReport {
  public:
   explicit CheckReport(bool json) : json_(json) {}
 
-  void Add(const std::string& port, const PassReport& pass) {
+  void Add(const ChannelConfig& channel, const PassReport& pass) {
+    ChannelConfig silent = channel;
+    silent.meters.clear();
     for (const MeterReadings& meter : pass.meters) {
-      const auto good = [](const TagReading& reading) {
-        return reading.quality == kQualityGood && reading.value != Value(false);
-      };
-      const bool answers = std::all_of(meter.readings.begin(), meter.readings.end(), good);
-      allAnswer_ = allAnswer_ && answers;
+      if (!Answers(meter)) silent.meters.push_back(meter.meter->config);
       if (json_) {
-        PrintTags(port, meter);
-      } else {
+        PrintTags(channel.port, meter);
+      } else if (Answers(meter)) {
         const MeterConfig& config = meter.meter->config;
-        Print(fmt::format("{} {} address {} {}: {}\n", port, config.name, config.address, meter.meter->type.display,
-                          answers ? ValueText(meter.readings.front().value) : "no answer, or no access with this password"));
+        Print(fmt::format("{} {} address {} {}: {}\n", channel.port, config.name, config.address, meter.meter->type.display,
+                          ValueText(meter.readings.front().value)));
       }
     }
+    if (!silent.meters.empty()) troubled_.push_back(silent);
   }
 
-  [[nodiscard]] bool AllAnswer() const { return allAnswer_; }
+  [[nodiscard]] const std::vector<ChannelConfig>& Troubled() const { return troubled_; }
+  void AddPort(const ChannelConfig& channel) {
+    std::erase_if(troubled_, [&channel](const ChannelConfig& other) { return other.port == channel.port; });
+    troubled_.push_back(channel);
+  }
 
  private:
   static void PrintTags(const std::string& port, const MeterReadings& meter) {
@@ -61,7 +72,7 @@ class CheckReport {
   }
 
   bool json_;
-  bool allAnswer_ = true;
+  std::vector<ChannelConfig> troubled_;
 };
 
 // A port without meters is opened all the same: by a request to nobody.
@@ -77,28 +88,12 @@ void OpenIdlePorts(Session& session) {
   }
 }
 
-bool ReportPorts(Session& session) {
-  bool allOpen = true;
-  for (const auto& channel : session.Channels()) {
-    const std::string& port = channel->Config().port;
-    const std::string problem = session.Services().PortProblem(port);
-    if (problem.empty()) continue;
-    allOpen = false;
-    fmt::print(stderr, "{}: {}\n", port, problem);
-  }
-  return allOpen;
-}
-
-}  // namespace
-
-ExitCode CommandCheck(const CommonOptions& options) {
-  const Config config = ConfigFor(options);
-  const Plugin plugin = Plugin::Load(options.module);
+// False when somebody ended it. The ports are free again afterwards.
+bool AskMeters(const Plugin& plugin, const Config& config, CheckReport& report) {
   Session session(plugin, config, Session::Clocks::LeaveAlone);
-  CheckReport report(options.json);
   session.Start(
       [&](Channel& channel, const PassReport& pass) {
-        report.Add(channel.Config().port, pass);
+        report.Add(channel.Config(), pass);
         return true;
       },
       1);
@@ -106,8 +101,23 @@ ExitCode CommandCheck(const CommonOptions& options) {
   session.Stop();
   OpenIdlePorts(session);
   for (const LogLine& line : session.Events().TakeNew()) fmt::print(stderr, "{}\n", line.text);
-  if (!ReportPorts(session)) return kExitPort;
-  return finished && report.AllAnswer() ? kExitDone : kExitUnanswered;
+  for (const auto& channel : session.Channels()) {
+    if (!session.Services().PortProblem(channel->Config().port).empty()) report.AddPort(channel->Config());
+  }
+  return finished;
+}
+
+}  // namespace
+
+ExitCode CommandCheck(const CommonOptions& options) {
+  const Plugin plugin = Plugin::Load(options.module);
+  const Config config = ConfigFor(options, plugin);
+  CheckReport report(options.json);
+  if (!AskMeters(plugin, config, report)) return kExitInterrupted;
+  const std::vector<MeterType> types = ReadMeterTypes(*plugin.CreateProtocol());
+  DoctorReport doctor(options.json);
+  for (const ChannelConfig& channel : report.Troubled()) doctor.Examine(channel, types, Depth::Cause);
+  return report.Troubled().empty() ? kExitDone : std::max(doctor.Result(), kExitUnanswered);
 }
 
 }  // namespace ostrel::host

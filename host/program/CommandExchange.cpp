@@ -1,14 +1,17 @@
 // ostrel-host exchange: one raw frame through the plug-in, with the check appended.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
+#include <optional>
 
 #include "host/program/Commands.h"
 #include "host/program/Frame.h"
 #include "host/session/Session.h"
 #include "host/show/JsonLines.h"
 #include "host/show/Output.h"
+#include "host/show/WriteLog.h"
 
 namespace ostrel::host {
 namespace {
@@ -27,6 +30,13 @@ Config ConfigFor(const ExchangeOptions& options) {
     return config;
   }
   throw Failure(kExitUsage, fmt::format("give --channel with one of {}", fmt::join(ports, ", ")));
+}
+
+/// Requests that only ask: test, open the channel, clock, energies, log records and parameters, archives and profiles by
+/// address. Whatever else a meter may know is taken for a command.
+bool IsKnownRead(const std::vector<std::uint8_t>& frame) {
+  constexpr std::array<std::uint8_t, 8> kReadCodes = {0x00, 0x01, 0x04, 0x05, 0x06, 0x08, 0x09, 0x0A};
+  return frame.size() >= 2 && std::find(kReadCodes.begin(), kReadCodes.end(), frame[1]) != kReadCodes.end();
 }
 
 /// Holds the line for one exchange.
@@ -60,15 +70,21 @@ std::vector<std::uint8_t> Exchange(IProtocol& protocol, const std::vector<std::u
 
 ExitCode CommandExchange(const ExchangeOptions& options) {
   std::vector<std::uint8_t> frame = ParseHex(options.hex);
+  const bool changes = !IsKnownRead(frame);
+  if (changes && !options.allowWrites) {
+    throw Failure(kExitUsage, "this request may change the meter, so it is not sent without --allow-writes");
+  }
   const std::uint16_t check = platform::Crc16(frame);
   frame.push_back(static_cast<std::uint8_t>(check & 0xFFU));
   frame.push_back(static_cast<std::uint8_t>(check >> 8U));
   const Config config = ConfigFor(options);
   const Plugin plugin = Plugin::Load(options.common.module);
+  const std::optional<WriteLog> log = changes ? std::optional<WriteLog>(config.writeLog) : std::nullopt;
   Session session(plugin, config, Session::Clocks::LeaveAlone);
   Channel& channel = *session.Channels().front();
   const std::vector<std::uint8_t> answer = Exchange(channel.Protocol(), frame);
   const std::string& port = channel.Config().port;
+  if (log) log->AddFrame(port, HexText(frame), HexText(answer));
   const std::string problem = session.Services().PortProblem(port);
   if (!problem.empty()) throw Failure(kExitPort, port + ": " + problem);
   const bool right = HasRightCheck(answer);

@@ -67,14 +67,14 @@ class WholeFile {
  public:
   explicit WholeFile(const std::filesystem::path& path)
       : path_(path), part_(path.string() + ".part"), file_(part_, std::ios::binary) {
-    if (!file_) throw Failure(kExitUsage, part_.string() + ": cannot be written");
+    if (!file_) throw Failure(kExitOutput, part_.string() + ": cannot be written");
   }
   void Write(std::string_view text) { file_.write(text.data(), static_cast<std::streamsize>(text.size())); }
   void Finish() {
     file_.close();
     std::error_code error;
     if (file_) std::filesystem::rename(part_, path_, error);
-    if (!file_ || error) throw Failure(kExitUsage, path_.string() + ": cannot be written");
+    if (!file_ || error) throw Failure(kExitOutput, path_.string() + ": cannot be written");
   }
 
  private:
@@ -113,7 +113,7 @@ class HistoryCommand {
   HistoryOutcome ExportAll(Request& request) {
     std::error_code error;
     std::filesystem::create_directories(options_.csvFolder, error);
-    if (error) throw Failure(kExitUsage, options_.csvFolder + ": " + error.message());
+    if (error) throw Failure(kExitOutput, options_.csvFolder + ": " + error.message());
     for (HistoryTag& tag : request.tags) {
       WholeFile file(std::filesystem::path(options_.csvFolder) / FileName(tag.definition));
       const auto output = MakeHistoryOutput(HistoryFormat::Csv, 0, [&file](std::string_view text) { file.Write(text); });

@@ -9,6 +9,7 @@
 #include "host/session/Session.h"
 #include "host/show/JsonLines.h"
 #include "host/show/Output.h"
+#include "host/show/WriteLog.h"
 
 namespace ostrel::host {
 namespace {
@@ -49,6 +50,8 @@ class WriteCourse {
     report_ = pass.pass < kPasses ? write_->AfterPass() : std::optional(write_->GiveUp());
   }
 
+  void GiveUp() { report_ = write_->GiveUp(); }
+  [[nodiscard]] bool Begun() const { return write_.has_value(); }
   [[nodiscard]] const std::optional<WriteReport>& Report() const { return report_; }
 
  private:
@@ -66,7 +69,8 @@ ExitCode CommandWrite(const WriteOptions& options) {
   Session session(plugin, config, Session::Clocks::LeaveAlone);
   Meter& meter = *session.FindMeter(options.meter).meter;
   const std::size_t tag = meter.FindTag(options.tag);
-  CheckWrite(meter.tags[tag].definition, options.value);
+  CheckWrite(meter.tags[tag], options.value);
+  WriteLog log(config.writeLog);
   WriteCourse course(options, tag);
   session.Start(
       [&](Channel& channel, const PassReport& pass) {
@@ -76,10 +80,13 @@ ExitCode CommandWrite(const WriteOptions& options) {
       kPasses);
   const bool finished = session.WaitUntilDone();
   session.Stop();
+  if (course.Begun() && !course.Report()) course.GiveUp();
+  if (course.Report()) log.Add(*course.Report());
   for (const LogLine& line : session.Events().TakeNew()) fmt::print(stderr, "{}\n", line.text);
   const std::string problem = session.Services().PortProblem(config.channels.front().port);
   if (!problem.empty()) throw Failure(kExitPort, config.channels.front().port + ": " + problem);
-  if (!finished || !course.Report()) return kExitUnanswered;
+  if (!finished) return kExitInterrupted;
+  if (!course.Report()) return kExitUnanswered;
   PrintReport(options, *course.Report());
   return course.Report()->outcome == WriteOutcome::Accepted ? kExitDone : kExitUnanswered;
 }

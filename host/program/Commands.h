@@ -23,10 +23,12 @@ struct RunOptions {
   std::uint32_t passes = 0;   // 0: no limit
   std::uint32_t seconds = 0;  // 0: no limit
   bool everyPass = false;
+  bool allowWrites = false;
 };
 
 struct ReadOptions {
   CommonOptions common;
+  bool why = false;
   std::string meter;
   std::vector<std::string> tags;
 };
@@ -60,6 +62,29 @@ struct ExchangeOptions {
   CommonOptions common;
   std::string channel;  // port name; may be empty when there is only one
   std::vector<std::string> hex;
+  bool allowWrites = false;
+};
+
+struct DoctorOptions {
+  CommonOptions common;
+  std::string device;   // in place of a configuration
+  std::string channel;  // port name; empty for all
+  std::string scanAddresses;
+  bool scanSpeeds = false;
+  std::string writeConfig;        // file for what a search found
+  std::uint32_t timeoutMs = 200;  // for the answer of a device that has no configuration
+};
+
+struct PlanOptions {
+  CommonOptions common;
+  std::uint32_t turnaroundMs = 20;
+  bool measure = false;
+};
+
+struct TraceOptions {
+  CommonOptions common;
+  std::string file;
+  std::string output;  // empty: standard output
 };
 
 struct DemoOptions {
@@ -76,6 +101,9 @@ struct DemoOptions {
 [[nodiscard]] ExitCode CommandExchange(const ExchangeOptions& options);
 [[nodiscard]] ExitCode CommandRegister(const CommonOptions& options, bool enter);
 [[nodiscard]] ExitCode CommandCheck(const CommonOptions& options);
+[[nodiscard]] ExitCode CommandDoctor(const DoctorOptions& options);
+[[nodiscard]] ExitCode CommandPlan(const PlanOptions& options);
+[[nodiscard]] ExitCode CommandTrace(const TraceOptions& options);
 [[nodiscard]] ExitCode CommandDemo(const DemoOptions& options);
 
 }  // namespace ostrel::host

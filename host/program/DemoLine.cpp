@@ -101,6 +101,7 @@ Config DemoLine::MakeConfig() const {
   Config config;
   config.file = "demo";
   config.logFile = (std::filesystem::path(folder_) / "demo.log").string();
+  config.writeLog = (std::filesystem::path(folder_) / "writes.log").string();
   config.clockCorrectionDays = 7;
   ChannelConfig& channel = config.channels.emplace_back();
   channel.port = "COM1";

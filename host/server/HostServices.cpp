@@ -9,6 +9,7 @@
 #include "Protocol/diagnostics/DebugTrace.h"
 #include "host/ports/Devices.h"
 #include "host/ports/SerialStream.h"
+#include "host/ports/WatchedStream.h"
 #include "host/server/ObjectProvider.h"
 #include "platform/text.h"
 
@@ -28,6 +29,16 @@ std::string DeviceTextProblem(const std::string& device) { return CheckDeviceTex
 
 std::string DefaultDevice(const std::string& port) { return DefaultSerialDevice(port); }
 
+namespace {
+
+StreamOpener OpenerOf(const PortDevice& device) {
+  return device.device == kSimulatedDevice ? SimulatedOpener(MakeSimulatedLine(device.meters)) : DeviceOpener(device.device);
+}
+
+}  // namespace
+
+std::unique_ptr<ByteStream> OpenDevice(const PortDevice& device, std::string& error) { return OpenerOf(device)(error); }
+
 HostServices::HostServices(const ServiceSettings& settings) : parts_(std::make_unique<Parts>()) {
   const auto logFile = platform::Utf8ToSystemPath(settings.logFile);
   if (logFile && !logFile->empty()) parts_->log.emplace(logFile->c_str(), settings.logLimitKb, true);
@@ -40,12 +51,9 @@ HostServices::HostServices(const ServiceSettings& settings) : parts_(std::make_u
 
 HostServices::~HostServices() = default;
 
-void HostServices::AddPort(const PortDevice& device, ExchangeObserver observer, LateListener late) {
-  const bool simulated = device.device == kSimulatedDevice;
-  AddPort(device.port, {.open = simulated ? SimulatedOpener(MakeSimulatedLine(device.meters)) : DeviceOpener(device.device),
-                        .line = device.line,
-                        .observer = std::move(observer),
-                        .late = std::move(late)});
+void HostServices::AddPort(const PortDevice& device, const PortListeners& listeners) {
+  StreamOpener open = listeners.watcher != nullptr ? WatchedOpener(OpenerOf(device), listeners.watcher) : OpenerOf(device);
+  AddPort(device.port, {.open = std::move(open), .line = device.line, .observer = listeners.observer, .late = listeners.late});
 }
 
 void HostServices::AddPort(const std::string& port, PortEntry entry) { parts_->directory->Set(port, std::move(entry)); }

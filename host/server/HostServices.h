@@ -36,6 +36,17 @@ struct PortDevice {
 /// The device that serves a port when none is named; empty where the system has no such rule.
 [[nodiscard]] TAVRINDASERVER_API std::string DefaultDevice(const std::string& port);
 
+/// The bytes of a device without anything that keeps questions and answers apart, for who looks at what is on the wire. Null with
+/// a reason when it cannot be opened.
+[[nodiscard]] TAVRINDASERVER_API std::unique_ptr<ByteStream> OpenDevice(const PortDevice& device, std::string& error);
+
+/// Who is told of what goes over a port, on the thread that moves it.
+struct PortListeners {
+  ExchangeObserver observer{};
+  LateListener late{};
+  std::shared_ptr<StreamWatcher> watcher{};
+};
+
 /// Outlives every channel that was given a context.
 class HostServices {
  public:
@@ -45,7 +56,7 @@ class HostServices {
   HostServices& operator=(const HostServices&) = delete;
 
   /// Before the first channel opens the port.
-  TAVRINDASERVER_API void AddPort(const PortDevice& device, ExchangeObserver observer = {}, LateListener late = {});
+  TAVRINDASERVER_API void AddPort(const PortDevice& device, const PortListeners& listeners = {});
   TAVRINDASERVER_API void AddPort(const std::string& port, PortEntry entry);
   /// Puts something around every stream that the port opens from now on.
   TAVRINDASERVER_API void WrapPort(const std::string& port, StreamWrapper wrapper);

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "host/session/ComPointer.h"
@@ -65,7 +66,7 @@ const MeterType& FindMeterType(const std::vector<MeterType>& types, const std::v
   std::vector<std::uint32_t> ids;
   for (const MeterType& type : types) {
     if (std::holds_alternative<std::uint32_t>(wanted) ? type.id == std::get<std::uint32_t>(wanted)
-                                                      : type.display == std::get<std::string>(wanted)) {
+                                                      : Lowered(type.display) == Lowered(std::get<std::string>(wanted))) {
       return type;
     }
     displays.push_back(type.display);
@@ -75,6 +76,9 @@ const MeterType& FindMeterType(const std::vector<MeterType>& types, const std::v
     throw Failure(kExitUsage, fmt::format("there is no meter type {}; there are {}", *id, fmt::join(ids, ", ")));
   }
   const std::string& name = std::get<std::string>(wanted);
+  // Some names stand for two types.
+  const auto isNamed = [&name](const MeterType& type) { return Lowered(type.name) == Lowered(name); };
+  if (std::count_if(types.begin(), types.end(), isNamed) == 1) return *std::find_if(types.begin(), types.end(), isNamed);
   throw Failure(kExitUsage, "there is no meter type \"" + name + "\"" + DidYouMean(name, displays));
 }
 

@@ -10,6 +10,7 @@
 #include "Protocol/link/ChannelRecord.h"
 #include "Protocol/link/PortSettings.h"
 #include "host/session/Failure.h"
+#include "host/session/NearNames.h"
 #include "host/session/TagSelection.h"
 #include "platform/clock.h"
 #include "platform/text.h"
@@ -63,9 +64,11 @@ PortDevice MakePortDevice(const ChannelConfig& config, const std::vector<Meter>&
   return device;
 }
 
-std::vector<std::size_t> SelectedTags(const std::vector<TagDefinition>& definitions, const MeterConfig& config) {
-  std::vector<bool> chosen(definitions.size(), config.tags.empty());
-  for (const PlacedText& wanted : config.tags) {
+// Which tags a list of the configuration names; all of them, or none, when it has no entry.
+std::vector<bool> NamedTags(const std::vector<TagDefinition>& definitions, const std::vector<PlacedText>& names,
+                            bool withoutAny) {
+  std::vector<bool> chosen(definitions.size(), names.empty() && withoutAny);
+  for (const PlacedText& wanted : names) {
     try {
       for (const std::size_t tag : SelectTags(definitions, wanted.text)) chosen[tag] = true;
     } catch (const Failure& failure) {
@@ -74,6 +77,32 @@ std::vector<std::size_t> SelectedTags(const std::vector<TagDefinition>& definiti
       FailAt(wanted.place, failure.what());
     }
   }
+  return chosen;
+}
+
+bool IsHistoryTag(IProtocol& protocol, std::uint32_t meterType, const std::string& text) {
+  try {
+    return !SelectTags(ReadTagDefinitions(protocol, meterType, kBranchHda), text).empty();
+  } catch (const Failure&) {
+    return false;
+  }
+}
+
+// A tag that somebody misspelt may be right in the other branch.
+void RejectHistoryTags(IProtocol& protocol, std::uint32_t meterType, const std::vector<TagDefinition>& definitions,
+                       const std::vector<PlacedText>& names) {
+  for (const PlacedText& wanted : names) {
+    const auto known = [&wanted](const TagDefinition& tag) { return Lowered(tag.name) == Lowered(wanted.text); };
+    if (std::any_of(definitions.begin(), definitions.end(), known) || !IsHistoryTag(protocol, meterType, wanted.text)) continue;
+    if (wanted.text.find_first_of("*?") != std::string::npos) continue;
+    const std::string what = "\"" + wanted.text + "\" is a history tag: use `history`";
+    if (wanted.place.file.empty()) throw Failure(kExitUsage, what);
+    FailAt(wanted.place, what);
+  }
+}
+
+std::vector<std::size_t> SelectedTags(const std::vector<TagDefinition>& definitions, const MeterConfig& config) {
+  const std::vector<bool> chosen = NamedTags(definitions, config.tags, true);
   std::vector<std::size_t> selected;
   for (std::size_t i = 0; i < chosen.size(); ++i) {
     if (chosen[i]) selected.push_back(i);
@@ -106,18 +135,18 @@ Channel::Channel(const Plugin& plugin, HostServices& services, const ChannelConf
       context_(services.MakeContext()),
       config_(config),
       frames_(std::make_shared<WriteFrames>()),
+      link_(std::make_shared<LinkRecorder>(config.echo)),
       protocol_(plugin.CreateProtocol()) {
   ApplySettings();
   const std::vector<MeterType> types = ReadMeterTypes(*protocol_);
   meters_.reserve(config_.meters.size());
   for (const MeterConfig& meter : config_.meters) AddMeter(plugin, meter, types);
   AddPassMark();
-  services_.AddPort(
-      MakePortDevice(config_, meters_),
-      [frames = frames_](std::span<const std::uint8_t> request, std::span<const std::uint8_t> answer) {
-        frames->Observe(request, answer);
-      },
-      LatenessTeller(config_));
+  services_.AddPort(MakePortDevice(config_, meters_),
+                    {.observer = [frames = frames_](std::span<const std::uint8_t> request,
+                                                    std::span<const std::uint8_t> answer) { frames->Observe(request, answer); },
+                     .late = LatenessTeller(config_),
+                     .watcher = link_});
 }
 
 Channel::~Channel() { Stop(); }
@@ -130,12 +159,17 @@ void Channel::ApplySettings() {
 void Channel::AddMeter(const Plugin& plugin, const MeterConfig& config, const std::vector<MeterType>& types) {
   Meter meter{.config = config, .type = TypeOf(types, config), .definitions = {}, .index = 0, .tags = {}, .selected = {}};
   meter.definitions = plugin.TagsOf(*protocol_, meter.type.id);
-  if (config.polled) meter.selected = SelectedTags(*meter.definitions, config);
+  const std::vector<TagDefinition>& definitions = *meter.definitions;
+  RejectHistoryTags(*protocol_, meter.type.id, definitions, config.tags);
+  if (config.polled) meter.selected = SelectedTags(definitions, config);
+  const std::vector<bool> protectedTags = NamedTags(definitions, config.readOnly, false);
+  const std::vector<bool> writable = NamedTags(definitions, config.writable, true);
   const DeviceConfig record = MakeDeviceConfig(config, meter.type.id);
   meter.index = static_cast<std::uint32_t>(protocol_->AddDevice(&record));
-  meter.tags.reserve(meter.definitions->size());
-  for (const TagDefinition& definition : *meter.definitions) {
-    meter.tags.push_back(MakeTag(definition, PortNumberOf(config_.port), config.address));
+  meter.tags.reserve(definitions.size());
+  for (std::size_t i = 0; i < definitions.size(); ++i) {
+    meter.tags.push_back(MakeTag(definitions[i], PortNumberOf(config_.port), config.address));
+    meter.tags.back().readOnly = protectedTags[i] || !writable[i];
     protocol_->AddTag(meter.index, meter.tags.back().tag);
   }
   for (const std::size_t tag : meter.selected) meter.tags[tag].tag->Use();
@@ -174,9 +208,13 @@ bool Channel::TakePass(PassReport& report) {
   }
   report.pass = ++passes_;
   report.seconds = static_cast<double>(now - lookedAt_) / 1000.0;
+  report.periodSeconds = config_.pollPeriodSeconds;
   lookedAt_ = now;
   report.meters.resize(meters_.size());
-  for (std::size_t i = 0; i < meters_.size(); ++i) Refresh(meters_[i], report.meters[i]);
+  for (std::size_t i = 0; i < meters_.size(); ++i) {
+    Refresh(meters_[i], report.meters[i]);
+    report.meters[i].link = link_->Of(meters_[i].config.address);
+  }
   return true;
 }
 
@@ -189,6 +227,8 @@ void Channel::Refresh(Meter& meter, MeterReadings& readings) {
   for (std::size_t i = 0; i < readings.tags.size(); ++i) host::Refresh(meter.tags[readings.tags[i]], readings.readings[i]);
   for (std::size_t i = before; i < readings.tags.size(); ++i) readings.readings[i].changed = true;
 }
+
+const DeviceEntry& Channel::Record(const Meter& meter) { return protocol_->GetChannel()->Devices[meter.index]; }
 
 void Channel::SelectTag(Meter& meter, std::size_t tag) {
   const PollGuard guard(*protocol_);

@@ -14,6 +14,7 @@
 
 #include "host/server/HostServices.h"
 #include "host/session/Config.h"
+#include "host/session/LinkRecorder.h"
 #include "host/session/Meter.h"
 #include "host/session/Plugin.h"
 #include "host/session/WriteFrames.h"
@@ -24,11 +25,13 @@ struct MeterReadings {
   Meter* meter = nullptr;
   std::vector<std::size_t> tags;     // indices into the meter's tags
   std::vector<TagReading> readings;  // one each
+  LinkCounts link;
 };
 
 struct PassReport {
   std::uint32_t pass = 0;
   double seconds = 0;
+  std::uint32_t periodSeconds = 0;
   std::vector<MeterReadings> meters;
 };
 
@@ -54,9 +57,13 @@ class Channel {
   /// Puts a tag in use from the next pass on.
   void SelectTag(Meter& meter, std::size_t tag);
 
+  /// The plug-in's record of a meter, with what it has read of it. The caller holds PollLock.
+  [[nodiscard]] const DeviceEntry& Record(const Meter& meter);
+
   [[nodiscard]] std::vector<Meter>& Meters() { return meters_; }
   [[nodiscard]] const ChannelConfig& Config() const { return config_; }
   [[nodiscard]] IProtocol& Protocol() { return *protocol_; }
+  [[nodiscard]] LinkRecorder& Link() { return *link_; }
   [[nodiscard]] WriteFrames& Frames() { return *frames_; }
 
  private:
@@ -70,6 +77,7 @@ class Channel {
   HostContext& context_;
   ChannelConfig config_;
   std::shared_ptr<WriteFrames> frames_;
+  std::shared_ptr<LinkRecorder> link_;
   ComPointer<IProtocol> protocol_;
   std::vector<Meter> meters_;
   CDeviceTag* passMark_ = nullptr;

@@ -8,6 +8,7 @@
 #include "Protocol/model/SharedFlag.h"
 #include "Protocol/model/TagCatalogue.h"
 #include "host/session/Failure.h"
+#include "host/session/WriteRange.h"
 
 namespace ostrel::host {
 namespace {
@@ -22,17 +23,11 @@ bool IsCommand(const TagDefinition& tag) {
   return std::find(std::begin(kCommandTags), std::end(kCommandTags), tag.id - kFirstDaId) != std::end(kCommandTags);
 }
 
-// Power limits are kept in steps of 0.1, energies to one impulse.
-bool SameNumber(float sent, float after) {
-  constexpr float kHalfStep = 0.0501F;
-  constexpr float kRelative = 1e-5F;
-  return std::fabs(after - sent) <= std::max(kHalfStep, kRelative * std::fabs(sent));
-}
-
-bool SameValue(const Value& sent, const Value& after) {
+bool SameValue(const TagDefinition& tag, const Value& sent, const Value& after, std::uint32_t meterConstant) {
   const auto* const sentNumber = std::get_if<float>(&sent);
   const auto* const afterNumber = std::get_if<float>(&after);
-  return sentNumber != nullptr && afterNumber != nullptr ? SameNumber(*sentNumber, *afterNumber) : sent == after;
+  if (sentNumber == nullptr || afterNumber == nullptr) return sent == after;
+  return std::fabs(*afterNumber - *sentNumber) <= WriteTolerance(tag, *sentNumber, meterConstant);
 }
 
 std::string RefusalText(std::uint8_t status) {
@@ -62,35 +57,52 @@ const char* OutcomeText(WriteOutcome outcome) {
   return "differs";
 }
 
-void CheckWrite(const TagDefinition& tag, const std::string& value) {
-  if (!tag.Writable()) throw Failure(kExitUsage, fmt::format("\"{}\" cannot be written", tag.name));
-  (void)ParseWriteValue(value, tag.DataType());
+void CheckWrite(const PolledTag& tag, const std::string& value) {
+  const TagDefinition& definition = tag.definition;
+  if (!definition.Writable()) throw Failure(kExitUsage, fmt::format("\"{}\" cannot be written", definition.name));
+  if (tag.readOnly) throw Failure(kExitUsage, fmt::format("\"{}\" is read-only by the configuration", definition.name));
+  CheckRange(definition, ParseWriteValue(value, definition.DataType()));
 }
 
 ClientWrite::ClientWrite(Channel& channel, Meter& meter, std::size_t tag, const std::string& value)
     : channel_(channel), meter_(meter), tag_(tag) {
-  PolledTag& polled = meter.tags[tag];
-  value_ = ParseWriteValue(value, polled.definition.DataType());
+  CheckWrite(meter.tags[tag], value);
+  value_ = ParseWriteValue(value, meter.tags[tag].definition.DataType());
   channel_.SelectTag(meter, tag);
-  channel_.Frames().Begin();
   const PollGuard guard(channel_.Protocol());
-  before_ = ReadTag(polled).value;
+  PlaceWhenGood();
+}
+
+// The plug-in waits for a good tag too; only then is known what stands before the write and what an impulse is worth.
+void ClientWrite::PlaceWhenGood() {
+  PolledTag& polled = meter_.tags[tag_];
+  const TagReading reading = ReadTag(polled);
+  before_ = reading.value;
+  if (reading.quality != kQualityGood) return;
+  meterConstant_ = channel_.Record(meter_).MeterConstant;
+  CheckImpulses(polled.definition, value_, meterConstant_);
+  channel_.Frames().Begin();
   polled.tag->WriteValue = value_;
   StoreFlag(polled.tag->WritePending, 1);
+  placed_ = true;
 }
 
 std::optional<WriteReport> ClientWrite::AfterPass() {
   const PollGuard guard(channel_.Protocol());
   PolledTag& polled = meter_.tags[tag_];
+  if (!placed_) {
+    PlaceWhenGood();
+    return std::nullopt;
+  }
   if (LoadFlag(polled.tag->WritePending) == 0) return Judge(true);
-  // It waits for the tag to become good: what this pass has read is what stands before the write.
+  // A meter that was lost meanwhile is read again before it is written.
   before_ = ReadTag(polled).value;
   return std::nullopt;
 }
 
 WriteReport ClientWrite::GiveUp() {
   const PollGuard guard(channel_.Protocol());
-  const bool carriedOut = LoadFlag(meter_.tags[tag_].tag->WritePending) == 0;
+  const bool carriedOut = placed_ && LoadFlag(meter_.tags[tag_].tag->WritePending) == 0;
   StoreFlag(meter_.tags[tag_].tag->WritePending, 0);
   return Judge(carriedOut);
 }
@@ -101,7 +113,9 @@ WriteReport ClientWrite::Judge(bool carriedOut) {
   PolledTag& polled = meter_.tags[tag_];
   const TagDefinition& tag = polled.definition;
   const TagReading after = ReadTag(polled);
-  WriteReport report{.meter = meter_.config.name,
+  WriteReport report{.channel = channel_.Config().port,
+                     .meter = meter_.config.name,
+                     .address = meter_.config.address,
                      .tag = tag,
                      .before = before_,
                      .sent = ValueOf(value_),
@@ -122,7 +136,7 @@ WriteReport ClientWrite::Judge(bool carriedOut) {
     report.reason = RefusalText(*answer.status);
   } else if (after.quality != kQualityGood) {
     report.reason = "the value could not be read back";
-  } else if (!IsCommand(tag) && !SameValue(report.sent, after.value)) {
+  } else if (!IsCommand(tag) && !SameValue(tag, report.sent, after.value, meterConstant_)) {
     report.outcome = WriteOutcome::Differs;
     report.reason = "the value read back differs";
   } else {

@@ -13,7 +13,9 @@ namespace ostrel::host {
 enum class WriteOutcome : std::uint8_t { Accepted, Refused, Unanswered, Differs };
 
 struct WriteReport {
+  std::string channel;
   std::string meter;
+  std::uint32_t address = 0;
   TagDefinition tag;
   Value before;
   Value sent;
@@ -24,27 +26,31 @@ struct WriteReport {
 
 [[nodiscard]] const char* OutcomeText(WriteOutcome outcome);
 
-/// Throws Failure (usage) when the tag cannot be written or the text is no value of it.
-void CheckWrite(const TagDefinition& tag, const std::string& value);
+/// Throws Failure (usage) when the tag cannot or may not be written, or the text is no value within its range.
+void CheckWrite(const PolledTag& tag, const std::string& value);
 
 class ClientWrite {
  public:
-  /// Leaves a checked write on the tag. One at a time per channel.
+  /// Leaves the write on the tag as soon as that is good. One at a time per channel. Throws what CheckWrite throws.
   ClientWrite(Channel& channel, Meter& meter, std::size_t tag, const std::string& value);
 
-  /// To be asked after each pass: what became of it, once it is over.
+  /// To be asked after each pass: what became of it, once it is over. Throws Failure (usage) when the meter turns out to have
+  /// no room for the value; nothing was sent then.
   [[nodiscard]] std::optional<WriteReport> AfterPass();
   /// Takes the write back from the tag and says how far it came.
   [[nodiscard]] WriteReport GiveUp();
 
  private:
+  void PlaceWhenGood();
   [[nodiscard]] WriteReport Judge(bool carriedOut);
 
   Channel& channel_;
   Meter& meter_;
   std::size_t tag_;
-  VARIANT value_;
+  VARIANT value_ = {};
   Value before_;
+  std::uint32_t meterConstant_ = 0;  // when the write was left on the tag
+  bool placed_ = false;
 };
 
 }  // namespace ostrel::host

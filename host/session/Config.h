@@ -38,8 +38,10 @@ struct MeterConfig {
   std::uint8_t eventLog = 0;
   std::uint32_t failHoldSeconds = 60;
   bool exchange = true;
-  std::vector<PlacedText> tags;  // names, ids or wildcards; empty: every tag of the type
-  bool polled = true;            // false for a command that reads no current data: no tag is in use
+  std::vector<PlacedText> tags;      // names, ids or wildcards; empty: every tag of the type
+  std::vector<PlacedText> readOnly;  // tags that no write of ours may change
+  std::vector<PlacedText> writable;  // when there are any: only these may be written
+  bool polled = true;                // false for a command that reads no current data: no tag is in use
 
   friend bool operator==(const MeterConfig&, const MeterConfig&) = default;
 };
@@ -66,6 +68,7 @@ struct Config {
   std::uint32_t logLimitKb = 1024;
   std::string traceFile;
   std::string traceSettings;
+  std::string writeLog;  // of every write that people make; beside the configuration when it names none
   std::uint32_t clockCorrectionDays = 0;
   std::vector<ChannelConfig> channels;
 };

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <utility>
 
 #include "host/session/Failure.h"
 #include "platform/text.h"
@@ -11,8 +12,6 @@
 
 namespace ostrel::host {
 namespace {
-
-std::filesystem::path PathOf(const std::string& utf8) { return std::u8string(utf8.begin(), utf8.end()); }
 
 std::uint64_t SizeOf(const std::filesystem::path& file) {
   std::error_code failed;
@@ -35,7 +34,7 @@ std::string TemporaryFile() {
 EventLog::EventLog(const Config& config) : file_(config.logFile), temporary_(config.logFile.empty()) {
   if (temporary_) file_ = TemporaryFile();
   for (const ChannelConfig& channel : config.channels) ports_.push_back(channel.port);
-  path_ = PathOf(file_);
+  path_ = platform::PathOf(file_);
   taken_ = SizeOf(path_);
 }
 
@@ -55,7 +54,7 @@ LogLine EventLog::Parse(const std::string& line) const {
 }
 
 std::vector<LogLine> EventLog::TakeNew() {
-  std::vector<LogLine> lines;
+  std::vector<LogLine> lines = std::exchange(notes_, {});
   const std::uint64_t size = SizeOf(path_);
   // Over its limit the file is deleted and begins anew.
   if (size < taken_) taken_ = 0;

@@ -24,7 +24,9 @@ class EventLog {
   EventLog& operator=(const EventLog&) = delete;
 
   [[nodiscard]] const std::string& File() const { return file_; }
-  /// Whole lines that came since the last call.
+  /// A line of the host's own; it stands in no file.
+  void Note(const std::string& text) { notes_.push_back({.channel = {}, .text = text}); }
+  /// Notes and whole lines that came since the last call.
   [[nodiscard]] std::vector<LogLine> TakeNew();
 
  private:
@@ -34,6 +36,7 @@ class EventLog {
   std::filesystem::path path_;
   bool temporary_;
   std::vector<std::string> ports_;
+  std::vector<LogLine> notes_;
   std::uint64_t taken_ = 0;  // bytes of the file
 };
 

@@ -11,6 +11,8 @@ enum ExitCode : int {
   kExitUsage = 2,       // wrong usage or configuration
   kExitUnanswered = 3,  // a meter did not answer or refused
   kExitPort = 4,        // a port could not be opened
+  kExitOutput = 5,      // results could not be written
+  kExitInternal = 70,   // an error of the program itself
   kExitInterrupted = 130,
 };
 

@@ -36,17 +36,6 @@ void FillDescriptor(CDeviceTag& tag, const std::array<std::uint32_t, 10>& descri
   tag.ExpectedLength = descriptor[kColumnExpectedLength];
 }
 
-bool SameTime(const FILETIME& left, const FILETIME& right) {
-  return left.dwLowDateTime == right.dwLowDateTime && left.dwHighDateTime == right.dwHighDateTime;
-}
-
-// Whether the plug-in has ever put a value there: it zeroes the floats of a lost meter, and leaves other types alone.
-bool HasValue(const PolledTag& tag, const TagReading& reading) {
-  if (tag.wasGood || reading.quality == kQualityBad) return true;
-  const bool untouched = reading.quality == kQualityUncertain && SameTime(reading.timestamp, tag.born);
-  return tag.definition.DataType() == VT_R4 && !untouched;
-}
-
 }  // namespace
 
 std::size_t Meter::FindTag(const std::string& text) const { return SelectTag(*definitions, text); }
@@ -79,15 +68,18 @@ PolledTag MakeTag(const TagDefinition& definition, std::uint32_t portNumber, std
   FillDescriptor(*tag, definition.descriptor);
   // The plug-in goes by the type word, and expects a null text where there is none yet.
   tag->Value.vt = static_cast<VARTYPE>(definition.DataType());
-  return {.definition = definition, .tag = tag, .born = tag->Timestamp};
+  return {.definition = definition, .tag = tag};
 }
 
+// The plug-in zeroes the floats of a meter that it lost; somebody would take that for a measurement.
 void Refresh(PolledTag& tag, TagReading& reading) {
   const std::uint16_t before = reading.quality;
   reading.quality = tag.tag->Quality;
   reading.timestamp = tag.tag->Timestamp;
-  tag.wasGood = tag.wasGood || reading.quality == kQualityGood;
-  const VARIANT shown = HasValue(tag, reading) ? tag.tag->Value : VARIANT{};
+  const bool good = reading.quality == kQualityGood;
+  if (good) tag.lastGood = reading.timestamp;
+  reading.lastGood = tag.lastGood;
+  const VARIANT shown = good ? tag.tag->Value : VARIANT{};
   const bool same = IsValueOf(reading.value, shown);
   if (!same) reading.value = ValueOf(shown);
   reading.changed = !same || reading.quality != before;

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,10 +15,10 @@
 namespace ostrel::host {
 
 struct PolledTag {
-  const TagDefinition& definition;  // one of the meter's
-  CDeviceTag* tag = nullptr;        // the plug-in's from AddTag on
-  FILETIME born{};
-  bool wasGood = false;  // had quality 192 at some time
+  const TagDefinition& definition;   // one of the meter's
+  CDeviceTag* tag = nullptr;         // the plug-in's from AddTag on
+  bool readOnly = false;             // by the configuration
+  std::optional<FILETIME> lastGood;  // when it had quality 192 last
 };
 
 struct Meter {
@@ -39,7 +40,7 @@ struct Meter {
 /// A tag of a definition that outlives it, as the plug-in wants it: identity, descriptor and an empty value of its type.
 [[nodiscard]] PolledTag MakeTag(const TagDefinition& definition, std::uint32_t portNumber, std::uint32_t address);
 
-/// Value, quality and time. The caller holds PollLock, so that no pass writes meanwhile.
+/// Value, quality and time; no value unless the quality is good. The caller holds PollLock, so that no pass writes meanwhile.
 [[nodiscard]] TagReading ReadTag(PolledTag& tag);
 /// Brings an earlier reading of the tag up to date; what did not change is not copied. The caller holds PollLock.
 void Refresh(PolledTag& tag, TagReading& reading);

@@ -4,6 +4,8 @@
 #include <numeric>
 #include <utility>
 
+#include "platform/text.h"
+
 namespace ostrel::host {
 namespace {
 
@@ -16,6 +18,17 @@ std::string LowerText(std::string_view text) {
 }
 
 }  // namespace
+
+std::string Lowered(std::string_view utf8) {
+  std::string lower = platform::Utf8ToCp1251(utf8);
+  for (char& letter : lower) {
+    const auto byte = static_cast<unsigned char>(letter);
+    const bool capital = (byte >= 'A' && byte <= 'Z') || (byte >= 0xC0 && byte <= 0xDF);
+    if (capital) letter = static_cast<char>(byte + 0x20);
+    if (byte == 0xA8) letter = static_cast<char>(0xB8);
+  }
+  return lower;
+}
 
 std::size_t EditDistance(std::string_view left, std::string_view right) {
   std::vector<std::size_t> row(right.size() + 1);

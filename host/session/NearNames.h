@@ -7,6 +7,9 @@
 
 namespace ostrel::host {
 
+/// Small letters for capital ones, Latin and Cyrillic; in code page 1251.
+[[nodiscard]] std::string Lowered(std::string_view utf8);
+
 /// Single-character edits between two texts, letters of either case alike.
 [[nodiscard]] std::size_t EditDistance(std::string_view left, std::string_view right);
 

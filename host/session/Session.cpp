@@ -28,10 +28,15 @@ ServiceSettings MakeServiceSettings(const Config& config, const std::string& log
 
 Session::Session(const Plugin& plugin, const Config& config, Clocks clocks)
     : events_(config), services_(MakeServiceSettings(config, events_.File(), clocks)) {
+  if (!config.traceFile.empty()) {
+    events_.Note(
+        config.traceFile +
+        ": this trace holds the meters' passwords in clear text; `ostrel-host trace` makes a copy without them to hand on");
+  }
   for (const ChannelConfig& channel : config.channels) channels_.push_back(std::make_unique<Channel>(plugin, services_, channel));
 }
 
-Session::~Session() { Stop(); }
+Session::~Session() { EndThreads(); }
 
 void Session::Start(PassHandler handler, std::uint32_t passes, std::function<void()> done) {
   handler_ = std::move(handler);
@@ -44,6 +49,17 @@ void Session::Start(PassHandler handler, std::uint32_t passes, std::function<voi
 }
 
 void Session::Watch(Channel& channel, std::uint32_t passes) {
+  try {
+    WatchPasses(channel, passes);
+  } catch (...) {
+    const std::lock_guard lock(handling_);
+    if (!failure_) failure_ = std::current_exception();
+  }
+  channel.Protocol().SignalStop();
+  if (--running_ == 0 && done_) done_();
+}
+
+void Session::WatchPasses(Channel& channel, std::uint32_t passes) {
   PassReport report;
   while (!stopping_) {
     if (!channel.TakePass(report)) {
@@ -53,13 +69,16 @@ void Session::Watch(Channel& channel, std::uint32_t passes) {
     const bool last = passes != 0 && report.pass == passes;
     if (last) channel.Protocol().SignalStop();
     const std::lock_guard lock(handling_);
-    if (handler_(channel, report) || last) break;
+    if (handler_(channel, report) || last) return;
   }
-  channel.Protocol().SignalStop();
-  if (--running_ == 0 && done_) done_();
 }
 
 void Session::Stop() {
+  EndThreads();
+  if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
+}
+
+void Session::EndThreads() {
   stopping_ = true;
   // Asked first, so that all of them end the meter at hand together.
   for (const auto& channel : channels_) channel->Protocol().SignalStop();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -37,6 +38,7 @@ class Session {
 
   /// Polls every channel; after `passes` of them (0: no limit) a channel stops by itself. `done` is called when all have.
   void Start(PassHandler handler, std::uint32_t passes, std::function<void()> done = {});
+  /// Throws what a handler threw; its channel has ended with it.
   void Stop();
   /// All channels have done their passes.
   [[nodiscard]] bool Done() const { return running_ == 0; }
@@ -54,6 +56,8 @@ class Session {
 
  private:
   void Watch(Channel& channel, std::uint32_t passes);
+  void WatchPasses(Channel& channel, std::uint32_t passes);
+  void EndThreads();
 
   EventLog events_;
   HostServices services_;
@@ -61,6 +65,7 @@ class Session {
   PassHandler handler_;
   std::function<void()> done_;
   std::mutex handling_;
+  std::exception_ptr failure_;  // the first of a handler, under handling_
   std::vector<std::thread> watchers_;
   std::atomic<bool> stopping_{false};
   std::atomic<std::size_t> running_{0};

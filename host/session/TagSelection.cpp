@@ -51,8 +51,10 @@ bool WildcardMatches(std::string_view pattern, std::string_view text) {
 std::vector<std::size_t> SelectTags(const std::vector<TagDefinition>& tags, const std::string& text) {
   const std::optional<std::uint32_t> id = AsId(text);
   std::vector<std::size_t> selected;
+  const std::string wanted = Lowered(text);
   for (std::size_t i = 0; i < tags.size(); ++i) {
-    const bool fits = id ? tags[i].id == *id : IsWildcard(text) ? WildcardMatches(text, tags[i].name) : tags[i].name == text;
+    const std::string name = Lowered(tags[i].name);
+    const bool fits = id ? tags[i].id == *id : IsWildcard(text) ? WildcardMatches(wanted, name) : name == wanted;
     if (fits) selected.push_back(i);
   }
   if (selected.empty()) FailUnknown(tags, text);

@@ -2,12 +2,14 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <bit>
 #include <charconv>
 #include <cmath>
 #include <string_view>
 
 #include "host/session/Failure.h"
+#include "platform/clock.h"
 #include "platform/text.h"
 
 namespace ostrel::host {
@@ -27,6 +29,19 @@ bool ParseTruth(const std::string& text) {
   if (text == "true" || text == "1") return true;
   if (text == "false" || text == "0") return false;
   throw Failure(kExitUsage, fmt::format("\"{}\" is neither true nor false", text));
+}
+
+constexpr std::uint64_t kTicksPerSecond = 10'000'000;
+
+std::uint64_t Ticks(const FILETIME& time) { return std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime; }
+
+std::string AgeText(std::uint64_t seconds) {
+  constexpr std::uint64_t kMinute = 60;
+  constexpr std::uint64_t kHour = 60 * kMinute;
+  constexpr std::uint64_t kDay = 24 * kHour;
+  if (seconds < 2 * kMinute) return fmt::format("{} s", seconds);
+  if (seconds < 2 * kHour) return fmt::format("{} min", seconds / kMinute);
+  return seconds < 2 * kDay ? fmt::format("{} h", seconds / kHour) : fmt::format("{} d", seconds / kDay);
 }
 
 bool SameNumber(float left, float right) {
@@ -82,6 +97,13 @@ std::string QualityText(std::uint16_t quality) {
     default:
       return fmt::format("{}", quality);
   }
+}
+
+std::string QualityWithAge(const TagReading& reading) {
+  std::string text = QualityText(reading.quality);
+  if (reading.quality == kQualityGood || !reading.lastGood) return text;
+  const std::uint64_t ticks = Ticks(platform::UtcFileTime()) - std::min(Ticks(*reading.lastGood), Ticks(platform::UtcFileTime()));
+  return text + ' ' + AgeText(ticks / kTicksPerSecond);
 }
 
 std::string TimestampText(const FILETIME& time) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <variant>
 
@@ -18,6 +19,7 @@ struct TagReading {
   std::uint16_t quality = 0;
   bool changed = true;  // value or quality is not what it was when the tag was read before
   FILETIME timestamp{};
+  std::optional<FILETIME> lastGood{};  // when there was a good value last
 };
 
 /// The data of a VARIANT; nothing for an empty one and a null text.
@@ -29,6 +31,8 @@ struct TagReading {
 /// "1234.5", "да", "true"; "-" for nothing. Numbers are as short as they can be without losing anything, with a decimal point.
 [[nodiscard]] std::string ValueText(const Value& value);
 [[nodiscard]] std::string QualityText(std::uint16_t quality);
+/// The quality of a reading; of one without a good value also how long ago there was one: "failure 12 min".
+[[nodiscard]] std::string QualityWithAge(const TagReading& reading);
 /// "2026-11-22T20:00:00.123Z"
 [[nodiscard]] std::string TimestampText(const FILETIME& time);
 

@@ -56,7 +56,36 @@ std::string TagJson(const std::string& channel, const MeterConfig& meter, const 
   json["tag"] = tag.name;
   json["value"] = ValueJson(reading.value);
   json["quality"] = reading.quality;
+  json["quality_name"] = QualityText(reading.quality);
   json["timestamp"] = TimestampText(reading.timestamp);
+  if (reading.quality != kQualityGood && reading.lastGood) json["last_good"] = TimestampText(*reading.lastGood);
+  return Dump(json);
+}
+
+std::string LinkJson(const std::string& channel, const MeterReadings& meter) {
+  const LinkCounts& link = meter.link;
+  Json json;
+  json["event"] = "link";
+  json["channel"] = channel;
+  json["meter"] = meter.meter->config.name;
+  json["address"] = meter.meter->config.address;
+  json["requests"] = link.requests;
+  json["answers"] = link.answers;
+  json["silent"] = link.silent;
+  json["spoiled"] = link.spoiled;
+  json["retries"] = link.retries;
+  json["repeats"] = link.repeats;
+  json["turnaround_median_ms"] = link.medianMs;
+  json["turnaround_worst_ms"] = link.worstMs;
+  json["clock_offset_s"] = link.clockOffsetS ? Json(*link.clockOffsetS) : Json(nullptr);
+  return Dump(json);
+}
+
+std::string ErrorJson(int code, const std::string& message) {
+  Json json;
+  json["event"] = "error";
+  json["code"] = code;
+  json["message"] = message;
   return Dump(json);
 }
 
@@ -67,7 +96,7 @@ void AppendPassJson(std::string& line, const std::string& channel, const PassRep
   const std::size_t number = line.size();
   fmt::format_to(std::back_inserter(line), "{}", report.seconds);
   if (line.find_first_of(".e", number) == std::string::npos) line += ".0";
-  line += '}';
+  fmt::format_to(std::back_inserter(line), R"(,"period_s":{}}})", report.periodSeconds);
 }
 
 std::string LogJson(const LogLine& line) {
@@ -78,16 +107,51 @@ std::string LogJson(const LogLine& line) {
   return Dump(json);
 }
 
-std::string WriteJson(const WriteReport& report) {
-  Json json;
-  json["event"] = "write";
+namespace {
+
+void AddWrite(Json& json, const WriteReport& report) {
+  json["channel"] = report.channel;
   json["meter"] = report.meter;
+  json["address"] = report.address;
   json["id"] = report.tag.id;
   json["tag"] = report.tag.name;
   json["before"] = ValueJson(report.before);
   json["sent"] = ValueJson(report.sent);
   json["after"] = ValueJson(report.after);
   json["outcome"] = OutcomeText(report.outcome);
+  json["reason"] = report.reason;
+}
+
+// One of the two lines that a log of writes is made of.
+Json LoggedWrite(const std::string& time, const std::string& user) {
+  Json json;
+  json["event"] = "write";
+  json["time"] = time;
+  json["user"] = user;
+  return json;
+}
+
+}  // namespace
+
+std::string WriteJson(const WriteReport& report) {
+  Json json;
+  json["event"] = "write";
+  AddWrite(json, report);
+  return Dump(json);
+}
+
+std::string LoggedWriteJson(const std::string& time, const std::string& user, const WriteReport& report) {
+  Json json = LoggedWrite(time, user);
+  AddWrite(json, report);
+  return Dump(json);
+}
+
+std::string LoggedFrameJson(const std::string& time, const std::string& user, const std::string& channel,
+                            const std::string& request, const std::string& answer) {
+  Json json = LoggedWrite(time, user);
+  json["channel"] = channel;
+  json["request"] = request;
+  json["answer"] = answer;
   return Dump(json);
 }
 
@@ -126,6 +190,87 @@ std::string TagDefinitionJson(std::uint32_t branch, const TagDefinition& tag) {
   } else {
     json["data_type"] = tag.DataType();
   }
+  return Dump(json);
+}
+
+std::string DoctorJson(const std::string& channel, const MeterConfig* meter, const Diagnosis& diagnosis) {
+  Json json;
+  json["event"] = "doctor";
+  json["channel"] = channel;
+  if (meter != nullptr) {
+    json["meter"] = meter->name;
+    json["address"] = meter->address;
+  }
+  json["finding"] = FindingName(diagnosis.finding);
+  json["text"] = Sentence(diagnosis);
+  if (diagnosis.asked == 0) return Dump(json);
+  json["serial"] = diagnosis.serial;
+  json["type"] = diagnosis.type;
+  json["clock_offset_s"] = diagnosis.clockOffsetS;
+  json["turnaround_median_ms"] = diagnosis.medianMs;
+  json["turnaround_worst_ms"] = diagnosis.worstMs;
+  json["asked"] = diagnosis.asked;
+  json["lost"] = diagnosis.lost;
+  return Dump(json);
+}
+
+std::string ScanJson(const ChannelConfig& channel, const ScanResult& result) {
+  Json json;
+  json["event"] = "scan";
+  json["channel"] = channel.port;
+  json["device"] = channel.device;
+  json["baud"] = result.baud;
+  json["parity"] = result.parity;
+  json["meters"] = Json::array();
+  for (const FoundMeter& meter : result.meters) {
+    json["meters"].push_back({{"address", meter.address}, {"type", meter.type ? Json(*meter.type) : Json(nullptr)}});
+  }
+  return Dump(json);
+}
+
+namespace {
+
+Json CostJson(const Cost& cost) {
+  return {{"requests", cost.requests},
+          {"repeats", cost.repeats},
+          {"sent_bytes", cost.sentBytes},
+          {"received_bytes", cost.receivedBytes},
+          {"seconds", std::round(cost.seconds * 1000) / 1000}};
+}
+
+}  // namespace
+
+std::string PlanJson(const ChannelConfig& channel, const PassPlan& plan, const Cost* measured) {
+  Json json;
+  json["event"] = "plan";
+  json["channel"] = channel.port;
+  json["baud"] = channel.baud;
+  json["poll_period_s"] = channel.pollPeriodSeconds;
+  json["pass"] = CostJson(plan.cost);
+  json["measured"] = measured != nullptr ? CostJson(*measured) : Json(nullptr);
+  json["meters"] = Json::array();
+  for (const MeterPlan& meter : plan.meters) {
+    Json families = Json::array();
+    for (const FamilyCost& family : meter.families)
+      families.push_back({{"family", family.family}, {"cost", CostJson(family.cost)}});
+    json["meters"].push_back(
+        {{"meter", meter.meter}, {"address", meter.address}, {"cost", CostJson(meter.cost)}, {"families", families}});
+  }
+  return Dump(json);
+}
+
+std::string WhyJson(const std::string& meter, const TagDefinition& tag, const WhyReport& why) {
+  Json json;
+  json["event"] = "why";
+  json["meter"] = meter;
+  json["id"] = tag.id;
+  json["tag"] = tag.name;
+  json["request"] = why.request;
+  json["answer"] = why.answer;
+  json["bytes"] = why.bytes;
+  json["formula"] = why.formula;
+  json["factors"] = why.factors;
+  json["reason"] = why.reason;
   return Dump(json);
 }
 

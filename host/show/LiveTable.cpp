@@ -14,30 +14,34 @@ namespace {
 
 constexpr std::size_t kNameWidth = 36;
 constexpr std::size_t kValueWidth = 22;
-constexpr std::size_t kQualityWidth = 10;
+constexpr std::size_t kQualityWidth = 16;
 constexpr std::size_t kEventLines = 4;
 constexpr const char* kHomeAndClear = "\x1b[H\x1b[J";
 
 bool IsContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; }
 
 std::string Heading(const std::string& channel, const PassReport& report) {
-  return fmt::format("{}  pass {}  {:.2f} s", channel, report.pass, report.seconds);
+  const bool late = report.seconds > report.periodSeconds + 0.5;
+  return fmt::format("{}  pass {}  {:.2f} s{}", channel, report.pass, report.seconds,
+                     late ? fmt::format(", longer than the period of {} s", report.periodSeconds) : "");
 }
 
-std::string MeterHeading(const Meter& meter) {
-  return fmt::format("{}  {}  address {}", meter.config.name, meter.type.display, meter.config.address);
+std::string MeterHeading(const MeterReadings& readings) {
+  const Meter& meter = *readings.meter;
+  return fmt::format("{}  {}  address {}  {}", meter.config.name, meter.type.display, meter.config.address,
+                     LinkText(readings.link));
 }
 
 std::string Row(const TagDefinition& tag, const TagReading& reading) {
   return "  " + Padded(tag.name, kNameWidth) + ' ' + Padded(ValueText(reading.value), kValueWidth) + ' ' +
-         Padded(QualityText(reading.quality), kQualityWidth) + ' ' + tag.description;
+         Padded(QualityWithAge(reading), kQualityWidth) + ' ' + tag.description;
 }
 
 // Lines of one channel; each meter shows at most `rowsPerMeter` tags.
 std::vector<std::string> TableLines(const std::string& channel, const PassReport& report, std::size_t rowsPerMeter) {
   std::vector<std::string> lines = {Heading(channel, report)};
   for (const MeterReadings& meter : report.meters) {
-    lines.push_back(MeterHeading(*meter.meter));
+    lines.push_back(MeterHeading(meter));
     const std::size_t shown = std::min(meter.tags.size(), rowsPerMeter);
     for (std::size_t i = 0; i < shown; ++i) lines.push_back(Row(meter.meter->tags[meter.tags[i]].definition, meter.readings[i]));
     if (shown < meter.tags.size()) lines.push_back(fmt::format("  ... and {} more", meter.tags.size() - shown));

@@ -3,14 +3,18 @@
 #include <fmt/format.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
+#include <system_error>
 
 #include "host/show/JsonLines.h"
+#include "platform/console.h"
 
 namespace ostrel::host {
 namespace {
 
 std::atomic<bool> outputGone{false};
+std::atomic<int> outputError{0};
 
 class JsonOutput final : public Output {
  public:
@@ -24,6 +28,7 @@ class JsonOutput final : public Output {
         Print(TagJson(channel, meter.meter->config, tag, meter.readings[i]) + '\n');
       }
     }
+    for (const MeterReadings& meter : report.meters) Print(LinkJson(channel, meter) + '\n');
     line_.clear();
     AppendPassJson(line_, channel, report);
     Print(line_ += '\n');
@@ -47,7 +52,7 @@ class LineOutput final : public Output {
         if (!everyPass_ && !reading.changed) continue;
         const TagDefinition& tag = meter.meter->tags[meter.tags[i]].definition;
         Print(fmt::format("{} {}: {} = {} ({})\n", TimestampText(reading.timestamp), meter.meter->config.name, tag.name,
-                          ValueText(reading.value), QualityText(reading.quality)));
+                          ValueText(reading.value), QualityWithAge(reading)));
       }
     }
     line_.clear();
@@ -69,11 +74,28 @@ class LineOutput final : public Output {
 }  // namespace
 
 void Print(std::string_view text) {
+  errno = 0;
   const bool whole = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
-  if (!whole || std::fflush(stdout) != 0) outputGone = true;
+  if (whole && std::fflush(stdout) == 0) return;
+  int none = 0;
+  outputError.compare_exchange_strong(none, errno == 0 ? EIO : errno);
+  outputGone = true;
 }
 
 bool OutputGone() { return outputGone; }
+
+std::string OutputProblem() {
+  const int error = outputError;
+  if (error == 0 || platform::OutputReaderHasGone(error)) return {};
+  return "the output could not be written: " + std::error_code(error, std::generic_category()).message();
+}
+
+std::string LinkText(const LinkCounts& link) {
+  std::string text = fmt::format("{} requests, {} lost", link.requests, link.Lost());
+  if (link.Lost() != 0) text += fmt::format(" ({} silent, {} spoiled)", link.silent, link.spoiled);
+  text += fmt::format(", answers after {} ms, at worst {} ms", link.medianMs, link.worstMs);
+  return link.clockOffsetS ? text + fmt::format(", clock {:+} s", *link.clockOffsetS) : text;
+}
 
 std::unique_ptr<Output> MakeJsonOutput(bool everyPass) { return std::make_unique<JsonOutput>(everyPass); }
 

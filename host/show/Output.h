@@ -19,9 +19,14 @@ class Output {
   virtual void Write(const WriteReport& report) = 0;
 };
 
-/// Prints to standard output and flushes. What cannot be printed because nobody reads any more only sets a mark.
+/// Prints to standard output and flushes. What cannot be printed sets a mark, and the command ends as soon as it can.
 void Print(std::string_view text);
 [[nodiscard]] bool OutputGone();
+/// Why the results are not whole; empty also when their reader went away, which is nobody's fault.
+[[nodiscard]] std::string OutputProblem();
+
+/// How a meter's line fares, in a few words.
+[[nodiscard]] std::string LinkText(const LinkCounts& link);
 
 /// Without `everyPass` a tag is shown when its value or quality has changed.
 [[nodiscard]] std::unique_ptr<Output> MakeJsonOutput(bool everyPass);

@@ -31,9 +31,13 @@ void CatchInterrupt() {
 
 bool Interrupted() { return interrupted != 0; }
 
+std::vector<std::string> Arguments(int count, char** arguments) { return {arguments + 1, arguments + count}; }
+
 void PrepareConsole() { std::signal(SIGPIPE, SIG_IGN); }
 
 bool OutputIsTerminal() { return isatty(STDOUT_FILENO) != 0; }
+
+bool OutputReaderHasGone(int error) { return error == EPIPE; }
 
 bool ErrorIsTerminal() { return isatty(STDERR_FILENO) != 0; }
 

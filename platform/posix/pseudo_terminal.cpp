@@ -90,6 +90,22 @@ std::size_t PseudoTerminal::Read(std::span<std::uint8_t> buffer, std::chrono::mi
   return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
+// A pseudo-terminal drops the flag that turns parity on and keeps the one that has it checked.
+std::optional<TerminalMode> PseudoTerminal::OtherEnd() const {
+  static constexpr struct {
+    speed_t code;
+    std::uint32_t baud;
+  } kSpeeds[] = {{B300, 300},   {B600, 600},     {B1200, 1200},   {B2400, 2400},   {B4800, 4800},
+                 {B9600, 9600}, {B19200, 19200}, {B38400, 38400}, {B57600, 57600}, {B115200, 115200}};
+  termios settings{};
+  if (tcgetattr(terminal_, &settings) != 0) return std::nullopt;
+  for (const auto& speed : kSpeeds) {
+    if (speed.code != cfgetospeed(&settings)) continue;
+    return TerminalMode{.baud = speed.baud, .parity = (settings.c_iflag & INPCK) != 0, .odd = (settings.c_cflag & PARODD) != 0};
+  }
+  return std::nullopt;
+}
+
 void PseudoTerminal::Write(std::span<const std::uint8_t> bytes) {
   const ssize_t written = write(controller_, bytes.data(), bytes.size());
   static_cast<void>(written);

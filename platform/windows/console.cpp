@@ -1,6 +1,8 @@
 #include "platform/console.h"
 
 #include <windows.h>
+// After it: it uses its types.
+#include <shellapi.h>
 
 #include <atomic>
 #include <chrono>
@@ -9,6 +11,8 @@
 #include <iostream>
 #include <mutex>
 #include <thread>
+
+#include "platform/text.h"
 
 namespace ostrel::platform {
 namespace {
@@ -46,6 +50,16 @@ void CatchInterrupt() { SetConsoleCtrlHandler(OnControl, TRUE); }
 
 bool Interrupted() { return interrupted; }
 
+// The arguments of main have gone through the system's code page and may have lost characters; those of the system have not.
+std::vector<std::string> Arguments(int, char**) {
+  std::vector<std::string> texts;
+  int count = 0;
+  wchar_t** const wide = CommandLineToArgvW(GetCommandLineW(), &count);
+  for (int i = 1; i < count; ++i) texts.push_back(OleToUtf8(wide[i]));
+  LocalFree(wide);
+  return texts;
+}
+
 void PrepareConsole() {
   SetConsoleOutputCP(CP_UTF8);
   const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
@@ -57,6 +71,9 @@ bool OutputIsTerminal() {
   DWORD mode = 0;
   return GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode) != 0;
 }
+
+// The runtime has no errno of its own for a pipe whose other end closes, and gives one of several.
+bool OutputReaderHasGone(int) { return GetFileType(GetStdHandle(STD_OUTPUT_HANDLE)) == FILE_TYPE_PIPE; }
 
 bool ErrorIsTerminal() {
   DWORD mode = 0;

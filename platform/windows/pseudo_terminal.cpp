@@ -11,6 +11,8 @@ void PseudoTerminal::Close() {}
 
 std::size_t PseudoTerminal::Read(std::span<std::uint8_t>, std::chrono::microseconds) { return 0; }
 
+std::optional<TerminalMode> PseudoTerminal::OtherEnd() const { return std::nullopt; }
+
 void PseudoTerminal::Write(std::span<const std::uint8_t>) {}
 
 }  // namespace ostrel::platform

@@ -5,19 +5,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 
+#include "simulator/Uart.h"
+
 namespace ostrel::sim {
-
-enum class Parity : std::uint8_t { None, Even, Odd };
-
-/// How a serial line is set; eight data bits and one stop bit always.
-struct SerialMode {
-  std::uint32_t baud = 9600;
-  Parity parity = Parity::None;
-};
 
 class IMeterPort {
  public:
@@ -31,6 +26,8 @@ class IMeterPort {
   /// Bytes received; 0 when none came within the time.
   virtual std::size_t Read(std::span<std::uint8_t> buffer, std::chrono::microseconds limit) = 0;
   virtual void Write(std::span<const std::uint8_t> bytes) = 0;
+  /// How the other end is set, where that can be seen.
+  [[nodiscard]] virtual std::optional<SerialMode> OtherEnd() const { return std::nullopt; }
 };
 
 /// A port from `pty:PATH`, `tcp:PORT` or `serial:DEVICE`, not opened yet; null with `error` when the text is none of them.

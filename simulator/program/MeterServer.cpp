@@ -1,6 +1,7 @@
 #include "simulator/program/MeterServer.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/clock.h"
 #include "platform/thread.h"
@@ -24,6 +25,7 @@ void MeterServer::Run(bool (*stopped)()) {
 void MeterServer::Step() {
   if (line_.IsDown(platform::UtcMilliseconds()) || !open_) return WaitWhileDown();
   DeliverDue();
+  Chatter();
   const std::size_t count = port_.Read(buffer_, UntilDue());
   if (count != 0) return Take(count);
   const std::int64_t now = platform::UtcMilliseconds();
@@ -43,7 +45,7 @@ void MeterServer::WaitWhileDown() {
 void MeterServer::Take(std::size_t count) {
   const Clock::time_point sent = Clock::now();
   const std::int64_t now = platform::UtcMilliseconds();
-  for (const auto& request : framer_.Feed({buffer_.data(), count}, now)) Transact(request, now, sent);
+  for (const auto& request : framer_.Feed(Heard(count), now)) Transact(request, now, sent);
 }
 
 void MeterServer::Transact(const std::vector<std::uint8_t>& request, std::int64_t nowMs, Clock::time_point sent) {
@@ -58,7 +60,26 @@ void MeterServer::DeliverDue() {
   std::vector<std::uint8_t> bytes;
   for (auto each = due_.begin(); each != end; ++each) bytes.insert(bytes.end(), each->second.begin(), each->second.end());
   due_.erase(due_.begin(), end);
-  if (!bytes.empty()) port_.Write(bytes);
+  if (!bytes.empty()) Write(bytes);
+}
+
+void MeterServer::Chatter() {
+  const std::vector<std::uint8_t> bytes = line_.Chatter(platform::UtcMilliseconds());
+  if (!bytes.empty()) Write(bytes);
+}
+
+void MeterServer::Write(const std::vector<std::uint8_t>& bytes) {
+  const std::optional<SerialMode> other = mode_ ? port_.OtherEnd() : std::nullopt;
+  port_.Write(other && *other != *mode_ ? Receive(bytes, *mode_, *other).bytes : bytes);
+}
+
+// A meter looks at every parity bit and forgets a frame with a wrong one.
+std::vector<std::uint8_t> MeterServer::Heard(std::size_t count) const {
+  std::vector<std::uint8_t> bytes(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(count));
+  const std::optional<SerialMode> other = mode_ ? port_.OtherEnd() : std::nullopt;
+  if (!other || *other == *mode_) return bytes;
+  Received received = Receive(bytes, *other, *mode_);
+  return received.clean ? std::move(received.bytes) : std::vector<std::uint8_t>{};
 }
 
 microseconds MeterServer::UntilDue() const {

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <vector>
 
 #include "simulator/Line.h"
@@ -17,6 +18,9 @@ class MeterServer {
   /// The port is open.
   MeterServer(Line& line, IMeterPort& port) : line_(line), port_(port) {}
 
+  /// From here on bytes arrive garbled, both ways, unless the other end is set like this.
+  void MindMode(SerialMode mode) { mode_ = mode; }
+
   /// Until `stopped` says so, which is asked several times a second.
   void Run(bool (*stopped)());
 
@@ -29,10 +33,14 @@ class MeterServer {
   void Take(std::size_t count);
   void Transact(const std::vector<std::uint8_t>& request, std::int64_t nowMs, Clock::time_point sent);
   void DeliverDue();
+  void Chatter();
+  void Write(const std::vector<std::uint8_t>& bytes);
+  [[nodiscard]] std::vector<std::uint8_t> Heard(std::size_t count) const;
   [[nodiscard]] std::chrono::microseconds UntilDue() const;
 
   Line& line_;
   IMeterPort& port_;
+  std::optional<SerialMode> mode_;
   RequestFramer framer_;
   std::multimap<Clock::time_point, std::vector<std::uint8_t>> due_;  // in the order they were queued
   std::vector<std::uint8_t> buffer_ = std::vector<std::uint8_t>(512);

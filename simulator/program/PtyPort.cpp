@@ -15,6 +15,12 @@ class PtyPort final : public IMeterPort {
     return terminal_.Read(buffer, limit);
   }
   void Write(std::span<const std::uint8_t> bytes) override { terminal_.Write(bytes); }
+  [[nodiscard]] std::optional<SerialMode> OtherEnd() const override {
+    const auto settings = terminal_.OtherEnd();
+    if (!settings) return std::nullopt;
+    const Parity parity = settings->odd ? Parity::Odd : Parity::Even;
+    return SerialMode{.baud = settings->baud, .parity = settings->parity ? parity : Parity::None};
+  }
 
  private:
   std::string path_;

@@ -30,7 +30,7 @@ std::set<std::string> Found(const std::string& text, const std::string& pattern)
 }
 
 TEST(Docs, NameFilesThatExist) {
-  for (const char* page : {"README.md", "docs/tour.md", "docs/tags.md", "docs/events.md", "docs/commands.md"}) {
+  for (const char* page : {"README.md", "docs/tour.md", "docs/tags.md", "docs/events.md", "docs/commands.md", "docs/json.md"}) {
     const std::string text = Page(page);
     for (const std::string& name : Found(text, "`((?:Protocol|platform|host|simulator|tests|docs|bench)/[A-Za-z0-9_./]*)`")) {
       EXPECT_TRUE(std::filesystem::exists(kRoot / name)) << page << " names " << name;
@@ -80,6 +80,41 @@ TEST(Docs, ExplainEveryConfigurationKeyOfTheExample) {
   for (const std::string& key : keys) {
     EXPECT_TRUE(std::regex_search(page.substr(end), std::regex("\\| [^|]*`" + key + "[`.]"))) << key;
   }
+}
+
+// What programs read is a promise: no event and no field that the page does not have.
+TEST(Docs, NameEveryFieldOfTheJsonLines) {
+  Bench bench;
+  bench.StartMeters({"12:1"});
+  bench.Configure("poll_period_s = 1", MeterTable("feeder", 12, 1, "tags = [\"Frequency\", \"Location\"]"));
+  const std::string page = Page("docs/json.md");
+  const std::vector<std::vector<std::string>> commands = {
+      {"run", "--passes", "2"},
+      {"read", "--meter", "feeder", "--why", "Frequency"},
+      {"write", "--meter", "feeder", "LimitPowerWeekDay", "5000"},
+      {"history", "--meter", "feeder", "A+ Month Tariff Sum"},
+      {"plan", "--measure"},
+      {"doctor"},
+      {"doctor", "--scan-addresses", "12"},
+      {"exchange", "0C 00"},
+      {"read", "--meter", "nobody", "Frequency"},
+  };
+  std::set<std::string> events;
+  for (std::vector<std::string> command : commands) {
+    command.push_back("--json");
+    for (const auto& event : bench.Run(command).events) {
+      const std::string name = event["event"];
+      events.insert(name);
+      const std::size_t at = page.find("| `" + name + "` |");
+      ASSERT_NE(std::string::npos, at) << name;
+      const std::string row = page.substr(at, page.find('\n', at) - at);
+      for (const auto& [field, value] : event.items()) {
+        if (field == "event") continue;
+        EXPECT_THAT(row, HasSubstr("`" + field + "`")) << name;
+      }
+    }
+  }
+  EXPECT_LE(11U, events.size());
 }
 
 }  // namespace

@@ -86,7 +86,7 @@ TEST_F(ChannelTest, PassesAreSeenWhenNothingIsOnTheLine) {
     if (row.config.meters.empty()) continue;
     const TagReading& reading = reports[2].meters.at(0).readings.at(0);
     EXPECT_EQ(row.config.meters[0].exchange ? 12 : 64, reading.quality);
-    EXPECT_EQ(Value(0.0F), reading.value);
+    EXPECT_EQ(Value{}, reading.value) << "what the plug-in zeroed is no measurement";
   }
   EXPECT_NE("", services.PortProblem("COM3"));
   EXPECT_EQ(0U, services.PortsOut()) << "stopping closes the port";

@@ -54,20 +54,22 @@ TEST(JsonLines, TagWithEveryKindOfValue) {
     EXPECT_EQ(
         std::string(
             R"({"event":"tag","channel":"COM1","meter":"feeder-1","address":12,"id":20017,"tag":"A+ Tariff Sum","value":)") +
-            row.json + R"(,"quality":192,"timestamp":"2026-11-22T20:00:00.123Z"})",
+            row.json + R"(,"quality":192,"quality_name":"good","timestamp":"2026-11-22T20:00:00.123Z"})",
         TagJson("COM1", SomeMeter(), SomeTag(), reading));
   }
 }
 
 TEST(JsonLines, OtherEvents) {
   std::string pass;
-  AppendPassJson(pass, "COM1", {.pass = 1, .seconds = 1.204, .meters = {}});
-  EXPECT_EQ(R"({"event":"pass","channel":"COM1","pass":1,"seconds":1.204})", pass);
-  AppendPassJson(pass = "", "\"К1\"", {.pass = 12, .seconds = 60, .meters = {}});
-  EXPECT_EQ(R"({"event":"pass","channel":"\"К1\"","pass":12,"seconds":60.0})", pass);
+  AppendPassJson(pass, "COM1", {.pass = 1, .seconds = 1.204, .periodSeconds = 5, .meters = {}});
+  EXPECT_EQ(R"({"event":"pass","channel":"COM1","pass":1,"seconds":1.204,"period_s":5})", pass);
+  AppendPassJson(pass = "", "\"К1\"", {.pass = 12, .seconds = 60, .periodSeconds = 0, .meters = {}});
+  EXPECT_EQ(R"({"event":"pass","channel":"\"К1\"","pass":12,"seconds":60.0,"period_s":0})", pass);
   EXPECT_EQ(R"({"event":"log","channel":"COM1","text":"[ 22/11/2026 20:00:01.204 ] COM1 ПРИБОР:12 Нет ответа от устройства"})",
             LogJson({.channel = "COM1", .text = "[ 22/11/2026 20:00:01.204 ] COM1 ПРИБОР:12 Нет ответа от устройства"}));
-  WriteReport report{.meter = "feeder-1",
+  WriteReport report{.channel = "COM1",
+                     .meter = "feeder-1",
+                     .address = 12,
                      .tag = SomeTag(),
                      .before = 10.0F,
                      .sent = 5000.0F,
@@ -77,8 +79,8 @@ TEST(JsonLines, OtherEvents) {
   report.tag.id = 20219;
   report.tag.name = "LimitPowerWeekDay";
   EXPECT_EQ(
-      R"({"event":"write","meter":"feeder-1","id":20219,"tag":"LimitPowerWeekDay","before":10.0,"sent":5000.0,"after":5000.0,)"
-      R"("outcome":"accepted"})",
+      R"({"event":"write","channel":"COM1","meter":"feeder-1","address":12,"id":20219,"tag":"LimitPowerWeekDay","before":10.0,)"
+      R"("sent":5000.0,"after":5000.0,"outcome":"accepted","reason":""})",
       WriteJson(report));
   EXPECT_EQ(R"({"event":"type","type":1,"name":"SET4TM03","display":"СЭТ-4ТМ.03"})",
             TypeJson({.id = 1, .name = "SET4TM03", .display = "СЭТ-4ТМ.03"}));
@@ -100,16 +102,16 @@ TEST(TagReading, IsNewWhenValueOrQualityAreAndNotANumberOnce) {
       {VT_R4, 1.0F, nullptr, 192, true},
       {VT_R4, 1.0F, nullptr, 192, false},
       {VT_R4, 1.0F, nullptr, 12, true},
-      {VT_R4, std::nanf(""), nullptr, 12, true},
-      {VT_R4, std::nanf(""), nullptr, 12, false},
-      {VT_BSTR, 0, "да", 12, true},
-      {VT_BSTR, 0, "да", 12, false},
-      {VT_BSTR, 0, "дат", 12, true},
-      {VT_BSTR, 0, nullptr, 12, true},
+      {VT_R4, 2.0F, nullptr, 12, false},  // what is not good is not shown
+      {VT_R4, std::nanf(""), nullptr, 192, true},
+      {VT_R4, std::nanf(""), nullptr, 192, false},
+      {VT_BSTR, 0, "да", 192, true},
+      {VT_BSTR, 0, "да", 192, false},
+      {VT_BSTR, 0, "дат", 192, true},
+      {VT_BSTR, 0, nullptr, 192, true},
   };
   const TagDefinition definition = SomeTag();
   PolledTag tag = MakeTag(definition, 1, 12);
-  tag.wasGood = true;
   TagReading reading;
   for (const auto& row : rows) {
     tag.tag->Value.vt = row.type;
@@ -121,7 +123,8 @@ TEST(TagReading, IsNewWhenValueOrQualityAreAndNotANumberOnce) {
     Refresh(tag, reading);
     EXPECT_EQ(row.changed, reading.changed) << &row - rows;
     EXPECT_EQ(row.quality, reading.quality);
-    EXPECT_EQ(row.text == nullptr && row.type == VT_BSTR, std::holds_alternative<std::monostate>(reading.value));
+    EXPECT_EQ(row.quality != 192 || (row.text == nullptr && row.type == VT_BSTR),
+              std::holds_alternative<std::monostate>(reading.value));
     if (row.type == VT_BSTR) platform::FreeString(tag.tag->Value.bstrVal);
     tag.tag->Value = {};
   }
