@@ -13,6 +13,9 @@ namespace {
 /// After this many more copies the values are taken to change from one to the next.
 constexpr int kMostCopies = 4;
 
+/// Address, status, check.
+constexpr std::size_t kStatusFrame = 4;
+
 }  // namespace
 
 PortLine::PortLine(std::unique_ptr<ByteStream> stream, LineOptions options, std::shared_ptr<OwedAnswers> owed)
@@ -41,10 +44,10 @@ bool PortLine::MayAnswer(std::uint8_t address) const { return request_.empty() |
 
 // Whether anything was there to be dropped within the wait: a frame with its quiet, so that it can be taken off the account.
 bool PortLine::DropInput(std::uint32_t waitMs) {
-  Bytes dropped(kLongestFrame);
-  dropped.resize(Gather(dropped.data(), dropped.size(), waitMs));
-  if (dropped.empty()) return false;
-  Account(dropped);
+  dropped_.resize(kLongestFrame);
+  dropped_.resize(Gather(dropped_.data(), dropped_.size(), waitMs));
+  if (dropped_.empty()) return false;
+  Account(dropped_);
   return true;
 }
 
@@ -72,7 +75,7 @@ bool PortLine::Purge() {
   return true;
 }
 
-bool PortLine::WaitForOwed(const Bytes& request) {
+bool PortLine::WaitForOwed(std::span<const std::uint8_t> request) {
   const std::uint32_t start = platform::TickCount();
   for (;;) {
     const std::uint32_t wait = owed_->PutOffMs(request, platform::TickCount());
@@ -85,9 +88,8 @@ bool PortLine::WaitForOwed(const Bytes& request) {
 
 bool PortLine::Send(const std::uint8_t* bytes, std::size_t size) {
   if (Failed() || size == 0) return false;
-  Bytes request(bytes, bytes + size);
-  if (Guarded() && !WaitForOwed(request)) return false;
-  request_ = std::move(request);
+  if (Guarded() && !WaitForOwed({bytes, size})) return false;
+  request_.assign(bytes, bytes + size);
   return Transmit();
 }
 
@@ -99,9 +101,13 @@ bool PortLine::Transmit() {
   return sent;
 }
 
-std::size_t PortLine::Gather(std::uint8_t* buffer, std::size_t wanted, std::uint32_t waitMs) {
+bool PortLine::IsWhole(std::span<const std::uint8_t> answer, std::size_t likely) const {
+  return answer.size() == likely && MayAnswer(answer[0]) && HasRightCheck(answer);
+}
+
+std::size_t PortLine::Gather(std::uint8_t* buffer, std::size_t wanted, std::uint32_t waitMs, std::size_t likely) {
   std::size_t count = stream_->Receive(buffer, wanted, waitMs);
-  while (count != 0 && count < wanted) {
+  while (count != 0 && count < wanted && !IsWhole({buffer, count}, likely)) {
     const std::size_t more = stream_->Receive(buffer + count, wanted - count, QuietMs());
     if (more == 0) break;
     count += more;
@@ -112,6 +118,7 @@ std::size_t PortLine::Gather(std::uint8_t* buffer, std::size_t wanted, std::uint
 // The beginning of an answer. Frames of other meters before and behind it are dropped; where several of the meter's own came
 // at once, the last is handed on and the account hears of the others.
 std::size_t PortLine::OwnPart(std::uint8_t* buffer, std::size_t count) {
+  if (MayAnswer(buffer[0]) && HasRightCheck({buffer, count})) return count;
   const Bytes burst(buffer, buffer + count);
   const std::vector<Bytes> frames = SplitFrames(burst);
   if (frames.empty() && MayAnswer(burst[0])) return count;
@@ -133,18 +140,25 @@ std::size_t PortLine::OwnPart(std::uint8_t* buffer, std::size_t count) {
 std::size_t PortLine::NextPiece(std::uint8_t* buffer, std::size_t wanted) {
   const std::uint32_t wait = Guarded() && !request_.empty() ? owed_->AnswerWaitMs(request_[0]) : answerMs_;
   const std::uint32_t start = platform::TickCount();
+  const std::size_t likely = answer_.empty() ? lengths_.Of(request_) : 0;
   for (;;) {
     const std::uint32_t waited = platform::TickCount() - start;
-    std::size_t count = waited <= wait ? Gather(buffer, wanted, wait - waited) : 0;
+    std::size_t count = waited <= wait ? Gather(buffer, wanted, wait - waited, likely) : 0;
     if (count == 0) {
       if (answer_.empty()) owed_->StayedSilent();
       return 0;
     }
     if (answer_.empty()) count = OwnPart(buffer, count);
     if (count == 0) continue;
+    if (answer_.empty() && count != likely && count < wanted) Learn({buffer, count});
     answer_.insert(answer_.end(), buffer, buffer + count);
     return count;
   }
+}
+
+// Of an answer that quiet ended. A status is what a meter says in place of an answer of the usual length.
+void PortLine::Learn(std::span<const std::uint8_t> answer) {
+  if (answer.size() > kStatusFrame && HasRightCheck(answer)) lengths_.Learn(request_, answer.size());
 }
 
 void PortLine::LetStrangersPass() {
