@@ -15,6 +15,7 @@ constexpr int kMostCopies = 4;
 
 /// Address, status, check.
 constexpr std::size_t kStatusFrame = 4;
+constexpr std::uint8_t kTestCode = 0;
 
 }  // namespace
 
@@ -156,9 +157,11 @@ std::size_t PortLine::NextPiece(std::uint8_t* buffer, std::size_t wanted) {
   }
 }
 
-// Of an answer that quiet ended. A status is what a meter says in place of an answer of the usual length.
+// Of an answer that quiet ended. A status is what a meter says in place of an answer of the usual length, but to the test of the
+// connection it says nothing else.
 void PortLine::Learn(std::span<const std::uint8_t> answer) {
-  if (answer.size() > kStatusFrame && HasRightCheck(answer)) lengths_.Learn(request_, answer.size());
+  const bool isTest = request_.size() == kStatusFrame && request_[1] == kTestCode;
+  if ((isTest || answer.size() > kStatusFrame) && HasRightCheck(answer)) lengths_.Learn(request_, answer.size());
 }
 
 void PortLine::LetStrangersPass() {

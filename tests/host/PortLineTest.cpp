@@ -78,6 +78,8 @@ TEST(PortLine, WaitsForNoQuietBehindAnAnswerLikeTheLastOne) {
       {"another request", {1, 5, 2}, seven, 40},
       {"a status", {1, 5, 1}, test::Frame("01 06"), 40},
       {"a wrong check", {1, 5, 1}, spoiled, 40},
+      {"the test of the connection", test::Frame("01 00"), test::Frame("01 00"), 40},
+      {"which has no other answer", test::Frame("01 00"), test::Frame("01 00"), 20},
       {"longer than the last one", {1, 5, 1}, test::Frame("01 01 02 03 04 05"), 40},
       {"which is known now", {1, 5, 1}, test::Frame("01 01 02 03 04 05"), 20},
       {"shorter", {1, 5, 1}, seven, 40},
