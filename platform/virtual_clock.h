@@ -12,7 +12,7 @@
 
 namespace ostrel::platform {
 
-class VirtualClock final : public Clock {
+class VirtualClock : public Clock {
  public:
   explicit VirtualClock(std::int64_t utcMilliseconds, std::uint32_t tickCount = 0);
 

@@ -47,6 +47,11 @@ class Meter {
 
   [[nodiscard]] const MeterSpec& Spec() const { return spec_; }
 
+  // What happens to a meter behind its master's back, for drills.
+  [[nodiscard]] MeterSettings& Settings() { return settings_; }
+  [[nodiscard]] MeterClock& Clock() { return clock_; }
+  void CloseChannel() { open_level_ = 0; }
+
  private:
   using Reply = std::vector<std::uint8_t>;  // one status byte, or data
 

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "Protocol/link/Frame.h"
 #include "Protocol/meter/Meters.h"
 #include "Protocol/model/Bcd.h"
 #include "Protocol/model/CalendarTime.h"
@@ -21,7 +22,7 @@ using SearchResult = std::array<std::uint8_t, 8>;
 
 std::uint8_t StatusOf(const SearchResult& result) { return result[1] & 0x0F; }
 
-/// The answer's status is not looked at: what came of the search is told by the result, also when the meter was busy.
+/// A meter that was busy has not begun this search, and would tell the result of the one before: another hour's place.
 bool StartSearch(Meters& meters, const MeterRef& meter, const HourQuery& query, std::uint16_t startAddress) {
   const SYSTEMTIME& hour = query.hour;
   const std::array<std::uint8_t, 11> body = {0x03,
@@ -35,8 +36,13 @@ bool StartSearch(Meters& meters, const MeterRef& meter, const HourQuery& query, 
                                              ToBcd(hour.wYear - kFirstYear),
                                              query.flag,
                                              query.period};
-  SearchStarted started{};
-  return AskMeter(meters, meter, body, started);
+  for (int attempt = 0; attempt < kMaxSearchPolls; ++attempt) {
+    if (attempt != 0) platform::Sleep(kSearchPollPauseMs);
+    SearchStarted started{};
+    if (!AskMeter(meters, meter, body, started)) return false;
+    if (started[1] != kStatusBusy) return started[1] == kStatusOk;
+  }
+  return false;
 }
 
 bool AwaitResult(Meters& meters, const MeterRef& meter, SearchResult& result) {

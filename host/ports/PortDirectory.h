@@ -18,6 +18,7 @@ namespace ostrel::host {
 
 /// Opens a device anew; null with a reason when it cannot be opened.
 using StreamOpener = std::function<std::unique_ptr<ByteStream>(std::string& error)>;
+using StreamWrapper = std::function<std::unique_ptr<ByteStream>(std::unique_ptr<ByteStream> stream)>;
 /// Told of every answer read: the request it belongs to and what came, nothing after silence. Called on the reading thread.
 using ExchangeObserver = std::function<void(std::span<const std::uint8_t> request, std::span<const std::uint8_t> answer)>;
 

@@ -13,9 +13,9 @@ namespace {
 /// After this many more copies the values are taken to change from one to the next.
 constexpr int kMostCopies = 4;
 
-/// Address, status, check.
+/// Address, status, check; a request of as many bytes is the test of the connection, which is its own answer.
 constexpr std::size_t kStatusFrame = 4;
-constexpr std::uint8_t kTestCode = 0;
+constexpr std::size_t kConnectionTest = 4;
 
 }  // namespace
 
@@ -102,13 +102,13 @@ bool PortLine::Transmit() {
   return sent;
 }
 
-bool PortLine::IsWhole(std::span<const std::uint8_t> answer, std::size_t likely) const {
-  return answer.size() == likely && MayAnswer(answer[0]) && HasRightCheck(answer);
+bool PortLine::IsAnswer(std::span<const std::uint8_t> frame) const {
+  return MayAnswer(frame[0]) && HasRightCheck(frame) && !IsOwnEcho(frame);
 }
 
 std::size_t PortLine::Gather(std::uint8_t* buffer, std::size_t wanted, std::uint32_t waitMs, std::size_t likely) {
   std::size_t count = stream_->Receive(buffer, wanted, waitMs);
-  while (count != 0 && count < wanted && !IsWhole({buffer, count}, likely)) {
+  while (count != 0 && count < wanted && (count != likely || !IsAnswer({buffer, count}))) {
     const std::size_t more = stream_->Receive(buffer + count, wanted - count, QuietMs());
     if (more == 0) break;
     count += more;
@@ -116,16 +116,23 @@ std::size_t PortLine::Gather(std::uint8_t* buffer, std::size_t wanted, std::uint
   return count;
 }
 
+// An adapter that repeats what is sent, though nobody said so: the request is a frame with a right check, and often as long as
+// its answer. A connection test is answered by itself.
+bool PortLine::IsOwnEcho(std::span<const std::uint8_t> frame) const {
+  return frame.size() > kConnectionTest && std::ranges::equal(frame, request_);
+}
+
 // The beginning of an answer. Frames of other meters before and behind it are dropped; where several of the meter's own came
 // at once, the last is handed on and the account hears of the others.
 std::size_t PortLine::OwnPart(std::uint8_t* buffer, std::size_t count) {
-  if (MayAnswer(buffer[0]) && HasRightCheck({buffer, count})) return count;
+  if (count <= kLongestFrame && IsAnswer({buffer, count})) return count;
   const Bytes burst(buffer, buffer + count);
   const std::vector<Bytes> frames = SplitFrames(burst);
   if (frames.empty() && MayAnswer(burst[0])) return count;
   if (frames.empty()) unquiet_ = true;
   Bytes own;
   for (const Bytes& frame : frames) {
+    if (IsOwnEcho(frame)) continue;
     if (!MayAnswer(frame[0])) {
       owed_->CameStray(frame, platform::TickCount());
     } else {
@@ -149,18 +156,19 @@ std::size_t PortLine::NextPiece(std::uint8_t* buffer, std::size_t wanted) {
       if (answer_.empty()) owed_->StayedSilent();
       return 0;
     }
+    const std::size_t came = count;
     if (answer_.empty()) count = OwnPart(buffer, count);
     if (count == 0) continue;
-    if (answer_.empty() && count != likely && count < wanted) Learn({buffer, count});
+    if (answer_.empty() && count == came && count != likely && count < wanted) Learn({buffer, count});
     answer_.insert(answer_.end(), buffer, buffer + count);
     return count;
   }
 }
 
-// Of an answer that quiet ended. A status is what a meter says in place of an answer of the usual length, but to the test of the
-// connection it says nothing else.
+// Of an answer that came alone and that quiet ended. A status is what a meter says in place of an answer of the usual length, but
+// to the test of the connection it says nothing else.
 void PortLine::Learn(std::span<const std::uint8_t> answer) {
-  const bool isTest = request_.size() == kStatusFrame && request_[1] == kTestCode;
+  const bool isTest = request_.size() == kConnectionTest;
   if ((isTest || answer.size() > kStatusFrame) && HasRightCheck(answer)) lengths_.Learn(request_, answer.size());
 }
 
@@ -183,6 +191,7 @@ std::size_t PortLine::AskUntilBelieved(std::uint8_t* buffer, std::size_t wanted,
     if (answer_.size() != count || copies > kMostCopies) return 0;
     if (copies == kMostCopies) LetStrangersPass();
     bool silent = false;
+    if (options_.pauseMs != 0) platform::Sleep(options_.pauseMs);
     if (!Transmit() || (options_.echo && !SwallowEcho(silent))) return 0;
     count = NextPiece(buffer, wanted);
   }

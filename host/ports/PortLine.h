@@ -29,6 +29,7 @@ namespace ostrel::host {
 struct LineOptions {
   std::uint32_t lateGuardMs = 100;  // 0: every frame from the right address is believed
   bool echo = false;                // the adapter repeats what is sent
+  std::uint32_t pauseMs = 0;        // before a request that the port repeats, as its user keeps before each of his
 };
 
 /// A line that never gets quiet is given up after this long, so that noise cannot hold a caller for ever.
@@ -65,6 +66,7 @@ class PortLine {
   [[nodiscard]] std::uint32_t QuietMs() const;
   [[nodiscard]] bool Guarded() const { return options_.lateGuardMs != 0; }
   [[nodiscard]] bool MayAnswer(std::uint8_t address) const;
+  [[nodiscard]] bool IsOwnEcho(std::span<const std::uint8_t> frame) const;
   bool DropInput(std::uint32_t waitMs);
   void Account(const Bytes& dropped);
   [[nodiscard]] bool WaitForQuiet();
@@ -72,7 +74,7 @@ class PortLine {
   bool Transmit();
   /// `likely`: how long it is if it is like the last one; 0: nobody knows.
   [[nodiscard]] std::size_t Gather(std::uint8_t* buffer, std::size_t wanted, std::uint32_t waitMs, std::size_t likely = 0);
-  [[nodiscard]] bool IsWhole(std::span<const std::uint8_t> answer, std::size_t likely) const;
+  [[nodiscard]] bool IsAnswer(std::span<const std::uint8_t> frame) const;
   [[nodiscard]] std::size_t OwnPart(std::uint8_t* buffer, std::size_t count);
   [[nodiscard]] std::size_t NextPiece(std::uint8_t* buffer, std::size_t wanted);
   [[nodiscard]] std::size_t AskUntilBelieved(std::uint8_t* buffer, std::size_t wanted, std::size_t count);

@@ -60,6 +60,16 @@ HostContext& HostServices::MakeContext() {
   return context;
 }
 
+void HostServices::WrapPort(const std::string& port, StreamWrapper wrapper) {
+  std::optional<PortEntry> entry = parts_->directory->Find(port);
+  if (!entry) return;
+  entry->open = [open = std::move(entry->open), wrapper = std::move(wrapper)](std::string& error) {
+    std::unique_ptr<ByteStream> stream = open(error);
+    return stream == nullptr ? nullptr : wrapper(std::move(stream));
+  };
+  parts_->directory->Set(port, *std::move(entry));
+}
+
 std::string HostServices::PortProblem(const std::string& port) const { return parts_->directory->Problem(port); }
 
 std::size_t HostServices::PortsOut() const { return parts_->provider.OutstandingCookies(); }

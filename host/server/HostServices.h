@@ -47,6 +47,8 @@ class HostServices {
   /// Before the first channel opens the port.
   TAVRINDASERVER_API void AddPort(const PortDevice& device, ExchangeObserver observer = {}, LateListener late = {});
   TAVRINDASERVER_API void AddPort(const std::string& port, PortEntry entry);
+  /// Puts something around every stream that the port opens from now on.
+  TAVRINDASERVER_API void WrapPort(const std::string& port, StreamWrapper wrapper);
 
   /// A context of its own for each channel: it holds the lock over the values of the channel's tags, and channels do not wait
   /// for one another there. Stays until the services end.

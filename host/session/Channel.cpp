@@ -52,7 +52,7 @@ PortSettings MakePortSettings(const ChannelConfig& config) {
 PortDevice MakePortDevice(const ChannelConfig& config, const std::vector<Meter>& meters) {
   PortDevice device{.port = config.port,
                     .device = config.device,
-                    .line = {.lateGuardMs = config.lateGuardMs, .echo = config.echo},
+                    .line = {.lateGuardMs = config.lateGuardMs, .echo = config.echo, .pauseMs = config.preSendPauseMs},
                     .meters = {}};
   for (const Meter& meter : meters) {
     device.meters.push_back({.address = meter.config.address,

@@ -28,6 +28,8 @@ constexpr Range kMilliseconds = {0, 600000};
 constexpr Range kSeconds = {0, std::numeric_limits<std::uint32_t>::max() / 1000};
 constexpr Range kKilobytes = {0, std::numeric_limits<std::int32_t>::max()};
 constexpr Range kByte = {0, 255};
+/// What a station reads of the same file by itself.
+constexpr std::array<const char*, 3> kStationTables = {"archive", "mqtt", "web"};
 
 std::uint32_t Unsigned(std::int64_t value) { return static_cast<std::uint32_t>(value); }
 
@@ -182,6 +184,7 @@ Config ParseConfig(const std::string& text, const std::string& name) {
   config.clockCorrectionDays = Unsigned(root.Integer("clock_correction_days", 0, {0, 3650}));
   for (const toml::table* const table : root.Tables("channel"))
     config.channels.push_back(ReadChannel({*table, name, "channel."}, name));
+  for (const char* const table : kStationTables) (void)root.Node(table);
   root.RejectOthers();
   if (config.channels.empty()) throw Failure(kExitUsage, name + ":1: channel: is missing");
   RejectTwins(parsed.table(), name);

@@ -14,11 +14,16 @@ struct Place {
   std::string file;
   std::uint32_t line = 0;
   std::string key;
+
+  /// Two configurations that say the same are equal wherever it stands.
+  friend bool operator==(const Place&, const Place&) { return true; }
 };
 
 struct PlacedText {
   std::string text;
   Place place;
+
+  friend bool operator==(const PlacedText&, const PlacedText&) = default;
 };
 
 struct MeterConfig {
@@ -35,6 +40,8 @@ struct MeterConfig {
   bool exchange = true;
   std::vector<PlacedText> tags;  // names, ids or wildcards; empty: every tag of the type
   bool polled = true;            // false for a command that reads no current data: no tag is in use
+
+  friend bool operator==(const MeterConfig&, const MeterConfig&) = default;
 };
 
 struct ChannelConfig {
@@ -49,6 +56,8 @@ struct ChannelConfig {
   std::uint32_t lateGuardMs = 100;
   bool echo = false;
   std::vector<MeterConfig> meters;
+
+  friend bool operator==(const ChannelConfig&, const ChannelConfig&) = default;
 };
 
 struct Config {

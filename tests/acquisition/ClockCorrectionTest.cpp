@@ -7,14 +7,11 @@
 #include <cstdio>
 
 #include "Protocol/acquisition/ClockCorrection.h"
-#include "tests/support/TestChannel.h"
+#include "tests/support/SimulatedChannel.h"
 #include "tests/support/TimeZone.h"
 
 namespace ostrel::test {
 namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr std::int64_t kDay = 86400;
 
@@ -35,7 +32,6 @@ class ClockCorrectionTest : public testing::Test {
   ~ClockCorrectionTest() override { channel_.Protocol().Running = 0; }
 
   DeviceEntry& Entry() { return channel_.Entry(meter_); }
-  ScriptedLine& Line() { return channel_.Line(); }
   void SetNow(std::int64_t seconds) { channel_.Clock().SetUtcMilliseconds(seconds * 1000); }
   std::int64_t NextCheck() { return Entry().NextClockCheck; }
 
@@ -53,7 +49,7 @@ class ClockCorrectionTest : public testing::Test {
   }
 
   const TimeZone zone_{"UTC"};
-  TestChannel channel_;
+  SimulatedChannel channel_;
   const std::uint32_t meter_ = channel_.AddMeter(1, 1);
 };
 
@@ -148,93 +144,29 @@ TEST_F(ClockCorrectionTest, TheComputersChangeOfTimeIsNoDrift) {
 TEST_F(ClockCorrectionTest, TimesThatTheZoneDoesNotHaveOnceAreUnclear) {
   const TimeZone berlin("Europe/Berlin");
   if (!berlin.Applies()) GTEST_SKIP() << kInAnotherZone;
-  const struct {
-    const char* clock;
-    bool unclear;
-  } rows[] = {
+  const std::pair<const char*, bool> rows[] = {
       {"59 59 01 07 29 03 26", false}, {"00 00 02 07 29 03 26", true},  {"00 30 02 07 29 03 26", true},
       {"00 00 03 07 29 03 26", false}, {"00 00 02 07 25 10 26", true},  {"59 59 02 07 25 10 26", true},
       {"00 00 03 07 25 10 26", false}, {"00 00 12 07 31 02 26", true},  {"00 00 00 05 01 01 26", false},
       {"59 59 23 04 31 12 26", false}, {"00 00 25 07 22 11 26", false},  // impossible, which the comparison itself refuses
   };
-  for (const auto& row : rows) {
+  for (const auto& [clock, unclear] : rows) {
     std::uint8_t answer[kClockAnswer] = {1};
-    std::ranges::copy(Hex(row.clock), answer + 1);
-    EXPECT_EQ(row.unclear, ShowsUnclearTime(answer)) << row.clock;
+    std::ranges::copy(Hex(clock), answer + 1);
+    EXPECT_EQ(unclear, ShowsUnclearTime(answer)) << clock;
   }
 }
 
-TEST_F(ClockCorrectionTest, ReadsTheClock) {
-  std::uint8_t answer[kClockAnswer] = {};
-  Line().Expect("01 04 00").AnswerInPieces({"01 00 00", "12 07 22 11 26 01"});
-  EXPECT_EQ(1U, ReadMeterClock(channel_.Protocol(), meter_, answer));
-  EXPECT_EQ(Frame("01 00 00 12 07 22 11 26 01"), Bytes(std::begin(answer), std::end(answer)));
-  EXPECT_EQ(1U, Entry().LinkUp);
-  EXPECT_EQ(0U, ReadMeterClock(channel_.Protocol(), meter_ + 1, answer));
-}
-
-TEST_F(ClockCorrectionTest, AClockThatCannotBeReadIsPausedAndReported) {
+TEST_F(ClockCorrectionTest, ReadsInPiecesAndLeavesTheLastTagsAnswer) {
   std::uint8_t answer[kClockAnswer] = {};
   channel_.Protocol().AnswerLength = 77;
-  Line().Expect("01 04 00").Answer("01 06");  // busy is no answer here
-  Line().Expect("01 04 00").Answer("01 0F");
-  Line().Expect("01 04 00").Silence();
-  EXPECT_EQ(0U, ReadMeterClock(channel_.Protocol(), meter_, answer));
-  EXPECT_EQ(200 + 200 + 500, channel_.Clock().Elapsed());
-  EXPECT_EQ(1U, Entry().LinkDown);
-  EXPECT_EQ(77U, channel_.Protocol().AnswerLength) << "the last tag's answer still stands";
-  EXPECT_THAT(channel_.LogLines(), ElementsAre("COM3 ПРИБОР:1 Нет ответа от устройства"));
-}
-
-TEST_F(ClockCorrectionTest, ReadsTheClockThroughAClosedChannel) {
-  std::uint8_t answer[kClockAnswer] = {};
-  Line().Expect("01 04 00").Answer("01 05");
-  Line().Expect("01 01 30 30 30 30 30 30").Answer("01 00");
-  Line().Expect("01 04 00").Answer("01 00 00 12 07 22 11 26 01");
+  channel_.Line().Reply("01 04 00", {"01 00 00 | 12 07 22 11 26 01"});
   EXPECT_EQ(1U, ReadMeterClock(channel_.Protocol(), meter_, answer));
-}
-
-TEST_F(ClockCorrectionTest, Corrects) {
-  const struct {
-    const char* answer;  // "" for silence
-    std::uint32_t linkUp;
-    const char* message;
-  } rows[] = {
-      {"01 00", 1, "COM3 ПРИБОР:1 Коррекция времени прибора"},
-      {"01 06", 1, "COM3 ПРИБОР:1 Коррекция времени прибора"},
-      {"01 04", 1, "COM3 ПРИБОР:1 Ошибка коррекции времени прибора"},
-      {"01 0F", 0, "COM3 ПРИБОР:1 Ошибка коррекции времени прибора"},
-      {"", 0, "COM3 ПРИБОР:1 Ошибка коррекции времени прибора"},
-  };
-  std::vector<std::string> messages;
-  for (const auto& row : rows) {
-    Expectation& command = Line().Expect("01 03 0D 59 07 23");
-    if (*row.answer != 0) command.Answer(row.answer);
-    if (row.linkUp == 0) command.Times(3);
-    EXPECT_EQ(1U, CorrectMeterClock(channel_.Protocol(), meter_, {.hours = 23, .minutes = 7, .seconds = 59})) << row.answer;
-    EXPECT_EQ(row.linkUp, Entry().LinkUp) << row.answer;
-    messages.emplace_back(row.message);
-  }
-  EXPECT_EQ(messages, channel_.LogLines());
-  EXPECT_EQ(3 * 200 + 3 * 500, channel_.Clock().Elapsed());
-}
-
-TEST_F(ClockCorrectionTest, CorrectsWithAllTriesWhileStopping) {
-  channel_.Protocol().Running = 0;
-  Line().Expect("01 03 0D 00 00 12").Silence().Times(2);
-  Line().Expect("01 03 0D 00 00 12").Answer("01 00");
-  CorrectMeterClock(channel_.Protocol(), meter_, {.hours = 12, .minutes = 0, .seconds = 0});
-  EXPECT_EQ(3, channel_.Protocol().Channel.RetryCount);
-  EXPECT_EQ(1U, CorrectMeterClock(channel_.Protocol(), meter_ + 1, {}));
-}
-
-TEST_F(ClockCorrectionTest, WithoutTriesNothingIsSentOrLoggedByTheReading) {
-  channel_.Protocol().Channel.RetryCount = 0;
-  std::uint8_t answer[kClockAnswer] = {};
-  EXPECT_EQ(0U, ReadMeterClock(channel_.Protocol(), meter_, answer));
-  EXPECT_EQ(0U, Line().RequestCount());
-  EXPECT_EQ(1U, Entry().LinkDown);
-  EXPECT_THAT(channel_.LogLines(), IsEmpty());
+  EXPECT_EQ(Frame("01 00 00 12 07 22 11 26 01"), Bytes(std::begin(answer), std::end(answer)));
+  EXPECT_EQ(77U, channel_.Protocol().AnswerLength);
+  channel_.Line().ClearRecords();
+  CorrectMeterClock(channel_.Protocol(), meter_, {.hours = 23, .minutes = 7, .seconds = 59});
+  EXPECT_THAT(channel_.Line().RequestTexts(), testing::ElementsAre("01 03 0D 59 07 23"));
 }
 
 }  // namespace

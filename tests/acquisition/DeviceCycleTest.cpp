@@ -6,56 +6,27 @@
 #include <string>
 #include <vector>
 
-#include "Protocol/acquisition/DeviceCycle.h"
 #include "Protocol/acquisition/TagWalk.h"
 #include "Protocol/meter/MeterInfo.h"
 #include "Protocol/model/TagCatalogue.h"
-#include "tests/acquisition/PlainMeter.h"
-#include "tests/support/TestChannel.h"
+#include "tests/acquisition/MeterInTurn.h"
 
 namespace ostrel::test {
 namespace {
 
 using ::testing::ElementsAre;
 
-/// A channel with one plain meter at address 1, its device cycle called by hand as the poll thread would.
-class Cycle {
- public:
-  explicit Cycle(std::uint32_t type = 1, std::uint8_t logRequest = 1, const ChannelOptions& options = {},
-                 CProtocol* protocol = new CProtocol)
-      : channel(options, protocol), meter_(channel.AddMeter(1, type, {.logRequest = logRequest})) {
-    channel.Line().OnRequest([this](auto request) { return plain.Answer(request); });
-    channel.Protocol().Running = 1;
+void AddAllTags(MeterInTurn& meter, std::uint32_t type) {
+  for (std::uint32_t id = kFirstDaId; id <= kLastDaId; ++id) {
+    if (SupportsDaTag(type, id)) meter.Add(id - kFirstDaId);
   }
-  ~Cycle() { channel.Protocol().Running = 0; }
+}
 
-  void AddAllTags(std::uint32_t type) {
-    for (std::uint32_t id = kFirstDaId; id <= kLastDaId; ++id) {
-      if (SupportsDaTag(type, id)) channel.AddTag(meter_, id - kFirstDaId);
-    }
-  }
-  CDeviceTag* Add(std::uint32_t number, bool inUse = true) { return channel.AddTag(meter_, number, inUse); }
-
-  std::uint32_t Run() { return RunDeviceCycle(channel.Protocol(), meter_); }
-  /// Requests of one cycle.
-  std::size_t Count() {
-    const std::size_t before = channel.Line().RequestCount();
-    EXPECT_EQ(1U, Run());
-    return channel.Line().RequestCount() - before;
-  }
-  /// The cycle after the one-time reading, without the clock's request at its end.
-  std::size_t WalkCount() {
-    Run();
-    return Count() - 1;
-  }
-  DeviceEntry& Entry() { return channel.Entry(meter_); }
-
-  TestChannel channel;
-  PlainMeter plain;
-
- private:
-  std::uint32_t meter_;
-};
+/// The cycle after the one-time reading, without the clock's request at its end.
+std::size_t WalkCount(MeterInTurn& meter) {
+  meter.Cycle();
+  return meter.Count() - 1;
+}
 
 TEST(DeviceCycle, AsksOncePerGroupOfTags) {
   const struct {
@@ -68,20 +39,13 @@ TEST(DeviceCycle, AsksOncePerGroupOfTags) {
   for (const auto& row : rows) {
     for (const std::uint8_t log : {std::uint8_t{1}, std::uint8_t{0}}) {
       SCOPED_TRACE("type " + std::to_string(row.type) + " log " + std::to_string(log));
-      Cycle cycle(row.type, log);
-      cycle.AddAllTags(row.type);
+      MeterInTurn meter({}, {.logRequest = log}, row.type);
+      AddAllTags(meter, row.type);
       const std::size_t walk = log != 0 ? row.walkWithLog : row.walkWithoutLog;
-      EXPECT_EQ(row.onceRead + walk + 1, cycle.Count()) << "first cycle";
-      EXPECT_EQ(walk + 1, cycle.Count()) << "later cycle";
+      EXPECT_EQ(row.onceRead + walk + 1, meter.Count()) << "first cycle";
+      EXPECT_EQ(walk + 1, meter.Count()) << "later cycle";
     }
   }
-}
-
-TEST(DeviceCycle, CorrectsTheClockWithOneMoreRequest) {
-  Cycle cycle(1, 1, {.clockCorrectionDays = 7});
-  cycle.AddAllTags(1);
-  EXPECT_EQ(127U, cycle.Count());
-  EXPECT_EQ(123U, cycle.Count());
 }
 
 TEST(DeviceCycle, SharesAnswersWithinShortLists) {
@@ -104,86 +68,68 @@ TEST(DeviceCycle, SharesAnswersWithinShortLists) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.why);
-    Cycle cycle;
-    for (const std::uint32_t number : row.tags) cycle.Add(number);
-    EXPECT_EQ(row.requests, cycle.WalkCount());
+    MeterInTurn meter;
+    for (const std::uint32_t number : row.tags) meter.Add(number);
+    EXPECT_EQ(row.requests, WalkCount(meter));
   }
 }
 
-TEST(DeviceCycle, DecodesAnUnusedTagThatSharesTheRequest) {
-  Cycle cycle;
-  cycle.Add(9);
-  const CDeviceTag* const shared = cycle.Add(18, false);
-  EXPECT_EQ(1U, cycle.WalkCount());
-  EXPECT_EQ(kQualityGood, shared->Quality);
+TEST(DeviceCycle, AsksOnlyForUsedTagsOutsideAHoldWithTheExchangeOn) {
+  MeterInTurn meter;
+  CDeviceTag* const used = meter.Add(9, false);
+  EXPECT_EQ(0U, meter.Count()) << "nobody uses it";
+  used->Use();
+  const CDeviceTag* const shared = meter.Add(18, false);
+  EXPECT_EQ(1U, WalkCount(meter));
+  EXPECT_EQ(kQualityGood, shared->Quality) << "decoded along with the used one";
   EXPECT_EQ(1U, shared->Updated);
+  meter.Entry().FailHold = 1;
+  meter.Entry().FailHoldTimer.SetPeriod(true, 60000);
+  EXPECT_EQ(0U, meter.Count());
+  meter.channel.Clock().Advance(60000);
+  EXPECT_NE(0U, meter.Count());
+  EXPECT_EQ(0U, meter.Entry().FailHold);
+  meter.Entry().ExchangeOn = 0;
+  meter.Entry().ForceClockCheck = 1;
+  EXPECT_EQ(0U, meter.Count());
+  EXPECT_EQ(0U, meter.Entry().ForceClockCheck);
 }
 
-TEST(DeviceCycle, LeavesAMeterAloneThatNobodyUses) {
-  Cycle cycle;
-  cycle.Add(9, false);
-  EXPECT_EQ(0U, cycle.Count());
-}
-
-TEST(DeviceCycle, LeavesAMeterAloneInItsFailureHold) {
-  Cycle cycle;
-  cycle.Add(9);
-  cycle.Entry().FailHold = 1;
-  cycle.Entry().FailHoldTimer.SetPeriod(true, 60000);
-  EXPECT_EQ(0U, cycle.Count());
-  cycle.channel.Clock().Advance(60000);
-  EXPECT_NE(0U, cycle.Count());
-  EXPECT_EQ(0U, cycle.Entry().FailHold);
-}
-
-TEST(DeviceCycle, AsksNothingWhileTheExchangeIsOff) {
-  Cycle cycle;
-  cycle.AddAllTags(1);
-  cycle.Entry().ExchangeOn = 0;
-  cycle.Entry().ForceClockCheck = 1;
-  EXPECT_EQ(0U, cycle.Count());
-  EXPECT_EQ(0U, cycle.Entry().ForceClockCheck);
-}
-
-TEST(DeviceCycle, EndsAtTheFirstReadThatFails) {
-  Cycle cycle(1, 1, {.retries = 2});
-  cycle.Add(9);
-  cycle.Add(75);
-  cycle.Run();
-  cycle.plain.silent = true;
-  cycle.channel.Line().ClearRecords();
-  EXPECT_EQ(0U, cycle.Run());
-  EXPECT_THAT(cycle.channel.Line().RequestTexts(), ElementsAre("01 05 00 01", "01 05 00 01"));
-  EXPECT_THAT(cycle.channel.LogLines(), ElementsAre("COM3 ПРИБОР:1 Нет ответа от устройства"));
-}
-
-TEST(DeviceCycle, PausesBeforeTheWalkAndBeforeTheClock) {
-  Cycle cycle;
-  cycle.Add(9);
-  cycle.Run();
-  const std::int64_t before = cycle.channel.Clock().Elapsed();
-  cycle.Run();
-  EXPECT_EQ(5 + 200, cycle.channel.Clock().Elapsed() - before);
+TEST(DeviceCycle, PausesBeforeTheWalkAndBeforeTheClockAndEndsAtTheFirstReadThatFails) {
+  MeterInTurn meter({.retries = 2});
+  meter.Add(9);
+  meter.Add(75);
+  meter.Cycle();
+  const std::int64_t before = meter.channel.Clock().Elapsed();
+  meter.Cycle();
+  EXPECT_EQ(5 + 200, meter.channel.Clock().Elapsed() - before);
+  meter.Silence();
+  meter.channel.Line().ClearRecords();
+  EXPECT_EQ(0U, meter.Cycle());
+  EXPECT_THAT(meter.Take(""), ElementsAre("01 05 00 01", "01 05 00 01"));
 }
 
 TEST(DeviceCycle, ReadsTheMetersOwnFactorsOnceWithNeutralOnesBefore) {
-  Cycle cycle;
-  cycle.Add(75);
-  cycle.Entry().VoltageFactor = 100.0F;
-  cycle.Entry().CurrentFactor = 40.0F;
-  cycle.Entry().VariantBytes[0] = 0xFF;
-  cycle.Entry().VariantBytes[2] = 0xFF;
-  cycle.plain.silent = true;
-  EXPECT_EQ(0U, cycle.Run());
-  EXPECT_EQ(1.0F, float{cycle.Entry().VoltageFactor});
-  EXPECT_EQ(1.0F, float{cycle.Entry().CurrentFactor});
-  EXPECT_EQ(0xF0, cycle.Entry().VariantBytes[0]);
-  EXPECT_EQ(0x0F, cycle.Entry().VariantBytes[2]);
-  cycle.plain.silent = false;
-  cycle.channel.Line().ClearRecords();
-  EXPECT_EQ(1U, cycle.Run());
-  EXPECT_THAT(cycle.channel.Line().RequestTexts(), ElementsAre("01 08 02", "01 08 02", "01 08 12", "01 08 11 40", "01 04 00"));
-  EXPECT_EQ(5000U, std::uint32_t{cycle.Entry().MeterConstant});
+  MeterInTurn meter({.clockCorrectionDays = 7});
+  meter.Add(75);
+  meter.Entry().VoltageFactor = 100.0F;
+  meter.Entry().CurrentFactor = 40.0F;
+  meter.Entry().VariantBytes[0] = 0xFF;
+  meter.Entry().VariantBytes[2] = 0xFF;
+  meter.Silence();
+  EXPECT_EQ(0U, meter.Cycle());
+  EXPECT_EQ(1.0F, float{meter.Entry().VoltageFactor});
+  EXPECT_EQ(1.0F, float{meter.Entry().CurrentFactor});
+  EXPECT_EQ(0xF0, meter.Entry().VariantBytes[0]);
+  EXPECT_EQ(0x0F, meter.Entry().VariantBytes[2]);
+  meter.Silence(false);
+  meter.channel.Line().ClearRecords();
+  EXPECT_EQ(1U, meter.Cycle());
+  EXPECT_THAT(meter.Take(""), ElementsAre("01 08 02", "01 08 02", "01 08 12", "01 08 11 40", "01 04 00",
+                                          "01 03 0D 01 00 20"));  // the clock's correction is due at once, and not again
+  EXPECT_EQ(5000U, std::uint32_t{meter.Entry().MeterConstant});
+  meter.Cycle();
+  EXPECT_THAT(meter.Take(""), ElementsAre("01 08 11 40", "01 04 00"));
 }
 
 /// Lets a host thread's one-time reading in as soon as the line is free for the first time after it is armed.
@@ -202,27 +148,18 @@ class IntrudedProtocol final : public CProtocol {
 
 TEST(DeviceCycle, DoesNotShareAnAnswerThatAHistoryReadHasOverwritten) {
   auto* const protocol = new IntrudedProtocol;
-  Cycle cycle(1, 1, {}, protocol);
-  cycle.Add(9);
-  cycle.Add(18);
-  cycle.Run();
-  cycle.channel.Line().ClearRecords();
+  MeterInTurn meter({.protocol = protocol});
+  meter.Add(9);
+  meter.Add(18);
+  meter.Cycle();
+  meter.channel.Line().ClearRecords();
   ClearUpdated(*protocol, 0);
   protocol->armed = true;
   EXPECT_EQ(1U, ServeTags(*protocol, 0));
-  EXPECT_THAT(cycle.channel.Line().RequestTexts(), ElementsAre("01 05 00 01", "01 08 02", "01 08 02", "01 08 12", "01 05 00 01"));
-}
-
-/// Asks for a write as a client's host does.
-void Ask(CDeviceTag* tag, float value) {
-  tag->WriteValue.vt = VT_R4;
-  tag->WriteValue.fltVal = value;
-  StoreFlag(tag->WritePending, 1);
+  EXPECT_THAT(meter.Take(""), ElementsAre("01 05 00 01", "01 08 02", "01 08 02", "01 08 12", "01 05 00 01"));
 }
 
 TEST(DeviceCycle, CarriesOutWritesBeforeReadsAndHoldsThemBackFromBadTags) {
-  Cycle cycle;
-  cycle.Run();
   const struct {
     std::uint32_t number;
     std::uint16_t quality;
@@ -233,42 +170,20 @@ TEST(DeviceCycle, CarriesOutWritesBeforeReadsAndHoldsThemBackFromBadTags) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE("tag " + std::to_string(row.number) + " quality " + std::to_string(row.quality));
-    Cycle fresh;
-    fresh.Entry().InfoRead = 1;
-    CDeviceTag* const tag = fresh.Add(row.number);
+    MeterInTurn meter;
+    meter.Entry().InfoRead = 1;
+    CDeviceTag* const tag = meter.Add(row.number);
     tag->Quality = row.quality;
-    Ask(tag, 1.0F);
+    LeaveWrite(*tag, 1.0F);
     for (int pass = 0; pass < 2; ++pass) {
-      fresh.channel.Line().ClearRecords();
-      EXPECT_EQ(1U, fresh.Run());
-      const auto requests = fresh.channel.Line().RequestTexts();
-      const auto writes =
-          std::count_if(requests.begin(), requests.end(), [](const auto& text) { return text.starts_with("01 03 "); });
-      EXPECT_EQ((pass == 0) == row.writtenAtOnce ? 1 : 0, writes) << "pass " << pass;
-      if (writes != 0) {
-        EXPECT_TRUE(requests.front().starts_with("01 03 "));
-      }
+      EXPECT_EQ(1U, meter.Cycle());
+      const auto requests = meter.Take("");
+      const bool written = (pass == 0) == row.writtenAtOnce;
+      EXPECT_EQ(written ? 1 : 0, std::ranges::count_if(requests, [](auto& text) { return text.starts_with("01 03 "); })) << pass;
+      EXPECT_EQ(written, requests.front().starts_with("01 03 ")) << pass;
     }
     EXPECT_EQ(0U, LoadFlag(tag->WritePending));
   }
-}
-
-TEST(DeviceCycle, KeepsWritesWhileTheMeterIsSilent) {
-  Cycle cycle(1, 0, {.retries = 1});
-  CDeviceTag* const limit = cycle.Add(219);
-  cycle.Run();
-  ASSERT_EQ(kQualityGood, limit->Quality);
-  cycle.plain.silent = true;
-  cycle.Entry().InfoRead = 0;
-  Ask(limit, 5.0F);
-  for (int pass = 0; pass < 3; ++pass) EXPECT_EQ(0U, cycle.Run());
-  EXPECT_EQ(1U, LoadFlag(limit->WritePending));
-  cycle.plain.silent = false;
-  cycle.channel.Line().ClearRecords();
-  EXPECT_EQ(1U, cycle.Run());
-  EXPECT_EQ(0U, LoadFlag(limit->WritePending));
-  const auto requests = cycle.channel.Line().RequestTexts();
-  EXPECT_EQ(1, std::count(requests.begin(), requests.end(), "01 03 2F 08 00 00 00 00 32"));
 }
 
 }  // namespace

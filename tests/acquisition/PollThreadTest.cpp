@@ -4,12 +4,10 @@
 
 #include <algorithm>
 #include <functional>
-#include <map>
 #include <thread>
 
 #include "Protocol/model/TagCatalogue.h"
-#include "tests/acquisition/PlainMeter.h"
-#include "tests/support/TestChannel.h"
+#include "tests/support/SimulatedChannel.h"
 
 namespace ostrel::test {
 namespace {
@@ -19,17 +17,15 @@ using ::testing::ElementsAre;
 /// Runs the thread up to exact moments.
 class Poll {
  public:
-  explicit Poll(const ChannelOptions& options = {}) : channel(options) {
-    channel.Line().OnRequest([this](auto request) { return meters[request[0]].Answer(request); });
-  }
+  explicit Poll(const LineOptions& options = {}) : channel(options) {}
   ~Poll() { Stop(); }
 
-  std::uint32_t AddMeter(std::uint8_t address, const std::vector<std::uint32_t>& tags, const MeterOptions& options = {}) {
-    meters.emplace(address, PlainMeter(address));
+  std::uint32_t AddMeter(std::uint8_t address, const std::vector<std::uint32_t>& tags, const DeviceOptions& options = {}) {
     const std::uint32_t device = channel.AddMeter(address, 1, options);
     for (const std::uint32_t number : tags) channel.AddTag(device, number);
     return device;
   }
+  void Silence(std::uint8_t address, bool silent = true) { channel.Line().ReplyAlways(ToHex(Bytes{address}), silent ? "" : "*"); }
 
   /// Lets the thread go on to this moment and waits until it stands there.
   void RunTo(std::int64_t elapsedMs) {
@@ -47,15 +43,11 @@ class Poll {
   }
 
   CDeviceTag& Tag(std::uint32_t device, std::uint32_t number) {
-    for (CDeviceTag* tag : channel.Entry(device).Tags) {
-      if (tag->TagNumber == number) return *tag;
-    }
-    ADD_FAILURE() << "no tag " << number;
-    return *channel.AddTag(device, number);
+    auto& tags = channel.Entry(device).Tags;
+    return **std::find_if(tags.begin(), tags.end(), [&](const CDeviceTag* tag) { return tag->TagNumber == number; });
   }
 
-  std::map<std::uint8_t, PlainMeter> meters;
-  TestChannel channel;
+  SimulatedChannel channel;
 };
 
 constexpr std::uint32_t kSomeTags[] = {9, 95, 183, 210, 211};
@@ -81,7 +73,7 @@ TEST(PollThread, PacesPassesByThePeriod) {
   // A pass begins 10 ms after the one before it ended; its waiting ends on a step of 100 ms.
   std::vector<std::uint32_t> starts;
   for (const auto& request : poll.channel.Line().Requests()) {
-    if (ToHex(request.bytes).starts_with("01 08 11 40")) starts.push_back(request.tick);
+    if (request.text == "01 08 11 40") starts.push_back(request.tick);
   }
   EXPECT_THAT(starts, ElementsAre(15, 5040, 10065, 15090, 20115));
 }
@@ -95,7 +87,7 @@ TEST(PollThread, MarksALostMeterAndTellsOfItsReturn) {
   EXPECT_EQ(1, poll.Tag(lost, 210).Value.boolVal);
   const FILETIME answered = poll.Tag(lost, 210).Timestamp;
 
-  poll.meters[1].silent = true;
+  poll.Silence(1);
   poll.RunTo(9000);
   for (const std::uint32_t number : {9U, 95U, 183U, 211U})
     EXPECT_EQ(kQualityDeviceFailure, poll.Tag(lost, number).Quality) << number;
@@ -107,27 +99,16 @@ TEST(PollThread, MarksALostMeterAndTellsOfItsReturn) {
   EXPECT_EQ(kQualityGood, poll.Tag(other, 9).Quality);
   EXPECT_EQ(kLinkLost, poll.channel.Entry(lost).LinkState);
 
-  poll.meters[1].silent = false;
-  poll.channel.Line().ClearRecords();
-  poll.RunTo(16000);
-  EXPECT_EQ(kQualityGood, poll.Tag(lost, 9).Quality);
-  EXPECT_THAT(poll.channel.LogLines(),
-              ElementsAre("COM3 ПРИБОР:1 Нет ответа от устройства", "COM3 ПРИБОР:1 Восстановление связи"));
-}
-
-TEST(PollThread, ReadsOnceAgainAfterEachReturn) {
-  Poll poll({.retries = 1, .pollPeriodSeconds = 5});
-  const auto device = poll.AddMeter(1, {75});
-  poll.RunTo(3000);
-  poll.meters[1].silent = true;
-  poll.RunTo(8000);
-  poll.meters[1].silent = false;
+  poll.Silence(1, false);
   poll.channel.Line().ClearRecords();
   poll.RunTo(20000);
-  const auto texts = poll.channel.Line().RequestTexts();
+  EXPECT_EQ(kQualityGood, poll.Tag(lost, 9).Quality);
+  EXPECT_EQ(kLinked, poll.channel.Entry(lost).LinkState);
   // Twice: in the first pass that succeeds, and because the link's return asks for it once more in the next.
-  EXPECT_EQ(2, std::count(texts.begin(), texts.end(), "01 08 12"));
-  EXPECT_EQ(kLinked, poll.channel.Entry(device).LinkState);
+  const auto texts = poll.channel.Line().RequestTexts();
+  EXPECT_EQ(2 * 2, std::count(texts.begin(), texts.end(), "01 08 02"));
+  EXPECT_THAT(poll.channel.LogLines(),
+              ElementsAre("COM3 ПРИБОР:1 Нет ответа от устройства", "COM3 ПРИБОР:1 Восстановление связи"));
 }
 
 TEST(PollThread, ShowsAMeterAsUncertainWhileItsExchangeIsOff) {
@@ -154,39 +135,24 @@ TEST(PollThread, TreatsEveryMeterAsLostWhileTheChannelIsOff) {
 
 TEST(PollThread, CallsAHeldMeterRestoredWhileItsTagsStayBad) {
   Poll poll({.retries = 1, .pollPeriodSeconds = 5});
-  const auto device = poll.AddMeter(1, kTags, {.failHoldMs = 60000});
-  poll.meters[1].silent = true;
+  const auto device = poll.AddMeter(1, {102, 9, 95}, {.failHoldMs = 60000, .logRequest = 5});
+  poll.Silence(1);
   poll.RunTo(3000);
   const std::size_t asked = poll.channel.Line().RequestCount();
   poll.RunTo(8000);
   EXPECT_EQ(asked, poll.channel.Line().RequestCount());
   EXPECT_EQ(kLinked, poll.channel.Entry(device).LinkState);
+  EXPECT_EQ(5, poll.channel.Entry(device).LogNumber) << "the log that is asked for";
   EXPECT_EQ(kQualityDeviceFailure, poll.Tag(device, 9).Quality);
   EXPECT_THAT(poll.channel.LogLines(),
               ElementsAre("COM3 ПРИБОР:1 Нет ответа от устройства", "COM3 ПРИБОР:1 Восстановление связи"));
 }
 
-TEST(PollThread, CopiesTheAskedLogNumberWhenItMarksTags) {
-  Poll poll({.retries = 1});
-  const auto device = poll.AddMeter(1, {102, 9}, {.logRequest = 5});
-  poll.meters[1].silent = true;
-  poll.RunTo(3000);
-  EXPECT_EQ(5, poll.channel.Entry(device).LogNumber);
-}
-
-TEST(PollThread, RunsWithoutMeters) {
-  Poll poll;
-  poll.RunTo(60000);
-  poll.Stop();
-  EXPECT_EQ(nullptr, poll.channel.Protocol().PollThread);
-}
-
 TEST(PollThread, StopsBetweenTwoTags) {
   Poll poll;
   poll.AddMeter(1, {9, 10, 11, 12});
-  poll.channel.Line().OnRequest([&](auto request) {
-    if (ToHex(request).starts_with("01 05 00 02")) poll.channel.Protocol().SignalStop();
-    return poll.meters[1].Answer(request);
+  poll.channel.Line().OnRequest([&](const std::string& request) {
+    if (request == "01 05 00 02") poll.channel.Protocol().SignalStop();
   });
   ASSERT_EQ(1U, poll.channel.Protocol().Start());
   poll.channel.Protocol().Stop();
@@ -215,7 +181,7 @@ TEST(PollThread, StartsAnewWhenItHasEndedByItself) {
 TEST(PollThread, ObeysSeveralThreadsOfTheHost) {
   Poll poll({.pollPeriodSeconds = 1});
   poll.AddMeter(1, {9});
-  poll.channel.Line().KeepRecords(false);
+  poll.channel.Line().keepsRecords = false;
   CProtocol& protocol = poll.channel.Protocol();
   const PortSettings settings = MakePortSettings({.pollPeriodSeconds = 1});
   const std::function<void()> operations[] = {
@@ -240,14 +206,14 @@ TEST(PollThread, ObeysSeveralThreadsOfTheHost) {
 
 TEST(PollThread, CountsItsRequestsExactlyOverThirtyDaysAndAWrapOfTheTickCount) {
   constexpr std::int64_t kThirtyDaysMs = 30LL * 24 * 3600 * 1000;
-  Poll poll({.pollPeriodSeconds = 300, .startTick = 0xFFFFFFFFU - 15U * 24 * 3600 * 1000});
-  const auto device = poll.AddMeter(1, {}, {.logRequest = 1});
+  Poll poll({.pollPeriodSeconds = 3600, .startTick = 0xFFFFFFFFU - 15U * 24 * 3600 * 1000});
+  const auto device = poll.AddMeter(1, {}, {.logRequest = 1, .simulated = "channel_timeout_s=4000"});
   for (std::uint32_t number = 0; number < kDaTagCount; ++number) poll.channel.AddTag(device, number);
-  poll.channel.Line().KeepRecords(false);
+  poll.channel.Line().keepsRecords = false;
   poll.RunTo(kThirtyDaysMs);
-  // A pass: 10 ms, the cycle with 5 + 200 ms of pauses, 10 ms, then steps of 100 ms until 300 s have passed: 300,025 ms. In
-  // thirty days 8640 passes begin. The first asks 126 times and every later one 123 times.
-  EXPECT_EQ(126U + 8639U * 123U, poll.channel.Line().RequestCount());
+  // A pass: 10 ms, the cycle with 5 + 200 ms of pauses, 10 ms, then steps of 100 ms until an hour has passed: 3600,025 ms. In
+  // thirty days 720 passes begin. The first asks 126 times and every later one 123 times.
+  EXPECT_EQ(126U + 719U * 123U, poll.channel.Line().RequestCount());
   EXPECT_EQ(kQualityGood, poll.Tag(device, 9).Quality);
   EXPECT_TRUE(poll.channel.LogLines().empty());
 }

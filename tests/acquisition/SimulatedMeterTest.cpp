@@ -6,12 +6,10 @@
 #include <chrono>
 #include <memory>
 
-#include "Protocol/acquisition/DeviceCycle.h"
 #include "Protocol/model/TagCatalogue.h"
 #include "platform/clock.h"
 #include "platform/local_time.h"
-#include "simulator/Meter.h"
-#include "tests/support/TestChannel.h"
+#include "tests/acquisition/MeterInTurn.h"
 #include "tests/support/TimeZone.h"
 
 namespace ostrel::test {
@@ -30,73 +28,24 @@ std::int64_t UtcMs(int year, unsigned month, unsigned day, int hour, int minute)
   return (std::chrono::seconds(date.time_since_epoch()).count() + hour * kHour + minute * kMinute) * 1000;
 }
 
-sim::MeterSpec Parsed(const std::string& text) {
-  sim::MeterSpec spec;
-  std::string error;
-  EXPECT_TRUE(sim::ParseMeterSpec(text, spec, error)) << error;
-  return spec;
-}
-
-class Simulated {
- public:
-  explicit Simulated(const std::string& text, const ChannelOptions& options = {})
-      : channel(options), meter(Parsed(text), 1), device(channel.AddMeter(1, Parsed(text).type)) {
-    channel.Line().OnRequest([this](auto request) { return silent ? Bytes{} : meter.Answer(request, NowMs()); });
-    channel.Protocol().Running = 1;
-  }
-  ~Simulated() { channel.Protocol().Running = 0; }
+struct Simulated : MeterInTurn {
+  explicit Simulated(const std::string& settings, const LineOptions& options = {})
+      : MeterInTurn(options, {.simulated = settings}) {}
 
   std::int64_t NowMs() { return platform::UtcMilliseconds(); }
-  DeviceEntry& Entry() { return channel.Entry(device); }
-  std::uint32_t Cycle() { return RunDeviceCycle(channel.Protocol(), device); }
+  sim::MeterView View() { return channel.Line().Meter(1).View(NowMs()); }
 
   /// Seconds that the meter's clock is ahead of the computer's.
   std::int64_t Ahead() {
-    const sim::CivilTime shown = sim::ToCivil(meter.View(NowMs()).now);
+    const sim::CivilTime shown = sim::ToCivil(View().now);
     const auto local = platform::LocalFromSeconds(NowMs() / 1000);
     return sim::FromCivil(shown) -
            sim::FromCivil({local->year, local->month, local->day, local->hour, local->minute, local->second});
   }
 
   /// Clock corrections that went out since the last call.
-  std::vector<std::string> Corrections() {
-    std::vector<std::string> frames;
-    for (const std::string& text : channel.Line().RequestTexts()) {
-      if (text.starts_with("01 03 0D")) frames.push_back(text.substr(9));
-    }
-    channel.Line().ClearRecords();
-    return frames;
-  }
-
-  TestChannel channel;
-  sim::Meter meter;
-  std::uint32_t device;
-  bool silent = false;
+  std::size_t Corrections() { return Take("01 03 0D").size(); }
 };
-
-/// A write as a client leaves it, in the tag's own type.
-void Leave(CDeviceTag& tag, float value) {
-  tag.WriteValue.vt = tag.CanonicalType;
-  if (tag.CanonicalType == VT_UI1) {
-    tag.WriteValue.bVal = static_cast<BYTE>(value);
-  } else if (tag.CanonicalType == VT_BOOL) {
-    tag.WriteValue.boolVal = static_cast<std::int16_t>(value);
-  } else {
-    tag.WriteValue.fltVal = value;
-  }
-  StoreFlag(tag.WritePending, 1);
-}
-
-double Number(const CDeviceTag& tag) {
-  switch (tag.Value.vt) {
-    case VT_UI1:
-      return tag.Value.bVal;
-    case VT_BOOL:
-      return tag.Value.boolVal == 0 ? 0 : 1;
-    default:
-      return double{tag.Value.fltVal};
-  }
-}
 
 TEST(SimulatedWrites, EveryParameterIsReadBack) {
   const struct {
@@ -112,31 +61,31 @@ TEST(SimulatedWrites, EveryParameterIsReadBack) {
   for (const auto& row : rows) {
     for (std::uint32_t number = row.first; number <= row.last; ++number) {
       SCOPED_TRACE("tag " + std::to_string(number) + " = " + std::to_string(row.value));
-      Simulated simulated("1:1");
-      CDeviceTag& tag = *simulated.channel.AddTag(simulated.device, number);
+      Simulated simulated("");
+      CDeviceTag& tag = *simulated.Add(number);
       ASSERT_EQ(1U, simulated.Cycle());
-      Leave(tag, row.value);
+      LeaveWrite(tag, row.value);
       ASSERT_EQ(1U, simulated.Cycle());
       EXPECT_EQ(0U, LoadFlag(tag.WritePending));
       EXPECT_EQ(kQualityGood, tag.Quality);
-      EXPECT_NEAR(row.shown, Number(tag), row.shown * 1e-6);
+      EXPECT_NEAR(row.shown, NumberOf(tag), row.shown * 1e-6);
       EXPECT_THAT(simulated.channel.LogLines(), IsEmpty());
     }
   }
 }
 
 TEST(SimulatedWrites, CommandsTakeEffectInTheMeter) {
-  Simulated simulated("1:1:offset_s=90");
+  Simulated simulated("offset_s=90");
   const auto command = [&](std::uint32_t number, float value) {
-    CDeviceTag& tag = *simulated.channel.AddTag(simulated.device, number);
+    CDeviceTag& tag = *simulated.Add(number);
     simulated.Cycle();
-    Leave(tag, value);
+    LeaveWrite(tag, value);
     simulated.Cycle();
     EXPECT_EQ(0U, LoadFlag(tag.WritePending)) << number;
-    EXPECT_EQ(0.0, Number(tag)) << number;
+    EXPECT_EQ(0.0, NumberOf(tag)) << number;
     EXPECT_EQ(kQualityGood, tag.Quality) << number;
   };
-  const auto settings = [&] { return simulated.meter.View(simulated.NowMs()).settings; };
+  const auto settings = [&] { return simulated.View().settings; };
   EXPECT_EQ(90, simulated.Ahead());
   command(kTagTimeCorrection, 1);
   EXPECT_EQ(0, simulated.Ahead());
@@ -147,33 +96,29 @@ TEST(SimulatedWrites, CommandsTakeEffectInTheMeter) {
   command(kTagIndicationRecoveryCommand, 1);
   EXPECT_TRUE(settings().recoveryInhibited);
 
-  Simulated farOff("1:1:offset_s=-100000");
-  CDeviceTag& setup = *farOff.channel.AddTag(farOff.device, kTagTimeSetup);
+  Simulated farOff("offset_s=-100000");
+  CDeviceTag& setup = *farOff.Add(kTagTimeSetup);
   farOff.Cycle();
-  Leave(setup, 0);
+  LeaveWrite(setup, 0);
   farOff.Cycle();
   EXPECT_EQ(0, farOff.Ahead());
 }
 
 TEST(SimulatedWrites, WaitForAMeterThatIsAwayAndGoOutOnce) {
-  Simulated simulated("1:1", {.retries = 2});
-  CDeviceTag& limit = *simulated.channel.AddTag(simulated.device, 219);
-  CDeviceTag& coefficient = *simulated.channel.AddTag(simulated.device, 6);
-  simulated.silent = true;
-  Leave(limit, 5);
-  Leave(coefficient, 30);
+  Simulated simulated("", {.retries = 2});
+  CDeviceTag& limit = *simulated.Add(219);
+  CDeviceTag& coefficient = *simulated.Add(6);
+  simulated.Silence();
+  LeaveWrite(limit, 5);
+  LeaveWrite(coefficient, 30);
   for (int pass = 0; pass < 3; ++pass) EXPECT_EQ(0U, simulated.Cycle());
   EXPECT_EQ(1U, LoadFlag(limit.WritePending) & LoadFlag(coefficient.WritePending));
-  simulated.silent = false;
+  simulated.Silence(false);
   simulated.channel.Line().ClearRecords();
   for (int pass = 0; pass < 4; ++pass) EXPECT_EQ(1U, simulated.Cycle());
-  std::vector<std::string> writes;
-  for (const std::string& text : simulated.channel.Line().RequestTexts()) {
-    if (text.starts_with("01 03 ")) writes.push_back(text);
-  }
-  EXPECT_THAT(writes, ElementsAre("01 03 2F 08 00 00 00 00 32", "01 03 1B 00 1E"));
-  EXPECT_EQ(5.0, Number(limit));
-  EXPECT_EQ(30.0, Number(coefficient));
+  EXPECT_THAT(simulated.Take("01 03 "), ElementsAre("01 03 2F 08 00 00 00 00 32", "01 03 1B 00 1E"));
+  EXPECT_EQ(5.0, NumberOf(limit));
+  EXPECT_EQ(30.0, NumberOf(coefficient));
 }
 
 // --- clock keeping
@@ -191,7 +136,7 @@ void PollFor(Simulated& simulated, std::int64_t days) {
 
 Simulated* Drill(const std::string& text, std::uint32_t days, std::int64_t startMs) {
   auto* const simulated = new Simulated(text, {.clockCorrectionDays = days, .startUtcMs = startMs});
-  simulated->channel.AddTag(simulated->device, 9);
+  simulated->Add(9);
   return simulated;
 }
 
@@ -203,40 +148,40 @@ TEST(ClockDrill, TenMinutesTakeFiveDays) {
   const TimeZone zone("Europe/Berlin");
   if (!zone.Applies()) GTEST_SKIP() << kInAnotherZone;
   for (const int offset : {600, -600}) {
-    const std::unique_ptr<Simulated> simulated(Drill("1:1:offset_s=" + std::to_string(offset), 7, UtcMs(2026, 6, 1, 9, 0)));
+    const std::unique_ptr<Simulated> simulated(Drill("offset_s=" + std::to_string(offset), 7, UtcMs(2026, 6, 1, 9, 0)));
     const int sign = offset > 0 ? 1 : -1;
     for (const int left : {480, 360, 240, 120, 0}) {
       PollFor(*simulated, 1);
-      EXPECT_EQ(1U, simulated->Corrections().size()) << left;
+      EXPECT_EQ(1U, simulated->Corrections()) << left;
       EXPECT_NEAR(sign * left, simulated->Ahead(), 2) << left;
     }
     PollFor(*simulated, 6);
-    EXPECT_THAT(simulated->Corrections(), IsEmpty());
+    EXPECT_EQ(0U, simulated->Corrections());
     PollFor(*simulated, 1);
-    EXPECT_EQ(1U, simulated->Corrections().size());
+    EXPECT_EQ(1U, simulated->Corrections());
     EXPECT_EQ(std::vector<std::string>(6, kCorrected), simulated->channel.LogLines());
   }
 }
 
 TEST(ClockDrill, ANearClockIsSetAtOnceAndThenLeftAlone) {
   const TimeZone zone("Europe/Berlin");
-  const std::unique_ptr<Simulated> simulated(Drill("1:1:offset_s=119", 3, UtcMs(2026, 6, 1, 9, 0)));
+  const std::unique_ptr<Simulated> simulated(Drill("offset_s=119", 3, UtcMs(2026, 6, 1, 9, 0)));
   simulated->Cycle();
-  EXPECT_EQ(1U, simulated->Corrections().size());
+  EXPECT_EQ(1U, simulated->Corrections());
   EXPECT_NEAR(0, simulated->Ahead(), 1);
   PollFor(*simulated, 2);
-  EXPECT_THAT(simulated->Corrections(), IsEmpty());
+  EXPECT_EQ(0U, simulated->Corrections());
   simulated->Entry().ForceClockCheck = 1;
   simulated->Cycle();
-  EXPECT_EQ(1U, simulated->Corrections().size()) << "forced";
+  EXPECT_EQ(1U, simulated->Corrections()) << "forced";
   EXPECT_EQ(0U, simulated->Entry().ForceClockCheck);
   PollFor(*simulated, 2);
-  EXPECT_THAT(simulated->Corrections(), IsEmpty());
+  EXPECT_EQ(0U, simulated->Corrections());
 }
 
 /// A meter takes one correction a day. The second is refused, which is logged and changes nothing.
 TEST(ClockDrill, ARefusedCorrectionIsReportedAndTheCycleGoesOn) {
-  const std::unique_ptr<Simulated> simulated(Drill("1:1:offset_s=600", 7, UtcMs(2026, 6, 1, 9, 0)));
+  const std::unique_ptr<Simulated> simulated(Drill("offset_s=600", 7, UtcMs(2026, 6, 1, 9, 0)));
   simulated->Cycle();
   simulated->Entry().ForceClockCheck = 1;
   EXPECT_EQ(1U, simulated->Cycle());
@@ -251,7 +196,7 @@ TEST(ClockDrill, ChangesOfTheComputersTimeMakeNoStep) {
   if (!zone.Applies()) GTEST_SKIP() << kInAnotherZone;
   for (const std::int64_t start : {UtcMs(2026, 3, 28, 22, 0), UtcMs(2026, 10, 24, 22, 0)}) {
     for (const int offset : {0, 70, -70}) {
-      const std::unique_ptr<Simulated> simulated(Drill("1:1:offset_s=" + std::to_string(offset), 1, start));
+      const std::unique_ptr<Simulated> simulated(Drill("offset_s=" + std::to_string(offset), 1, start));
       for (int pass = 0; pass < 36; ++pass) {
         simulated->Entry().NextClockCheck = 0;
         simulated->Cycle();

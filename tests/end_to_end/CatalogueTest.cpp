@@ -5,7 +5,7 @@
 #include <set>
 
 #include "tests/end_to_end/Programs.h"
-#include "tests/model/TableFile.h"
+#include "tests/support/TableFile.h"
 
 namespace ostrel::test {
 namespace {
@@ -23,10 +23,10 @@ Ids Expected(const std::string& ranges, std::uint32_t first) {
 }
 
 TEST(Catalogue, ListsTheTagsOfEachTypeInJson) {
-  const auto rows = ReadTable("expected_support.tsv", 3);
+  const auto rows = ReadTable("model/expected_support.tsv", 3);
   ASSERT_EQ(18U, rows.size());
   std::map<std::string, TableRow> catalogue;
-  for (const TableRow& row : ReadTable("expected_catalogue.tsv", 4)) catalogue[row[0]] = row;
+  for (const TableRow& row : ReadTable("model/expected_catalogue.tsv", 5)) catalogue[row[0]] = row;
   Bench bench;
   for (const TableRow& row : rows) {
     SCOPED_TRACE(row[0] + " of type " + row[1]);

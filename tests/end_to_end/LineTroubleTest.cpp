@@ -18,7 +18,8 @@ constexpr int kExchange = 20211;
 TEST(LineTrouble, OneSilentMeterLeavesTheOthersCurrent) {
   Bench bench;
   bench.StartMeters({"12:1", "13:8:silent=1", "14:12:closed=each"});
-  bench.Configure("poll_period_s = 1\nretries = 2\ntimeout_ms = 100",
+  // Patient enough for a loaded computer: only the silent meter costs the time, and its hold spares it the second pass.
+  bench.Configure("poll_period_s = 1\nretries = 2\ntimeout_ms = 2000",
                   MeterTable("well", 12, 1) + MeterTable("silent", 13, 8) + MeterTable("forgetful", 14, 12));
   const HostRun run = bench.Run({"run", "--passes", "2", "--json"});
   EXPECT_EQ(0, run.exitCode) << run.errors;
@@ -42,20 +43,27 @@ TEST(LineTrouble, OneSilentMeterLeavesTheOthersCurrent) {
 TEST(LineTrouble, PollingGoesOnWhenTheDeviceGoesAwayAndComesBack) {
   Bench bench;
   bench.StartMeters({"12:1"});
-  bench.Configure("poll_period_s = 1\nretries = 1\ntimeout_ms = 100",
+  bench.Configure("poll_period_s = 1\nretries = 1\ntimeout_ms = 1000",
                   MeterTable("feeder", 12, 1, "fail_hold_s = 0\ntags = [\"Frequency\", \"ConnectionState\"]"));
   const auto host = bench.StartHost({"run", "--json"});
-  ASSERT_TRUE(host->WaitFor("\"quality\":192"));
+  const auto shows = [&](int quality, bool connected) {
+    return host->WaitUntil([&](const std::string& output) {
+      const HostRun run = Bench::Read(0, output.substr(0, output.rfind('\n') + 1), {});
+      const auto frequency = run.tags.find({"feeder", 20075});
+      const auto state = run.tags.find({"feeder", kConnectionState});
+      return frequency != run.tags.end() && frequency->second.quality == quality && state != run.tags.end() &&
+             state->second.value == connected;
+    });
+  };
+  ASSERT_TRUE(shows(192, true));
   bench.StopMeters();
-  ASSERT_TRUE(host->WaitFor("Ошибка открытия COM-порта")) << host->Output() << host->Errors();
-  EXPECT_THAT(host->Output(), HasSubstr("\"quality\":12,"));
+  ASSERT_TRUE(shows(12, false)) << host->Output() << host->Errors();
+  ASSERT_TRUE(host->WaitFor("Ошибка открытия COM-порта")) << host->Output();
   bench.StartMeters({"12:1"});
-  ASSERT_TRUE(host->WaitFor("Восстановление связи")) << host->Output();
+  ASSERT_TRUE(shows(192, true)) << host->Output();
+  EXPECT_THAT(host->Output(), HasSubstr("Восстановление связи"));
   host->Signal(SIGINT);
   EXPECT_EQ(0, host->Wait(20)) << host->Errors();
-  const HostRun run = Bench::Read(0, host->Output(), {});
-  EXPECT_EQ(192, run.tags.at({"feeder", 20075}).quality);
-  EXPECT_EQ(true, run.tags.at({"feeder", kConnectionState}).value);
 }
 
 TEST(LineTrouble, APortThatIsNotThereIsSaidOnceAnAttempt) {

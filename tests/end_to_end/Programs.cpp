@@ -70,14 +70,19 @@ bool Background::Ended(int& exitCode) {
   return ended_;
 }
 
-bool Background::WaitFor(const std::string& text) {
+bool Background::WaitUntil(const std::function<bool(const std::string&)>& wanted) {
   int code = 0;
   for (int step = 0; step < kPatienceSteps; ++step) {
-    if (Output().find(text) != std::string::npos) return true;
-    if (Ended(code)) return Output().find(text) != std::string::npos;
+    const bool ended = Ended(code);
+    if (wanted(Output())) return true;
+    if (ended) return false;
     usleep(kStepMs * 1000);
   }
   return false;
+}
+
+bool Background::WaitFor(const std::string& text) {
+  return WaitUntil([&](const std::string& output) { return output.find(text) != std::string::npos; });
 }
 
 int Background::Wait(int seconds) {

@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -22,7 +23,8 @@ class Background {
   Background(const Background&) = delete;
   Background& operator=(const Background&) = delete;
 
-  /// Waits until the output holds the text; false when the program ends before or nothing comes for long.
+  /// Waits until the output is as wanted or holds the text; false when the program ends before or nothing comes for long.
+  [[nodiscard]] bool WaitUntil(const std::function<bool(const std::string& output)>& wanted);
   [[nodiscard]] bool WaitFor(const std::string& text);
   /// Exit code; -1 when a signal ended it or it does not end within the time.
   [[nodiscard]] int Wait(int seconds);

@@ -4,7 +4,7 @@
 
 #include <future>
 
-#include "tests/history/HistoryMeter.h"
+#include "tests/history/HistoryChannel.h"
 
 namespace ostrel::test {
 namespace {
@@ -23,7 +23,7 @@ class NotingProtocol final : public CProtocol {
     return CProtocol::UnlockExchange();
   }
 
-  TestChannel* channel = nullptr;
+  SimulatedChannel* channel = nullptr;
   std::vector<std::size_t> lines;
 
  private:
@@ -32,7 +32,6 @@ class NotingProtocol final : public CProtocol {
 
 TEST(FreeLine, WhatNeedsNoMeterDoesNotWaitForTheLine) {
   HistoryChannel history(1);
-  history.meter.AddHour("2026-11-22 10", 0x1000);
   ASSERT_EQ(1U, history.List(kMain, "2026-11-22 10:30", "2026-11-22 11:00").count);
   history.Protocol().LockExchange();
   auto asked = std::async(std::launch::async, [&history] {
@@ -49,17 +48,11 @@ TEST(FreeLine, WhatNeedsNoMeterDoesNotWaitForTheLine) {
 
 TEST(FreeLine, AFailureIsWrittenWhenTheLineIsFree) {
   auto* const protocol = new NotingProtocol;
-  TestChannel channel({.retries = 1}, protocol);
-  channel.AddMeter(1, 1);
-  channel.Line().OnRequest([](auto) { return Bytes{}; });
-  protocol->channel = &channel;
-  FILETIME time = TimeAt("2026-11-22");
-  FILETIME end = TimeAt("2026-11-23");
-  TimestampList list{};
-  const HistoryItem item{.hostWord0_ = 0, .DeviceIndex = 0, .hostWord8_ = 0, .MeterType = 1, .TagId = 40000, .Tariff = 1};
-  HistoryValue value{};
-  EXPECT_EQ(0U, protocol->GetHistoryTimestamps(1, kMain, 0, &time, &end, &list));
-  EXPECT_EQ(0U, protocol->ReadHistoryValue(1, &item, &time, &value));
+  HistoryChannel history(1, "", {.retries = 1, .protocol = protocol});
+  history.Silence("");
+  protocol->channel = &history;
+  EXPECT_EQ(0U, history.List(kMain, "2026-11-22", "2026-11-23").result);
+  EXPECT_EQ(0U, history.Read(40000, "2026-11-22").result);
   EXPECT_THAT(protocol->lines, ElementsAre(0U, 1U)) << "each message follows its own request's line";
   protocol->channel = nullptr;
 }

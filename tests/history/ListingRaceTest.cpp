@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "Protocol/model/TagCatalogue.h"
-#include "tests/history/HistoryMeter.h"
+#include "tests/history/HistoryChannel.h"
 
 namespace ostrel::test {
 namespace {
@@ -22,12 +22,11 @@ struct Interleaving {
 
 class Race {
  public:
-  explicit Race(const Interleaving& how) : how_(how), channel_({.retries = 1, .pollPeriodSeconds = 1}) {
-    meter_.coefficients = Hex("00 14 00 64");  // 20 and 100
-    meter_.AddHours("2026-11-22 08", "2026-11-22 10");
-    channel_.Line().KeepRecords(false);
-    channel_.Line().OnRequest([this](auto request) { return Answer(request); });
-    device_ = channel_.AddMeter(1, 1);
+  explicit Race(const Interleaving& how) : how_(how) {
+    channel_.Line().keepsRecords = false;
+    channel_.Line().ReplyAlways("01 05", "01 00 00 4E 20 00 00 9C 40 00 00 EA 60 00 01 38 80");
+    channel_.Line().OnRequest([this](const std::string& request) { Watch(request); });
+    device_ = channel_.AddMeter(1, 1, {.simulated = "searchpolls=0:ku=20:ki=100:at=2026-11-22T20:00:00"});
     for (const std::uint32_t number : {9U, 19U, 29U, 39U}) tags_.push_back(channel_.AddTag(device_, number));
   }
 
@@ -46,8 +45,8 @@ class Race {
   }
 
  private:
-  Bytes Answer(std::span<const std::uint8_t> request) {
-    if (std::this_thread::get_id() == listing_.get_id()) return AnswerListing(request);
+  void Watch(const std::string& request) {
+    if (std::this_thread::get_id() == listing_.get_id()) return WatchListing(request);
     CountWrong();
     const bool begins = ++polled_ == how_.startsAt;
     polled_.notify_all();
@@ -55,15 +54,14 @@ class Race {
       StartListing();
       AwaitWaiter();
     }
-    return meter_.Answer(request);
   }
 
-  Bytes AnswerListing(std::span<const std::uint8_t> request) {
+  void WatchListing(const std::string& request) {
     if (++listed_ == 1 - how_.startsAt) {
       Raise(pollingDue_);
       AwaitWaiter();
     }
-    return listed_ == how_.loses ? Bytes() : meter_.Answer(request);
+    if (listed_ == how_.loses) channel_.Line().Reply(request, {""});
   }
 
   static void Raise(std::atomic<bool>& flag) {
@@ -98,8 +96,7 @@ class Race {
   }
 
   const Interleaving how_;
-  HistoryMeter meter_{1};
-  TestChannel channel_;
+  SimulatedChannel channel_{{.retries = 1, .pollPeriodSeconds = 1}};
   std::uint32_t device_ = 0;
   std::vector<CDeviceTag*> tags_;
   std::thread listing_;

@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "Protocol/model/TagCatalogue.h"
-#include "tests/history/HistoryMeter.h"
+#include "tests/history/HistoryChannel.h"
 #include "tests/support/FailingMemory.h"
 
 namespace ostrel::test {
@@ -28,13 +28,16 @@ class CountedTag final : public CDeviceTag {
 
 class ShortChannel {
  public:
-  ShortChannel() : channel({.retries = 2, .pollPeriodSeconds = 1}) {
-    meter.coefficients = Hex("00 14 00 64");
-    meter.AddHours("2026-11-22 08", "2026-11-22 10");
-    channel.Line().OnRequest([this](auto request) { return Answer(request); });
-    channel.Line().KeepRecords(false);
+  ShortChannel() {
+    channel.Line().keepsRecords = false;
+    channel.Line().OnRequest([this](const std::string& request) { clockAsked_ = clockAsked_ || request.starts_with("01 04"); });
+    for (const char* archive : {"01 05", "01 0A"}) {
+      channel.Line().ReplyAlways(archive, "01 00 00 4E 20 00 00 9C 40 00 00 EA 60 00 01 38 80");
+    }
     channel.StartTrace();
-    for (std::uint32_t address = 1; address < 5; ++address) channel.AddMeter(address, 1);
+    for (std::uint32_t address = 1; address < 5; ++address) {
+      channel.AddMeter(address, 1, {.simulated = "searchpolls=0:ku=20:ki=100:at=2026-11-22T20:00:00", .onLine = address == 1});
+    }
     channel.Entry(0).MeterConstant = 5000;
     // As many as fit into the list before it grows.
     for (const std::uint32_t number : {9U, 183U, 99U, 210U}) channel.AddTag(0, number);
@@ -117,16 +120,10 @@ class ShortChannel {
     }
   }
 
-  HistoryMeter meter{1};
-  TestChannel channel;
+  SimulatedChannel channel{{.retries = 2, .pollPeriodSeconds = 1}};
   char text[kNameBuffer] = {};
 
  private:
-  Bytes Answer(std::span<const std::uint8_t> request) {
-    if (request[1] == 0x04) clockAsked_ = true;
-    return meter.Answer(request);
-  }
-
   const FILETIME start_ = TimeAt("2026-11-22 08:30");
   const FILETIME end_ = TimeAt("2026-11-22 09:30");
   std::atomic<bool> clockAsked_{false};
@@ -166,7 +163,7 @@ const Operation kOperations[] = {
      }},
     {"TransmitAndRecieve",
      [](ShortChannel& c) {
-       constexpr std::uint8_t kRequest[] = {0x01, 0x04, 0x00, 0xE3, 0x30};
+       constexpr std::uint8_t kRequest[] = {0x01, 0x04, 0x00, 0x22, 0xC0};
        std::uint8_t answer[11] = {};
        std::uint32_t count = sizeof answer;
        return std::int64_t{c.Protocol().TransmitAndRecieve(kRequest, sizeof kRequest, answer, &count, 0)};

@@ -173,29 +173,5 @@ TEST_F(ChannelTest, WriteToASilentMeterIsGivenUpAsUnanswered) {
   EXPECT_EQ(0U, meter.tags[tag].tag->WritePending) << "nothing is left behind on the tag";
 }
 
-TEST(ChannelRecordTest, DeviceConfigCarriesTheConfiguration) {
-  MeterConfig config = MakeMeter("a", 12, 1, {});
-  config.level2Password = "1234567890ab";
-  config.eventLog = 3;
-  config.failHoldSeconds = 30;
-  config.voltageCoefficient = 100;
-  config.currentCoefficient = 20;
-  const DeviceConfig record = MakeDeviceConfig(config, 8);
-  EXPECT_EQ(12U, record.Address);
-  EXPECT_EQ(8U, record.TypeId);
-  EXPECT_STREQ("000000", record.Level1Password);
-  EXPECT_STREQ("1234567890ab", record.Level2Password);
-  EXPECT_EQ(3U, record.LogRequest);
-  EXPECT_EQ(30000U, record.FailHoldTimer.period);
-  EXPECT_EQ(100U, record.KU);
-  EXPECT_EQ(20U, record.KI);
-  EXPECT_EQ(1U, record.ExchangeOn);
-  EXPECT_EQ(0U, record.LinkState);
-  EXPECT_TRUE(record.Tags.Empty());
-  EXPECT_EQ(12U, PortNumberOf("COM12"));
-  EXPECT_EQ(0U, PortNumberOf("CO"));
-  EXPECT_EQ(0U, PortNumberOf("line-a"));
-}
-
 }  // namespace
 }  // namespace ostrel::host

@@ -1,10 +1,13 @@
 // The configuration file: what it gives, and what it says about mistakes.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
 
+#include "host/session/Channel.h"
 #include "host/session/Config.h"
 #include "host/session/Failure.h"
+#include "tests/support/TableFile.h"
 
 namespace ostrel::host {
 namespace {
@@ -47,8 +50,10 @@ device = "tcp:gateway:4001"
   type = "СЭТ-4ТМ.03"
 )";
 
-TEST(Config, EveryKeyArrives) {
-  const Config config = ParseConfig(kWhole, "site.toml");
+Config Sound() { return ParseConfig(kWhole, "site.toml"); }
+
+TEST(Config, EveryKeyArrivesUpToTheHostsRecord) {
+  const Config config = Sound();
   EXPECT_EQ("ostrel.log", config.logFile);
   EXPECT_EQ(64U, config.logLimitKb);
   EXPECT_EQ("trace.log", config.traceFile);
@@ -58,42 +63,41 @@ TEST(Config, EveryKeyArrives) {
   const ChannelConfig& channel = config.channels[0];
   EXPECT_EQ("COM1", channel.port);
   EXPECT_EQ("/dev/ttyUSB0", channel.device);
-  EXPECT_EQ(1200U, channel.baud);
   EXPECT_EQ("odd", channel.parity);
-  EXPECT_EQ(4U, channel.retries);
-  EXPECT_EQ(6U, channel.pollPeriodSeconds);
-  EXPECT_EQ(700U, channel.timeoutMs);
-  EXPECT_EQ(8U, channel.preSendPauseMs);
-  EXPECT_EQ(90U, channel.lateGuardMs);
   EXPECT_TRUE(channel.echo);
+  const std::uint32_t numbers[] = {channel.baud,      channel.retries,        channel.pollPeriodSeconds,
+                                   channel.timeoutMs, channel.preSendPauseMs, channel.lateGuardMs};
+  EXPECT_THAT(numbers, testing::ElementsAre(1200, 4, 6, 700, 8, 90));
   ASSERT_EQ(1U, channel.meters.size());
   const MeterConfig& meter = channel.meters[0];
   EXPECT_EQ("feeder-1", meter.name);
-  EXPECT_EQ(12U, meter.address);
   EXPECT_EQ(1U, std::get<std::uint32_t>(meter.type));
-  EXPECT_EQ("000000", meter.level1Password);
-  EXPECT_EQ("222222", meter.level2Password);
-  EXPECT_EQ(100U, meter.voltageCoefficient);
-  EXPECT_EQ(20U, meter.currentCoefficient);
-  EXPECT_EQ(3U, meter.eventLog);
-  EXPECT_EQ(30U, meter.failHoldSeconds);
-  EXPECT_FALSE(meter.exchange);
   ASSERT_EQ(3U, meter.tags.size());
   EXPECT_EQ("Power P *", meter.tags[1].text);
   EXPECT_EQ("20210", meter.tags[2].text);
   EXPECT_EQ(28U, meter.tags[2].place.line);
+  const DeviceConfig record = MakeDeviceConfig(meter, 8);
+  EXPECT_EQ(12U, record.Address);
+  EXPECT_EQ(8U, record.TypeId);
+  EXPECT_STREQ("000000", record.Level1Password);
+  EXPECT_STREQ("222222", record.Level2Password);
+  EXPECT_EQ(3U, record.LogRequest);
+  EXPECT_EQ(30000U, record.FailHoldTimer.period);
+  EXPECT_EQ(100U, record.KU);
+  EXPECT_EQ(20U, record.KI);
+  EXPECT_EQ(0U, record.ExchangeOn);
+  EXPECT_EQ(0U, record.LinkState);
+  EXPECT_EQ(12U, PortNumberOf("COM12"));
+  for (const char* const text : {"CO", "line-a"}) EXPECT_EQ(0U, PortNumberOf(text)) << text;
 }
 
 TEST(Config, WhatIsLeftOutHasItsDefault) {
-  const ChannelConfig channel = ParseConfig(kWhole, "site.toml").channels[1];
-  EXPECT_EQ(9600U, channel.baud);
+  const ChannelConfig channel = Sound().channels[1];
   EXPECT_EQ("none", channel.parity);
-  EXPECT_EQ(3U, channel.retries);
-  EXPECT_EQ(5U, channel.pollPeriodSeconds);
-  EXPECT_EQ(500U, channel.timeoutMs);
-  EXPECT_EQ(0U, channel.preSendPauseMs);
-  EXPECT_EQ(100U, channel.lateGuardMs);
   EXPECT_FALSE(channel.echo);
+  const std::uint32_t numbers[] = {channel.baud,      channel.retries,        channel.pollPeriodSeconds,
+                                   channel.timeoutMs, channel.preSendPauseMs, channel.lateGuardMs};
+  EXPECT_THAT(numbers, testing::ElementsAre(9600, 3, 5, 500, 0, 100));
   const MeterConfig& meter = channel.meters.at(0);
   EXPECT_EQ("СЭТ-4ТМ.03", std::get<std::string>(meter.type));
   EXPECT_EQ(60U, meter.failHoldSeconds);
@@ -101,96 +105,32 @@ TEST(Config, WhatIsLeftOutHasItsDefault) {
   EXPECT_TRUE(meter.tags.empty());
 }
 
-/// A change to one line of the whole file above, and the message that it brings.
-struct MistakeCase {
-  const char* line;
-  const char* changed;
-  const char* message;
-};
+/// The message that the text brings, "accepted" when none.
+std::string MessageOf(const std::string& text) {
+  try {
+    (void)ParseConfig(text, "site.toml");
+    return "accepted";
+  } catch (const Failure& failure) {
+    EXPECT_EQ(kExitUsage, failure.Code());
+    return failure.what();
+  }
+}
+
+std::string WithLineEnds(std::string text) {
+  for (std::size_t at; (at = text.find("\\n")) != std::string::npos;) text.replace(at, 2, "\n");
+  return text;
+}
 
 TEST(Config, MistakesNameFileLineAndKey) {
-  const MistakeCase cases[] = {
-      {"baud = 1200", "baud = \"fast\"", "site.toml:8: channel.baud: must be a whole number"},
-      {"baud = 1200", "baud = 14400",
-       "site.toml:8: channel.baud: must be one of 300, 600, 1200, 2400, 4800, 9600, 19200, 38400, 57600, 115200, not 14400"},
-      {"baud = 1200", "bauds = 1200", "site.toml:8: channel.bauds: unknown key; did you mean \"baud\"?"},
-      {"parity = \"odd\"", "parity = \"Odd\"",
-       "site.toml:9: channel.parity: must be one of none, even, odd, mark, space, not \"Odd\""},
-      {"retries = 4", "retries = 65536", "site.toml:10: channel.retries: must be from 0 to 65535, not 65536"},
-      {"retries = 4", "retries = -1", "site.toml:10: channel.retries: must be from 0 to 65535, not -1"},
-      {"poll_period_s = 6", "poll_period_s = 4294968",
-       "site.toml:11: channel.poll_period_s: must be from 0 to 4294967, not 4294968"},
-      {"timeout_ms = 700", "timeout_ms = 0.5", "site.toml:12: channel.timeout_ms: must be a whole number"},
-      {"echo = true", "echo = 1", "site.toml:15: channel.echo: must be true or false"},
-      {"port = \"COM1\"", "port = \"COM1234567\"", "site.toml:6: channel.port: is longer than 9 characters"},
-      {"port = \"COM1\"", "port = \"\"", "site.toml:6: channel.port: must not be empty"},
-      {"port = \"COM2\"", "port = \"COM1\"", "site.toml:31: channel.port: \"COM1\" is already the name of another channel"},
-      {"device = \"/dev/ttyUSB0\"", "", "site.toml:5: channel.device: is missing"},
-      {"device = \"tcp:gateway:4001\"", "device = \"tcp:gateway\"",
-       "site.toml:32: channel.device: must be tcp:HOST:PORT with a port number from 1 to 65535"},
-      {"  name = \"feeder-2\"", "  name = \"feeder-1\"",
-       "site.toml:34: channel.meter.name: \"feeder-1\" is already the name of another meter"},
-      {"  name = \"feeder-2\"", "", "site.toml:33: channel.meter.name: is missing"},
-      {"  address = 12\n  type = 1", "  address = 256\n  type = 1",
-       "site.toml:19: channel.meter.address: must be from 0 to 255, not 256"},
-      {"  type = 1\n", "  type = 1.5\n", "site.toml:20: channel.meter.type: must be a type id or a display name in quotes"},
-      {"  level1_password = \"000000\"", "  level1_password = \"1234567890123\"",
-       "site.toml:21: channel.meter.level1_password: is longer than 12 characters"},
-      {"  level1_password = \"000000\"", "  level1_password = 0",
-       "site.toml:21: channel.meter.level1_password: must be a text in quotes"},
-      {"  event_log = 3", "  event_log = 256", "site.toml:25: channel.meter.event_log: must be from 0 to 255, not 256"},
-      {"  event_log = 3", "  even_log = 3", "site.toml:25: channel.meter.even_log: unknown key; did you mean \"event_log\"?"},
-      {"\"Power P *\", 20210]", "true]", "site.toml:28: channel.meter.tags: must be a name, an id or a wildcard"},
-      {"limit_kb = 64", "limit = 64", "site.toml:1: log.limit: unknown key; did you mean \"limit_kb\"?"},
-      {"log = { file = \"ostrel.log\", limit_kb = 64 }", "log = \"ostrel.log\"", "site.toml:1: log: must be a table"},
-      {"clock_correction_days = 7", "clock_corection_days = 7",
-       "site.toml:3: clock_corection_days: unknown key; did you mean \"clock_correction_days\"?"},
-  };
-  for (const MistakeCase& row : cases) {
+  for (const test::TableRow& row : test::ReadTable("host/config_mistakes.tsv", 3)) {
     std::string text = kWhole;
-    const std::size_t at = text.find(row.line);
-    ASSERT_NE(std::string::npos, at) << row.line;
-    text.replace(at, std::string(row.line).size(), row.changed);
-    try {
-      (void)ParseConfig(text, "site.toml");
-      ADD_FAILURE() << "accepted: " << row.changed;
-    } catch (const Failure& failure) {
-      EXPECT_STREQ(row.message, failure.what()) << row.changed;
-      EXPECT_EQ(kExitUsage, failure.Code());
-    }
+    const std::string line = WithLineEnds(row[0]);
+    const std::size_t at = text.find(line);
+    ASSERT_NE(std::string::npos, at) << line;
+    EXPECT_EQ(row[2], MessageOf(text.replace(at, line.size(), WithLineEnds(row[1])))) << row[1];
   }
-}
-
-TEST(Config, TwoMetersOfOneLineNeedTwoAddresses) {
-  const std::string text = R"([[channel]]
-port = "COM1"
-device = "simulated"
-[[channel.meter]]
-name = "a"
-address = 5
-type = 1
-[[channel.meter]]
-name = "b"
-address = 5
-type = 1
-)";
-  try {
-    (void)ParseConfig(text, "c");
-    FAIL();
-  } catch (const Failure& failure) {
-    EXPECT_STREQ("c:10: channel.meter.address: 5 is already the address of \"a\"", failure.what());
-  }
-}
-
-TEST(Config, WhatIsNoTomlAndWhatIsNotThere) {
-  try {
-    (void)ParseConfig("clock_correction_days = 7\n[[channel\n", "c");
-    FAIL();
-  } catch (const Failure& failure) {
-    EXPECT_EQ(0U, std::string(failure.what()).find("c:2: ")) << failure.what();
-    EXPECT_EQ(kExitUsage, failure.Code());
-  }
-  EXPECT_THROW((void)ParseConfig("", "c"), Failure);
+  EXPECT_THAT(MessageOf("clock_correction_days = 7\n[[channel\n"), testing::StartsWith("site.toml:2: "));
+  EXPECT_NE("accepted", MessageOf(""));
   EXPECT_THROW((void)ReadConfig("/nowhere/site.toml"), Failure);
 }
 

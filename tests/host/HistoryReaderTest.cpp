@@ -7,14 +7,12 @@
 #include <set>
 
 #include "host/session/HistoryReader.h"
-#include "simulator/Meter.h"
-#include "tests/support/TestChannel.h"
+#include "tests/support/SimulatedChannel.h"
 #include "tests/support/TimeZone.h"
 
 namespace ostrel::host {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
 using Series = std::map<WallTime, std::optional<double>>;
 
 constexpr std::uint32_t kType = 1;
@@ -23,12 +21,12 @@ constexpr std::uint32_t kDayTag = 40008;
 
 class ReadMeter {
  public:
-  explicit ReadMeter(const std::string& keys) : meter_(Parsed("1:1:searchpolls=0:" + keys), 1) {
-    channel.Line().KeepRecords(false);
-    channel.Line().OnRequest([this](auto request) {
-      return silentFrom != 0 && ++asked > silentFrom ? Bytes() : meter_.Answer(request, platform::UtcMilliseconds());
+  explicit ReadMeter(const std::string& keys) {
+    channel.Line().keepsRecords = false;
+    channel.Line().OnRequest([this](auto&) {
+      if (++asked == silentFrom + 1 && silentFrom != 0) channel.Line().ReplyAlways("", "");
     });
-    channel.AddMeter(1, kType);
+    channel.AddMeter(1, kType, {.simulated = "searchpolls=0:" + keys});
     channel.Protocol().Running = 1;
   }
   ~ReadMeter() { channel.Protocol().Running = 0; }
@@ -56,7 +54,7 @@ class ReadMeter {
     return whole;
   }
 
-  test::TestChannel channel;
+  test::SimulatedChannel channel;
   Series series;
   std::set<std::uint32_t> qualities;
   std::uint32_t silentFrom = 0;  // answers so many requests; 0: all
@@ -64,14 +62,6 @@ class ReadMeter {
 
  private:
   static HistoryTag Tag(std::uint32_t id) { return DescribeHistoryTag({.id = id, .name = {}, .descriptor = {}}, std::nullopt); }
-  static sim::MeterSpec Parsed(const std::string& text) {
-    sim::MeterSpec spec;
-    std::string error;
-    EXPECT_TRUE(sim::ParseMeterSpec(text, spec, error)) << error;
-    return spec;
-  }
-
-  sim::Meter meter_;
 };
 
 WallTime At(const std::string& text) { return ParseWallTime("time", text); }

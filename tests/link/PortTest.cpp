@@ -1,4 +1,5 @@
-// Settings, and the port's opening and closing through the host's components.
+// Settings, the port's opening and closing through the host's components, and one physical exchange: which calls the port
+// gets, what is traced, and what a failing call leaves.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -6,32 +7,50 @@
 
 #include "Protocol/link/ExchangeEngine.h"
 #include "Protocol/link/Port.h"
-#include "platform/text.h"
-#include "tests/link/LinkedChannel.h"
+#include "tests/support/SimulatedChannel.h"
 
 namespace ostrel::test {
 namespace {
 
 using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 constexpr const char* kOpenFailed = "COM3 Ошибка открытия COM-порта";
+constexpr const char* kNoAnswer = "COM3 ПРИБОР:12 Нет ответа от устройства";
 
-std::uint32_t Exchange(TestChannel& channel) {
-  std::uint8_t answer[4];
-  const Bytes request = Frame("0C 00");
-  return ExecuteRequest(channel.Protocol(), 0, request.data(), 4, answer, 4);
-}
+class Port : public ::testing::Test {
+ protected:
+  Port() {
+    channel.Protocol().Running = 1;
+    channel.AddMeter(12, 1);
+  }
+  ~Port() override { channel.Protocol().Running = 0; }
 
-TEST(Port, OpensWithTheSettings) {
-  struct Row {
+  std::uint32_t Exchange() {
+    const Bytes request = Frame("0C 00");
+    return ExecuteRequest(channel.Protocol(), 0, request.data(), 4, answer, 4);
+  }
+  /// The result of slot 22, with the count that it left.
+  std::pair<std::uint32_t, std::uint32_t> Transmit(std::uint32_t wanted, std::uint32_t offset = 0) {
+    const Bytes request = Frame("0C 00");
+    std::uint32_t count = wanted;
+    const std::uint32_t result = channel.Protocol().TransmitAndRecieve(request.data(), 4, answer, &count, offset);
+    return {result, count};
+  }
+
+  using Result = std::pair<std::uint32_t, std::uint32_t>;
+  SimulatedChannel channel;
+  SimulatedLine& line = channel.Line();
+  std::uint8_t answer[4] = {};
+};
+
+TEST_F(Port, OpensWithTheSettings) {
+  const struct {
     std::uint32_t baud;
     const char* parity;
     const char* mode;
     const char* timeouts;
-  };
-  const Row rows[] = {
+  } rows[] = {
       {300, "Нет", "SetMode baud=300 data=8 parity=N stop=1", "SetTimeouts 700 300"},
       {600, "Чет", "SetMode baud=600 data=8 parity=E stop=1", "SetTimeouts 700 160"},
       {1200, "Маркер", "SetMode baud=1200 data=8 parity=M stop=1", "SetTimeouts 700 40"},
@@ -41,103 +60,73 @@ TEST(Port, OpensWithTheSettings) {
       {115200, "нет", "SetMode baud=115200 data=8 parity=NONE stop=1", "SetTimeouts 700 5"},
       {14400, "Нетто", "SetMode baud=14400 data=8 parity=NONE stop=1", "SetTimeouts 700 300"},
   };
-  for (const Row& row : rows) {
-    TestChannel channel({.port = "COM12", .baud = row.baud, .portTimeoutMs = 700, .parity = row.parity});
-    EXPECT_EQ(1U, OpenPort(channel.Protocol()));
-    EXPECT_EQ(1U, OpenPort(channel.Protocol())) << "an open port is left alone";
-    EXPECT_THAT(channel.Line().Calls(), ElementsAre("CreatePortObject 10", "QueryIo", "Open \\\\.\\COM12", row.mode, row.timeouts,
-                                                    "SetBuffers 2000 2000"));
+  for (const auto& row : rows) {
+    line.ClearRecords();
+    channel.Configure({.port = "COM12", .baud = row.baud, .portTimeoutMs = 700, .parity = row.parity});
+    for (int twice = 0; twice < 2; ++twice) EXPECT_EQ(1U, OpenPort(channel.Protocol()));
     EXPECT_EQ(1U, channel.Protocol().PortOpen);
+    for (int twice = 0; twice < 2; ++twice) ClosePort(channel.Protocol());
+    EXPECT_THAT(line.Calls(),
+                ElementsAre("CreatePortObject 10", "QueryIo", "Open \\\\.\\COM12", row.mode, row.timeouts, "SetBuffers 2000 2000",
+                            "ReleaseIo", "ReleasePort", ::testing::StartsWith("ReleasePortObject ")));
+    EXPECT_EQ(0U, channel.Protocol().Channel.PortCookie);
   }
 }
 
-TEST(Port, ClosesInOrderAndOnce) {
-  TestChannel channel;
-  OpenPort(channel.Protocol());
-  channel.Line().ClearRecords();
-  ClosePort(channel.Protocol());
-  ClosePort(channel.Protocol());
-  EXPECT_THAT(channel.Line().Calls(), ElementsAre("ReleaseIo", "ReleasePort", "ReleasePortObject 1"));
-  EXPECT_EQ(0U, channel.Protocol().Channel.PortCookie);
-}
-
-TEST(Port, AFailedOpeningIsOneLineEachTimeAndLeaksNothing) {
-  TestChannel channel;
-  channel.Protocol().Running = 1;
-  channel.AddMeter(12, 1);
-  channel.Line().FailOpen(E_FAIL);
-  EXPECT_EQ(0U, Exchange(channel));
+TEST_F(Port, AFailedOpeningIsOneLineEachTimeAndLeaksNothing) {
+  line.Returns("Open", E_FAIL);
+  EXPECT_EQ(0U, Exchange());
   EXPECT_THAT(channel.LogLines(), ElementsAre(kOpenFailed, kOpenFailed, kOpenFailed, kNoAnswer));
-  EXPECT_EQ(0, channel.Line().Unreleased());
+  EXPECT_EQ(0, line.Unreleased());
   EXPECT_EQ(E_FAIL, channel.Protocol().LastPortResult);
-  channel.Line().FailOpen(S_OK);
-  channel.Line().Expect("0C 00").Answer("0C 00");
-  EXPECT_EQ(1U, Exchange(channel));
+  line.Returns("Open", S_OK);
+  EXPECT_EQ(1U, Exchange());
 }
 
-TEST(Port, AMissingComponentIsNoAnswerWithoutALineOfItsOwn) {
-  struct Row {
-    const char* name;
-    void (*spoil)(TestChannel&);
-  };
-  const Row rows[] = {
-      {"no port object", [](TestChannel& channel) { channel.Line().OfferNoPort(true); }},
-      {"no I/O interface", [](TestChannel& channel) { channel.Line().OfferNoIo(true); }},
-      {"no provider", [](TestChannel& channel) { channel.Context().ObjectProvider = nullptr; }},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    TestChannel channel;
-    channel.Protocol().Running = 1;
-    channel.AddMeter(12, 1);
-    row.spoil(channel);
+TEST_F(Port, AMissingComponentIsNoAnswerWithoutALineOfItsOwn) {
+  for (const char* const missing : {"CreatePortObject", "QueryIo", ""}) {
+    SCOPED_TRACE(missing);
+    line.Returns(missing, E_FAIL);
+    if (*missing == 0) channel.Context().ObjectProvider = nullptr;
     EXPECT_EQ(1U, OpenPort(channel.Protocol()));
     EXPECT_EQ(0U, channel.Protocol().PortOpen);
-    EXPECT_EQ(0U, Exchange(channel));
-    EXPECT_THAT(channel.LogLines(), ElementsAre(kNoAnswer));
-    EXPECT_EQ(0, channel.Line().Unreleased());
+    EXPECT_EQ(0U, Exchange());
+    EXPECT_EQ(0, line.Unreleased());
+    line.Returns(missing, S_OK);
   }
-}
-
-TEST(Port, WithoutAContextNothingHappens) {
-  TestChannel channel;
+  EXPECT_THAT(channel.LogLines(), ElementsAre(kNoAnswer, kNoAnswer, kNoAnswer));
   const PortSettings settings = MakePortSettings({});
   EXPECT_EQ(1U, channel.Protocol().SetPortSettings(nullptr, &settings));
-  channel.AddMeter(12, 1);
-  EXPECT_EQ(0U, Exchange(channel));
+  EXPECT_EQ(0U, Exchange()) << "nor without a context";
 }
 
-TEST(Port, AFailedLineIsClosedAndOpenedAgain) {
-  TestChannel channel;
-  channel.Protocol().Running = 1;
-  channel.AddMeter(12, 1);
-  channel.Line().Expect("0C 00").Answer("0C 00").StateBecomes(kPortFailed);
-  channel.Line().Expect("0C 00").Silence();
-  EXPECT_EQ(1U, Exchange(channel)) << "the state matters only after silence";
+TEST_F(Port, AFailedLineIsClosedAndOpenedAgain) {
+  line.Returns("GetState", kPortFailed);
+  EXPECT_EQ(1U, Exchange()) << "the state matters only after silence";
   EXPECT_EQ(1U, channel.Protocol().PortOpen);
-  channel.Line().Expect("0C 00").Silence().StateBecomes(3);
-  channel.Line().Expect("0C 00").Answer("0C 00");
-  channel.Line().ClearRecords();
-  EXPECT_EQ(1U, Exchange(channel));
-  EXPECT_THAT(channel.Line().Calls(),
+  line.Reply("0C 00", {"", ""});
+  line.OnRequest([this](auto&) { line.Returns("GetState", line.RequestCount() == 1 ? kPortFailed : 3); });
+  line.ClearRecords();
+  EXPECT_EQ(1U, Exchange());
+  EXPECT_THAT(line.Calls(),
               ElementsAre("Purge", "Drain", "Write 4", "Read 4 -> 0", "GetState", "ReleaseIo", "ReleasePort",
                           "ReleasePortObject 1", "CreatePortObject 10", "QueryIo", "Open \\\\.\\COM3",
                           "SetMode baud=9600 data=8 parity=N stop=1", "SetTimeouts 500 5", "SetBuffers 2000 2000", "Purge",
                           "Drain", "Write 4", "Read 4 -> 0", "GetState", "Purge", "Drain", "Write 4", "Read 4 -> 4"));
 }
 
-TEST(PortSettings, AreKeptAsGiven) {
-  TestChannel channel({.port = "COM7",
-                       .baud = 2400,
-                       .retries = 4,
-                       .pollPeriodSeconds = 9,
-                       .portTimeoutMs = 321,
-                       .preSendPauseMs = 17,
-                       .parity = "Чет",
-                       .settingsText = "x=1"});
+// --- settings
+
+TEST_F(Port, SettingsAreKeptAsGivenAndTextsWithoutAnEndCut) {
+  channel.Configure({.port = "COM7",
+                     .retries = 4,
+                     .pollPeriodSeconds = 9,
+                     .portTimeoutMs = 321,
+                     .preSendPauseMs = 17,
+                     .parity = "Чет",
+                     .settingsText = "x=1"});
   const ChannelRecord& kept = *channel.Protocol().GetChannel();
   EXPECT_STREQ("COM7", kept.PortName);
-  EXPECT_EQ(2400U, kept.BaudRate);
   EXPECT_EQ(4, kept.RetryCount);
   EXPECT_EQ(9U, kept.PollPeriod);
   EXPECT_EQ(321U, kept.PortTimeout);
@@ -145,54 +134,96 @@ TEST(PortSettings, AreKeptAsGiven) {
   EXPECT_STREQ("E", kept.ParityCode);
   EXPECT_STREQ("x=1", kept.SettingsText);
   EXPECT_EQ(1U, kept.ExchangeEnabled);
-  EXPECT_EQ(20U, channel.Protocol().PauseAfterError);
-}
-
-TEST(PortSettings, TextsWithoutAnEndAreCut) {
-  TestChannel channel;
+  EXPECT_EQ(0U, channel.Protocol().SetPortSettings(&channel.Context(), nullptr));
+  EXPECT_STREQ("COM7", kept.PortName) << "nothing given, nothing changed";
   const std::unique_ptr<unsigned char[]> promised(new unsigned char[142]);  // exactly what the host owes; no byte more
   std::memset(promised.get(), 'x', 142);
-  const auto* const settings = reinterpret_cast<const PortSettings*>(promised.get());
-  EXPECT_EQ(1U, channel.Protocol().SetPortSettings(&channel.Context(), settings));
-  const ChannelRecord& kept = *channel.Protocol().GetChannel();
+  EXPECT_EQ(1U, channel.Protocol().SetPortSettings(&channel.Context(), reinterpret_cast<const PortSettings*>(promised.get())));
   EXPECT_EQ(std::string(9, 'x'), kept.PortName);
   EXPECT_STREQ("NONE", kept.ParityCode);
   EXPECT_EQ(std::string(99, 'x'), kept.SettingsText);
 }
 
-TEST(PortSettings, NewOnesCloseThePortWithTheOldContext) {
-  TestChannel channel;
-  channel.AddMeter(12, 1);
-  channel.Line().Expect("0C 00").Answer("0C 00").Times(2);
-  EXPECT_EQ(1U, Exchange(channel));
+TEST_F(Port, NewSettingsCloseThePortWithTheOldContextAndEndThePollThread) {
+  EXPECT_EQ(1U, Exchange());
   channel.Protocol().AnswerBuffer.fill(7);
   channel.Protocol().AnswerLength = 9;
   HostContext other;
-  other.LogFile = &channel.Log();
   const PortSettings settings = MakePortSettings({});
   channel.Protocol().SetPortSettings(&other, &settings);
-  EXPECT_EQ(0, channel.Line().Unreleased());
+  EXPECT_EQ(0, line.Unreleased());
   EXPECT_EQ(0U, channel.Protocol().AnswerLength);
   EXPECT_EQ(0, channel.Protocol().AnswerBuffer[299]);
-  channel.Configure({.baud = 1200});
-  channel.Line().ClearRecords();
-  EXPECT_EQ(1U, Exchange(channel));
-  EXPECT_THAT(channel.Line().Calls(), Contains("SetMode baud=1200 data=8 parity=N stop=1"));
-}
-
-TEST(PortSettings, EndARunningPollThread) {
-  TestChannel channel;
   channel.Protocol().Start();
   channel.Protocol().SignalStop();
-  channel.Configure({});
+  channel.Configure({.baud = 1200});
   EXPECT_EQ(nullptr, channel.Protocol().PollThread);
   EXPECT_EQ(0U, channel.Protocol().Running.load());
+  EXPECT_EQ(1U, Exchange());
+  EXPECT_THAT(line.Calls(), Contains("SetMode baud=1200 data=8 parity=N stop=1"));
 }
 
-TEST(PortSettings, NullChangesNothing) {
-  TestChannel channel({.port = "COM9"});
-  EXPECT_EQ(0U, channel.Protocol().SetPortSettings(&channel.Context(), nullptr));
-  EXPECT_STREQ("COM9", channel.Protocol().Channel.PortName);
+// --- slot 22
+
+TEST_F(Port, TracesCallsAndFramesByLevel) {
+  channel.StartTrace("DBG_COMMON=2");
+  line.Reply("0C 00", {"!0C 00 AB | CD", "", ""});
+  EXPECT_EQ(Result(1, 3), Transmit(4));
+  EXPECT_EQ(Result(1, 1), Transmit(1, 3));
+  EXPECT_EQ(Result(0, 0), Transmit(0, 4));
+  EXPECT_EQ("0C 00 AB CD", ToHex(answer));
+  EXPECT_THAT(channel.TraceLines(),
+              ElementsAre("CProtocol::TransmitAndRecieve", "Write<4> 0C 00 04 B0", "Read<3> 0C 00 AB",
+                          "CProtocol::TransmitAndRecieve", "Read<1> CD", "CProtocol::TransmitAndRecieve", "Read<0>"));
+  for (const auto& [settings, lines] : {std::pair("", 7U), {"DBG_COMMON=1", 9U}}) {
+    channel.StartTrace(settings);
+    Transmit(4);
+    EXPECT_EQ(lines, channel.TraceLines().size()) << settings;
+  }
+  channel.Context().Trace = nullptr;
+  EXPECT_EQ(Result(1, 4), Transmit(4));
+}
+
+TEST_F(Port, AFailingCallEndsTheExchange) {
+  const struct {
+    const char* call;
+    std::vector<std::string> calls;
+    std::size_t traced;
+  } rows[] = {
+      {"Purge", {"Purge"}, 1},
+      {"Drain", {"Purge", "Drain"}, 1},
+      {"Write", {"Purge", "Drain", "Write 4"}, 1},
+      {"fail", {"Purge", "Drain", "Write 4", "Read 4 -> failure", "GetState"}, 3},
+  };
+  Transmit(4);
+  channel.StartTrace();
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.call);
+    line.ClearRecords();
+    line.Returns(row.call, E_FAIL);
+    if (row.traced == 3) line.Reply("0C 00", {row.call});
+    const std::size_t traced = channel.TraceLines().size();
+    EXPECT_EQ(Result(0, 0), Transmit(4));
+    EXPECT_EQ(row.calls, line.Calls());
+    EXPECT_EQ(row.traced, channel.TraceLines().size() - traced);
+    line.Returns(row.call, S_OK);
+  }
+}
+
+TEST_F(Port, StaleInputIsThrownAwayBeforeARequest) {
+  line.Reply("0C 00", {"!0C 00 | 11 22 33 44"});
+  EXPECT_EQ(2U, Transmit(4).second);
+  EXPECT_EQ(4U, Transmit(4).second);
+  EXPECT_EQ(ToHex(Frame("0C 00")), ToHex(answer));
+}
+
+TEST_F(Port, NullsAreRejectedWithoutAWrite) {
+  std::uint32_t count = 4;
+  EXPECT_EQ(0U, channel.Protocol().TransmitAndRecieve(nullptr, 4, answer, &count, 0));
+  EXPECT_EQ(0U, channel.Protocol().TransmitAndRecieve(answer, 4, nullptr, &count, 0));
+  EXPECT_EQ(0U, channel.Protocol().TransmitAndRecieve(answer, 4, answer, nullptr, 0));
+  EXPECT_EQ(4U, count);
+  EXPECT_TRUE(line.Calls().empty());
 }
 
 }  // namespace

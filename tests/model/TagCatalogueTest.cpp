@@ -7,7 +7,7 @@
 #include "Protocol/object/CProtocol.h"
 #include "platform/resources.h"
 #include "platform/text.h"
-#include "tests/model/TableFile.h"
+#include "tests/support/TableFile.h"
 
 namespace ostrel {
 namespace {
@@ -23,7 +23,7 @@ struct ExpectedTag {
 
 std::vector<ExpectedTag> ExpectedTags() {
   std::vector<ExpectedTag> tags;
-  for (const test::TableRow& row : test::ReadTable("expected_catalogue.tsv", 4)) {
+  for (const test::TableRow& row : test::ReadTable("model/expected_catalogue.tsv", 5)) {
     tags.push_back({test::Numbers(row[0]).front(), row[1], row[2], test::Numbers(row[3])});
   }
   return tags;
@@ -104,7 +104,7 @@ TEST(TagSupport, GivesEachMeterTypeItsTags) {
     std::uint32_t first;
     std::uint32_t last;
   } branches[] = {{"da", SupportsDaTag, 19990, 20250}, {"hda", SupportsHdaTag, 39990, 40235}};
-  const auto rows = test::ReadTable("expected_support.tsv", 3);
+  const auto rows = test::ReadTable("model/expected_support.tsv", 3);
   ASSERT_EQ(18U, rows.size());
   for (const auto& branch : branches) {
     for (std::uint32_t type = 0; type <= 16; ++type) {

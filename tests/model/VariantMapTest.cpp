@@ -5,7 +5,7 @@
 
 #include "Protocol/model/VariantMap.h"
 #include "platform/text.h"
-#include "tests/model/TableFile.h"
+#include "tests/support/TableFile.h"
 
 namespace ostrel {
 namespace {
@@ -13,7 +13,7 @@ namespace {
 TEST(VariantMap, HoldsTheFirstRowOfEveryKey) {
   const auto variants = MakeVariantMap();
   std::set<VariantKey> seen;
-  const auto rows = test::ReadTable("expected_variants.tsv", 4);
+  const auto rows = test::ReadTable("model/expected_variants.tsv", 4);
   ASSERT_EQ(33U, rows.size());
   for (const test::TableRow& row : rows) {
     const auto key = test::Numbers(row[0]);

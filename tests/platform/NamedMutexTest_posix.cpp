@@ -15,7 +15,7 @@
 namespace ostrel::platform {
 namespace {
 
-OleString NameOf(const std::string& text) { return Utf8ToOle(text + " " + std::to_string(getpid())); }
+OleString NameOf(const std::string& text) { return Utf8ToOle(std::to_string(getpid()) + text); }
 
 class OpenMutex {
  public:
@@ -88,21 +88,13 @@ TEST(NamedMutex, ExcludesProcessesAndThreadsWithHandlesOfTheirOwnAndWithASharedO
   EXPECT_EQ(counter.Total(), 4 * SharedCounter::kSteps);
 }
 
-TEST(NamedMutex, IsFreeAfterItsOwnerDied) {
+TEST(NamedMutex, IsFreeAfterItsOwnerDiedAndMayBeLockedAgainByItsThread) {
   const OleString name = NameOf("abandoned");
-  const OpenMutex mutex(name);
   InAnotherProcess([&] {
     if (!LockNamedMutex(OpenNamedMutex(name.c_str()))) _exit(1);
   });
-  EXPECT_TRUE(LockNamedMutex(mutex));
-  UnlockNamedMutex(mutex);
-}
-
-TEST(NamedMutex, TheHoldingThreadMayLockAgain) {
-  const OleString name = NameOf("again");
   const OpenMutex mutex(name);
-  ASSERT_TRUE(LockNamedMutex(mutex));
-  ASSERT_TRUE(LockNamedMutex(mutex));
+  for (int twice = 0; twice < 2; ++twice) ASSERT_TRUE(LockNamedMutex(mutex));
   UnlockNamedMutex(mutex);
   SharedCounter counter;
   std::thread other([&] { counter.Count([&] { return OpenMutex(name); }); });
@@ -112,28 +104,20 @@ TEST(NamedMutex, TheHoldingThreadMayLockAgain) {
   EXPECT_EQ(counter.Total(), SharedCounter::kSteps);
 }
 
+/// Were two of them one mutex, the second lock would wait for ever.
 TEST(NamedMutex, NamesAreComparedWhole) {
   const std::string manyCharacters(400, 'x');
   const std::pair<std::string, std::string> kDifferent[] = {
-      {"a/b", "a\\b"}, {"a", "A"}, {"%41", "A"}, {"трасса", "трассы"}, {manyCharacters + "1", manyCharacters + "2"}, {"", " "},
-  };
+      {"a/b", "a\\b"}, {"a", "A"}, {"%41", "A"}, {"трасса", "трассы"}, {manyCharacters + "1", manyCharacters + "2"}, {"", " "}};
   for (const auto& [left, right] : kDifferent) {
-    SCOPED_TRACE(left.substr(0, 20) + " and " + right.substr(0, 20));
-    const OpenMutex one(Utf8ToOle(std::to_string(getpid()) + left));
-    const OpenMutex other(Utf8ToOle(std::to_string(getpid()) + right));
-    // Were they one mutex, the second of these would wait for ever.
-    ASSERT_TRUE(LockNamedMutex(one));
-    ASSERT_TRUE(LockNamedMutex(other));
-    UnlockNamedMutex(other);
-    UnlockNamedMutex(one);
+    const OpenMutex one(NameOf(left));
+    const OpenMutex other(NameOf(right));
+    for (const NamedMutexHandle mutex : {NamedMutexHandle(one), NamedMutexHandle(other)})
+      ASSERT_TRUE(LockNamedMutex(mutex)) << left;
+    for (const NamedMutexHandle mutex : {NamedMutexHandle(one), NamedMutexHandle(other)}) UnlockNamedMutex(mutex);
   }
-}
-
-TEST(NamedMutex, NoMutexCannotBeLocked) {
   EXPECT_EQ(OpenNamedMutex(nullptr), kNoMutex);
   EXPECT_FALSE(LockNamedMutex(kNoMutex));
-  UnlockNamedMutex(kNoMutex);
-  CloseNamedMutex(kNoMutex);
 }
 
 }  // namespace

@@ -6,20 +6,12 @@
 #include <string>
 #include <string_view>
 
-#include "simulator/Meter.h"
-#include "tests/support/Hex.h"
+#include "tests/support/SimulatedLine.h"
 
 namespace ostrel::test {
 
 inline constexpr std::int64_t kNoon = 1795348800000;  // 2026-11-22 12:00:00 UTC, a Sunday
 inline constexpr std::string_view kOpenLevel1 = "01 30 30 30 30 30 30";
-
-inline sim::MeterSpec Spec(std::string_view text) {
-  sim::MeterSpec spec;
-  std::string error;
-  EXPECT_TRUE(sim::ParseMeterSpec(text, spec, error)) << error;
-  return spec;
-}
 
 class OneMeter {
  public:

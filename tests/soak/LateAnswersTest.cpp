@@ -10,7 +10,7 @@
 #include "host/ports/SimulatedStream.h"
 #include "host/server/HostServices.h"
 #include "simulator/Line.h"
-#include "tests/support/TestChannel.h"
+#include "tests/support/SimulatedChannel.h"
 
 namespace ostrel::test {
 namespace {
@@ -47,9 +47,7 @@ class WitnessedStream final : public host::ByteStream {
   WitnessedStream(std::shared_ptr<sim::Line> line, Witness& witness) : stream_(std::move(line)), witness_(witness) {}
   bool SetMode(const host::LineMode&) override { return true; }
   std::size_t Receive(std::uint8_t* buffer, std::size_t size, std::uint32_t waitMs) override {
-    const std::size_t n = stream_.Receive(buffer, size, waitMs);
-    if (n && std::getenv("TRACE")) printf("%u   < %s\n", platform::TickCount(), ToHex(Bytes(buffer, buffer + n)).c_str());
-    return n;
+    return stream_.Receive(buffer, size, waitMs);
   }
   bool Send(const std::uint8_t* bytes, std::size_t size) override {
     witness_.Sent(Bytes(bytes, bytes + size));
@@ -64,14 +62,7 @@ class WitnessedStream final : public host::ByteStream {
 };
 
 std::vector<sim::Meter> MakeMeters(const std::string& more) {
-  std::vector<sim::Meter> meters;
-  for (const char* address : {"1", "2"}) {
-    sim::MeterSpec spec;
-    std::string error;
-    EXPECT_TRUE(sim::ParseMeterSpec(address + (":1" + more), spec, error)) << error;
-    meters.emplace_back(spec, 1);
-  }
-  return meters;
+  return {sim::Meter(Spec("1:1" + more), 1), sim::Meter(Spec("2:1" + more), 1)};
 }
 
 struct Drill {
@@ -134,7 +125,7 @@ struct TroubledLine {
   Witness witness;
   std::shared_ptr<sim::Line> line;
   std::vector<std::pair<std::uint32_t, std::uint32_t>> told;
-  TestChannel channel{{.retries = 3, .portTimeoutMs = kTimeoutMs}};
+  SimulatedChannel channel{{.retries = 3, .portTimeoutMs = kTimeoutMs}};
 };
 
 sim::Fault Late(std::uint32_t ms, double chance = 0, std::uint32_t spread = 0, std::uint32_t address = 0) {

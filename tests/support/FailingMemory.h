@@ -21,4 +21,15 @@ class FailingMemory {
   [[nodiscard]] static std::int64_t Living();
 };
 
+/// While one lives, this thread's memory does not fail: what the host's side takes is not the plug-in's.
+class SparedMemory {
+ public:
+  SparedMemory() { ++depth; }
+  ~SparedMemory() { --depth; }
+  SparedMemory(const SparedMemory&) = delete;
+  SparedMemory& operator=(const SparedMemory&) = delete;
+
+  static inline thread_local int depth = 0;
+};
+
 }  // namespace ostrel::test

@@ -1,0 +1,36 @@
+#include "tests/support/TableFile.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace ostrel::test {
+
+std::vector<std::string> Split(const std::string& text, char mark) {
+  std::vector<std::string> parts;
+  std::istringstream rest(text + mark);
+  for (std::string part; std::getline(rest, part, mark);) parts.push_back(part);
+  return parts;
+}
+
+std::vector<TableRow> ReadTable(const std::string& name, std::size_t fields) {
+  std::ifstream file(std::filesystem::path(OSTREL_SOURCES) / "tests" / name);
+  std::vector<TableRow> rows;
+  for (std::string line; std::getline(file, line);) {
+    if (line.starts_with('#')) continue;
+    rows.push_back(Split(line, '\t'));
+    EXPECT_EQ(fields, rows.back().size()) << name << ": " << line;
+    rows.back().resize(fields);
+  }
+  return rows;
+}
+
+std::vector<std::uint32_t> Numbers(const std::string& text, char mark) {
+  std::vector<std::uint32_t> numbers;
+  for (const std::string& part : Split(text, mark)) numbers.push_back(static_cast<std::uint32_t>(std::stoul(part)));
+  return numbers;
+}
+
+}  // namespace ostrel::test

@@ -1,0 +1,20 @@
+// The tables that lie beside the tests: UTF-8 lines of fields between tabs, '#' before a comment.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace ostrel::test {
+
+using TableRow = std::vector<std::string>;
+
+/// Rows of a table by its file below tests/; every row has that many fields, and a missing file has none.
+[[nodiscard]] std::vector<TableRow> ReadTable(const std::string& name, std::size_t fields);
+
+[[nodiscard]] std::vector<std::string> Split(const std::string& text, char mark);
+
+/// Numbers between blanks, or between the given mark.
+[[nodiscard]] std::vector<std::uint32_t> Numbers(const std::string& text, char mark = ' ');
+
+}  // namespace ostrel::test
