@@ -19,6 +19,7 @@ import time
 
 METER = "1:1:at=2026-11-20T10:30:00:channel_timeout_s=1000000"
 BITS = 10  # of a byte without parity
+QUIET = 2  # characters that the protocol keeps behind an answer
 # What the plug-in's contract makes a pass of one meter wait for, beside the line: 10 ms before it, 5 before the meter, 200 before its
 # clock, 10 after it.
 PAUSES_S = 0.225
@@ -97,17 +98,20 @@ class Bench:
     # --- rows
 
     def line_use(self):
-        """How much of a steady pass the line is busy with the frames themselves."""
+        """How much of a steady pass the line is busy with the frames and the quiet that the protocol asks for behind each."""
         for baud, bound in ((9600, 0.98), (19200, 0.96), (115200, 0.90)):
             with self.meters(1, [METER]) as (path,):
                 frames = self.frames(path)
-            busy = sum(len(request) + len(answer) for request, answer in frames) * BITS / baud
+            own = sum(len(request) + len(answer) for request, answer in frames) * BITS / baud
+            busy = own + len(frames) * QUIET * BITS / baud
             passes = 7
             with self.meters(1, [METER], "--baud", str(baud), "--pace") as (path,):
                 ends, _ = self.poll(self.config([path], baud=baud), passes)
             steady = sorted(later - before for before, later in zip(ends[1:], ends[2:]))
-            use = busy / (steady[len(steady) // 2] - PAUSES_S)
-            self.row(f"line use at {baud} baud, {len(frames)} exchanges a pass", use, f"at least {bound:.2f}", use >= bound, "{:.3f}")
+            taken = steady[len(steady) // 2] - PAUSES_S
+            use = busy / taken
+            self.row(f"line use at {baud} baud, {len(frames)} exchanges a pass (without the protocol's quiet {own / taken:.2f})", use,
+                     f"at least {bound:.2f}", use >= bound, "{:.3f}")
 
     def exchange(self):
         """One exchange of steady polling with unchanged values, in calls, blocks and instructions of the whole host."""
@@ -147,7 +151,9 @@ class Bench:
             frames = self.frames(path)
             listing = self.folder / "frames.txt"
             listing.write_text("".join(f"{len(answer)} {' '.join(request)}\n" for request, answer in frames))
-            config = self.config([path])
+            baud = 115200
+            config = self.config([path], baud=baud)
+            quiet = QUIET * BITS * 1_000_000 // baud
 
             def cpu(passes):
                 used = self.poll(config, passes)[1]
@@ -156,13 +162,13 @@ class Bench:
             ratios = []
             for _ in range(3):
                 host = (cpu(many) - cpu(few)) / ((many - few) * len(frames)) * 1e6
-                bare = self.peers("replay", path, listing, "60")["bare"]
-                ratios.append((host / bare, host, bare))
-            ratio, host, bare = sorted(ratios)[1]
+                bare = self.peers("replay", path, listing, "60", str(quiet))["bare"]
+                ratios.append((host / bare, host, bare, self.peers("replay", path, listing, "60", "0")["bare"]))
+            ratio, host, bare, careless = sorted(ratios)[1]
         modbus = self.peers("modbus", "20000")
         peer = modbus["libmodbus"] / modbus["libmodbus_bare"]
-        self.row(f"processor time of an exchange over a bare loop of the same bytes ({host:.1f} / {bare:.1f} us; libmodbus over its own "
-                 f"{peer:.2f})", ratio, "at most 1.50", ratio <= 1.5)
+        self.row(f"processor time of an exchange over a bare loop of the same bytes ({host:.1f} / {bare:.1f} us; {careless:.1f} "
+                 f"us without the protocol's quiet; libmodbus over a bare loop of its own bytes {peer:.2f})", ratio, "at most 1.50", ratio <= 1.5)
 
     def peers(self, *arguments):
         done = subprocess.run([self.bin / "bench_peers", *arguments], stdout=subprocess.PIPE, text=True, check=True)
@@ -212,7 +218,8 @@ class Bench:
         lines = ["# Performance", "",
                  f"Written by `./dev bench` on {time.strftime('%Y-%m-%d')}: commit {revision}, {os.cpu_count()} x {processor}, Linux {platform.release()}.",
                  "One meter of type 1 with all its tags on a pseudo-terminal, unless a row says otherwise; a pass is steady from its second one on.",
-                 "Line use is the frames' own time, at 10 bits a byte, over the pass without the pauses that the plug-in's contract asks for.", "",
+                 "Line use is the time of the frames, at 10 bits a byte, and of the two characters of quiet behind each answer, over the pass",
+                 "without the pauses that the plug-in's contract asks for. The bare loop keeps that quiet too.", "",
                  "| what | measured | bound | |", "|---|---|---|---|"]
         lines += [f"| {what} | {value} | {bound} | {'met' if passed else 'not met'} |" for what, value, bound, passed in self.rows]
         path.write_text("\n".join(lines) + "\n")

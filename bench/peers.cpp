@@ -1,13 +1,16 @@
 // What the same bytes cost a program that does nothing else: a write, a poll and a read for each exchange; and what a library of
 // the same trade makes of its own bytes.
 //
-//   bench_peers replay DEVICE FRAMES ROUNDS   requests of a file, each with the length of its answer, over a device
+//   bench_peers replay DEVICE FRAMES ROUNDS QUIET_US   requests of a file, each with the length of its answer, over a device,
+//   with
+//                                             the quiet that the protocol asks for behind an answer
 //   bench_peers modbus ROUNDS                 libmodbus and a bare loop in turns, with a peer of this program's own
 //
 // Prints "NAME EXCHANGES CPU_MICROSECONDS" for each.
 #include <fcntl.h>
 #include <modbus.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <termios.h>
@@ -89,14 +92,25 @@ std::vector<Exchange> ReadFrames(const char* path) {
   return exchanges;
 }
 
-int Replay(const char* device, const char* frames, int rounds) {
+/// Until the line has been quiet for so long; what comes meanwhile is nobody's.
+void KeepQuiet(int line, int microseconds) {
+  pollfd waited{.fd = line, .events = POLLIN, .revents = 0};
+  const timespec quiet{.tv_sec = 0, .tv_nsec = microseconds * 1000L};
+  if (ppoll(&waited, 1, &quiet, nullptr) != 0) Fail("a byte that nobody asked for");
+}
+
+int Replay(const char* device, const char* frames, int rounds, int quietUs) {
   const int line = open(device, O_RDWR | O_NOCTTY);
   if (line < 0) Fail(device);
   SetRaw(line);
   const std::vector<Exchange> exchanges = ReadFrames(frames);
+  prctl(PR_SET_TIMERSLACK, 1UL);
   const double cpu = CpuOf([&] {
     for (int round = 0; round < rounds; ++round) {
-      for (const Exchange& exchange : exchanges) Ask(line, exchange);
+      for (const Exchange& exchange : exchanges) {
+        Ask(line, exchange);
+        if (quietUs != 0) KeepQuiet(line, quietUs);
+      }
     }
   });
   std::printf("bare %zu %.0f\n", exchanges.size() * static_cast<std::size_t>(rounds), cpu);
@@ -162,8 +176,8 @@ int Modbus(int rounds) {
 
 int main(int count, char** arguments) {
   const std::string what = count > 1 ? arguments[1] : "";
-  if (what == "replay" && count == 5) return Replay(arguments[2], arguments[3], std::atoi(arguments[4]));
+  if (what == "replay" && count == 6) return Replay(arguments[2], arguments[3], std::atoi(arguments[4]), std::atoi(arguments[5]));
   if (what == "modbus" && count == 3) return Modbus(std::atoi(arguments[2]));
-  std::fprintf(stderr, "usage: bench_peers replay DEVICE FRAMES ROUNDS | modbus ROUNDS\n");
+  std::fprintf(stderr, "usage: bench_peers replay DEVICE FRAMES ROUNDS QUIET_US | modbus ROUNDS\n");
   return 2;
 }

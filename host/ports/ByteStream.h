@@ -16,9 +16,11 @@ class ByteStream {
 
   /// False when the device cannot do it.
   [[nodiscard]] virtual bool SetMode(const LineMode& mode) = 0;
-  /// Takes what is there, at most `size` bytes, and waits up to `waitMs` for the first one. 0 when none came or the line failed.
+  /// Takes what is there, at most `size` bytes, and waits up to `waitMs` for the first one; a wait of 0 may last until a request
+  /// may go. 0 when none came or the line failed.
   [[nodiscard]] virtual std::size_t Receive(std::uint8_t* buffer, std::size_t size, std::uint32_t waitMs) = 0;
-  /// Sends all bytes and returns when the last one has left, within a bounded time. False when they did not.
+  /// Sends all bytes, within a bounded time. What is received next is waited for from the moment when the last one has left.
+  /// False when they cannot be sent.
   virtual bool Send(const std::uint8_t* bytes, std::size_t size) = 0;
   /// The device has gone; nothing comes or goes until it is opened again.
   [[nodiscard]] virtual bool Failed() const = 0;

@@ -13,7 +13,8 @@ namespace {
 /// After this many more copies the values are taken to change from one to the next.
 constexpr int kMostCopies = 4;
 
-/// Bytes of the request that is its own answer.
+/// Address, status, check; a request of as many bytes is the test of the connection, which is its own answer.
+constexpr std::size_t kStatusFrame = 4;
 constexpr std::size_t kConnectionTest = 4;
 
 }  // namespace
@@ -44,10 +45,10 @@ bool PortLine::MayAnswer(std::uint8_t address) const { return request_.empty() |
 
 // Whether anything was there to be dropped within the wait: a frame with its quiet, so that it can be taken off the account.
 bool PortLine::DropInput(std::uint32_t waitMs) {
-  Bytes dropped(kLongestFrame);
-  dropped.resize(Gather(dropped.data(), dropped.size(), waitMs));
-  if (dropped.empty()) return false;
-  Account(dropped);
+  dropped_.resize(kLongestFrame);
+  dropped_.resize(Gather(dropped_.data(), dropped_.size(), waitMs));
+  if (dropped_.empty()) return false;
+  Account(dropped_);
   return true;
 }
 
@@ -75,7 +76,7 @@ bool PortLine::Purge() {
   return true;
 }
 
-bool PortLine::WaitForOwed(const Bytes& request) {
+bool PortLine::WaitForOwed(std::span<const std::uint8_t> request) {
   const std::uint32_t start = platform::TickCount();
   for (;;) {
     const std::uint32_t wait = owed_->PutOffMs(request, platform::TickCount());
@@ -88,9 +89,8 @@ bool PortLine::WaitForOwed(const Bytes& request) {
 
 bool PortLine::Send(const std::uint8_t* bytes, std::size_t size) {
   if (Failed() || size == 0) return false;
-  Bytes request(bytes, bytes + size);
-  if (Guarded() && !WaitForOwed(request)) return false;
-  request_ = std::move(request);
+  if (Guarded() && !WaitForOwed({bytes, size})) return false;
+  request_.assign(bytes, bytes + size);
   return Transmit();
 }
 
@@ -102,9 +102,13 @@ bool PortLine::Transmit() {
   return sent;
 }
 
-std::size_t PortLine::Gather(std::uint8_t* buffer, std::size_t wanted, std::uint32_t waitMs) {
+bool PortLine::IsAnswer(std::span<const std::uint8_t> frame) const {
+  return MayAnswer(frame[0]) && HasRightCheck(frame) && !IsOwnEcho(frame);
+}
+
+std::size_t PortLine::Gather(std::uint8_t* buffer, std::size_t wanted, std::uint32_t waitMs, std::size_t likely) {
   std::size_t count = stream_->Receive(buffer, wanted, waitMs);
-  while (count != 0 && count < wanted) {
+  while (count != 0 && count < wanted && (count != likely || !IsAnswer({buffer, count}))) {
     const std::size_t more = stream_->Receive(buffer + count, wanted - count, QuietMs());
     if (more == 0) break;
     count += more;
@@ -114,11 +118,14 @@ std::size_t PortLine::Gather(std::uint8_t* buffer, std::size_t wanted, std::uint
 
 // An adapter that repeats what is sent, though nobody said so: the request is a frame with a right check, and often as long as
 // its answer. A connection test is answered by itself.
-bool PortLine::IsOwnEcho(const Bytes& frame) const { return frame.size() > kConnectionTest && frame == request_; }
+bool PortLine::IsOwnEcho(std::span<const std::uint8_t> frame) const {
+  return frame.size() > kConnectionTest && std::ranges::equal(frame, request_);
+}
 
 // The beginning of an answer. Frames of other meters before and behind it are dropped; where several of the meter's own came
 // at once, the last is handed on and the account hears of the others.
 std::size_t PortLine::OwnPart(std::uint8_t* buffer, std::size_t count) {
+  if (count <= kLongestFrame && IsAnswer({buffer, count})) return count;
   const Bytes burst(buffer, buffer + count);
   const std::vector<Bytes> frames = SplitFrames(burst);
   if (frames.empty() && MayAnswer(burst[0])) return count;
@@ -141,18 +148,28 @@ std::size_t PortLine::OwnPart(std::uint8_t* buffer, std::size_t count) {
 std::size_t PortLine::NextPiece(std::uint8_t* buffer, std::size_t wanted) {
   const std::uint32_t wait = Guarded() && !request_.empty() ? owed_->AnswerWaitMs(request_[0]) : answerMs_;
   const std::uint32_t start = platform::TickCount();
+  const std::size_t likely = answer_.empty() ? lengths_.Of(request_) : 0;
   for (;;) {
     const std::uint32_t waited = platform::TickCount() - start;
-    std::size_t count = waited <= wait ? Gather(buffer, wanted, wait - waited) : 0;
+    std::size_t count = waited <= wait ? Gather(buffer, wanted, wait - waited, likely) : 0;
     if (count == 0) {
       if (answer_.empty()) owed_->StayedSilent();
       return 0;
     }
+    const std::size_t came = count;
     if (answer_.empty()) count = OwnPart(buffer, count);
     if (count == 0) continue;
+    if (answer_.empty() && count == came && count != likely && count < wanted) Learn({buffer, count});
     answer_.insert(answer_.end(), buffer, buffer + count);
     return count;
   }
+}
+
+// Of an answer that came alone and that quiet ended. A status is what a meter says in place of an answer of the usual length, but
+// to the test of the connection it says nothing else.
+void PortLine::Learn(std::span<const std::uint8_t> answer) {
+  const bool isTest = request_.size() == kConnectionTest;
+  if ((isTest || answer.size() > kStatusFrame) && HasRightCheck(answer)) lengths_.Learn(request_, answer.size());
 }
 
 void PortLine::LetStrangersPass() {

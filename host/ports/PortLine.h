@@ -7,6 +7,9 @@
 // or, where values change meanwhile, the late ones are waited for. The caller, who knows the length of an answer, sees
 // silence when none can be believed; it never sees the strangers.
 //
+// An answer is over when the line gets quiet, or as soon as it is one like the last answer to the same request: as long, with
+// a right check, from the same meter. What else follows it then is met by the next purge, like all that was not asked for.
+//
 // Bytes that are no whole frame belong to nobody: after them the line has to be quiet for the late guard before anything
 // more is sent, as on a fresh line, of which nobody knows what was asked before.
 #pragma once
@@ -14,8 +17,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
+#include "host/ports/AnswerLengths.h"
 #include "host/ports/ByteStream.h"
 #include "host/ports/OwedAnswers.h"
 
@@ -44,7 +49,7 @@ class PortLine {
 
   /// Throws stale input away. False when the line does not get quiet: nothing may be sent.
   [[nodiscard]] bool Purge();
-  /// Returns when the bytes have left, so that the wait for the answer begins there. False: not sent.
+  /// The wait for the answer begins when the bytes have left. False: not sent.
   [[nodiscard]] bool Send(const std::uint8_t* bytes, std::size_t size);
 
   struct Received {
@@ -61,16 +66,19 @@ class PortLine {
   [[nodiscard]] std::uint32_t QuietMs() const;
   [[nodiscard]] bool Guarded() const { return options_.lateGuardMs != 0; }
   [[nodiscard]] bool MayAnswer(std::uint8_t address) const;
-  [[nodiscard]] bool IsOwnEcho(const Bytes& frame) const;
+  [[nodiscard]] bool IsOwnEcho(std::span<const std::uint8_t> frame) const;
   bool DropInput(std::uint32_t waitMs);
   void Account(const Bytes& dropped);
   [[nodiscard]] bool WaitForQuiet();
-  [[nodiscard]] bool WaitForOwed(const Bytes& request);
+  [[nodiscard]] bool WaitForOwed(std::span<const std::uint8_t> request);
   bool Transmit();
-  [[nodiscard]] std::size_t Gather(std::uint8_t* buffer, std::size_t wanted, std::uint32_t waitMs);
+  /// `likely`: how long it is if it is like the last one; 0: nobody knows.
+  [[nodiscard]] std::size_t Gather(std::uint8_t* buffer, std::size_t wanted, std::uint32_t waitMs, std::size_t likely = 0);
+  [[nodiscard]] bool IsAnswer(std::span<const std::uint8_t> frame) const;
   [[nodiscard]] std::size_t OwnPart(std::uint8_t* buffer, std::size_t count);
   [[nodiscard]] std::size_t NextPiece(std::uint8_t* buffer, std::size_t wanted);
   [[nodiscard]] std::size_t AskUntilBelieved(std::uint8_t* buffer, std::size_t wanted, std::size_t count);
+  void Learn(std::span<const std::uint8_t> answer);
   void LetStrangersPass();
   [[nodiscard]] bool SwallowEcho(bool& silent);
 
@@ -82,9 +90,11 @@ class PortLine {
   bool modeRefused_ = false;
   bool unquiet_ = true;  // bytes of nobody came, or nobody knows what was asked before
   std::shared_ptr<OwedAnswers> owed_;
+  AnswerLengths lengths_;
   Bytes request_;
   Bytes answer_;  // what came since that request and was handed out
   Bytes awaitedEcho_;
+  Bytes dropped_;  // keeps its room
 };
 
 }  // namespace ostrel::host

@@ -83,7 +83,7 @@ HRESULT PortObject::SetBuffers(std::uint32_t, std::uint32_t) { return S_OK; }
 
 HRESULT PortObject::Write(const std::uint8_t* bytes, std::uint32_t* length) {
   if (!line_) return E_FAIL;
-  // Send returns when everything has left, so there is nothing to drain.
+  // What a read waits for is counted from the moment when everything has left, so there is nothing to drain.
   if (bytes == nullptr && length == nullptr) return S_OK;
   if (bytes == nullptr || length == nullptr) return E_POINTER;
   request_.assign(bytes, bytes + *length);

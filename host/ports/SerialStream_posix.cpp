@@ -5,11 +5,14 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <system_error>
+#include <thread>
 
 #include "host/ports/SerialStream.h"
+#include "platform/thread.h"
 
 namespace ostrel::host {
 namespace {
@@ -27,13 +30,20 @@ constexpr Speed kSpeeds[] = {
 };
 
 // What sending may take beyond the bytes' own time before the device counts as stuck.
-constexpr std::uint32_t kSendSlackMs = 1000;
+constexpr std::chrono::milliseconds kSendSlack{1000};
+
+/// The quiet that the protocol asks for behind every answer.
+constexpr std::size_t kQuietCharacters = 2;
 
 std::string LastError() { return std::error_code(errno, std::system_category()).message(); }
 
-int MillisecondsUntil(SteadyClock::time_point deadline) {
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - SteadyClock::now()).count();
-  return left > 0 ? static_cast<int>(left) : 0;
+/// Bits that a byte takes: start, eight of data, parity, stop.
+std::int64_t BitsPerByte(Parity parity) { return parity == Parity::None ? 10 : 11; }
+
+timespec Until(SteadyClock::time_point deadline) {
+  const auto left = std::max(std::chrono::nanoseconds(deadline - SteadyClock::now()), std::chrono::nanoseconds(0));
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(left);
+  return {.tv_sec = seconds.count(), .tv_nsec = (left - seconds).count()};
 }
 
 void SetParity(termios& settings, Parity parity) {
@@ -66,12 +76,22 @@ class SerialStream final : public ByteStream {
   std::uint32_t OwnGapMs() const override { return kSerialGapMs; }
 
  private:
+  [[nodiscard]] std::chrono::nanoseconds Characters(std::size_t count) const {
+    return count * BitsPerByte(mode_.parity) * std::chrono::nanoseconds(std::chrono::seconds(1)) / mode_.baud;
+  }
   bool WaitFor(short events, SteadyClock::time_point deadline);
-  bool WaitUntilSent(SteadyClock::time_point deadline);
+  std::size_t Take(std::uint8_t* buffer, std::size_t size, SteadyClock::time_point deadline);
+  [[nodiscard]] bool IsSending() const;
+  bool WaitUntilSent();
+  bool Write(const std::uint8_t* bytes, std::size_t size);
 
   int descriptor_;
-  std::uint32_t baud_ = 9600;
+  LineMode mode_;
   bool failed_ = false;
+  bool silent_ = false;                 // nothing came since the last request
+  SteadyClock::time_point turn_;        // the line's own quiet after what came last is over
+  SteadyClock::time_point left_;        // when the last request has left, if nothing holds it up
+  SteadyClock::time_point mustBeSent_;  // and when it must have
 };
 
 bool SerialStream::SetMode(const LineMode& mode) {
@@ -83,12 +103,12 @@ bool SerialStream::SetMode(const LineMode& mode) {
     settings.c_cflag &= ~static_cast<tcflag_t>(CSTOPB | CRTSCTS);
     settings.c_cflag |= CLOCAL | CREAD;
     settings.c_iflag &= ~static_cast<tcflag_t>(IXOFF | IXANY);
-    settings.c_cc[VMIN] = 0;
+    settings.c_cc[VMIN] = 1;  // so that a read that brings nothing tells of the other end
     settings.c_cc[VTIME] = 0;
     SetParity(settings, mode.parity);
     cfsetispeed(&settings, speed.code);
     cfsetospeed(&settings, speed.code);
-    baud_ = mode.baud;
+    mode_ = mode;
     return tcsetattr(descriptor_, TCSANOW, &settings) == 0;
   }
   return false;
@@ -98,7 +118,8 @@ bool SerialStream::SetMode(const LineMode& mode) {
 bool SerialStream::WaitFor(short events, SteadyClock::time_point deadline) {
   for (;;) {
     pollfd waited = {.fd = descriptor_, .events = events, .revents = 0};
-    const int ready = poll(&waited, 1, MillisecondsUntil(deadline));
+    const timespec left = Until(deadline);
+    const int ready = ppoll(&waited, 1, &left, nullptr);
     if (ready < 0 && errno == EINTR) continue;
     if ((waited.revents & events) != 0) return true;
     if (ready != 0) failed_ = true;
@@ -106,37 +127,65 @@ bool SerialStream::WaitFor(short events, SteadyClock::time_point deadline) {
   }
 }
 
-std::size_t SerialStream::Receive(std::uint8_t* buffer, std::size_t size, std::uint32_t waitMs) {
-  const auto deadline = SteadyClock::now() + std::chrono::milliseconds(waitMs);
+std::size_t SerialStream::Take(std::uint8_t* buffer, std::size_t size, SteadyClock::time_point deadline) {
   while (!failed_ && WaitFor(POLLIN, deadline)) {
     const ssize_t count = read(descriptor_, buffer, size);
-    if (count > 0) return static_cast<std::size_t>(count);
+    if (count > 0) {
+      silent_ = false;
+      turn_ = SteadyClock::now() + Characters(kQuietCharacters);
+      return static_cast<std::size_t>(count);
+    }
     // Readable without a byte: the other end has gone.
     if (count == 0 || (errno != EAGAIN && errno != EINTR)) failed_ = true;
   }
   return 0;
 }
 
-bool SerialStream::WaitUntilSent(SteadyClock::time_point deadline) {
+// What the system still holds of a request is asked only when nothing has come for it: mostly the answer shows that it left.
+std::size_t SerialStream::Receive(std::uint8_t* buffer, std::size_t size, std::uint32_t waitMs) {
+  if (waitMs == 0) return Take(buffer, size, turn_);
+  const std::chrono::milliseconds wait(waitMs);
+  const std::size_t count = Take(buffer, size, std::max(SteadyClock::now(), left_) + wait);
+  if (count != 0 || failed_ || !silent_ || !IsSending()) return count;
+  if (!WaitUntilSent()) failed_ = true;
+  return Take(buffer, size, SteadyClock::now() + wait);
+}
+
+bool SerialStream::IsSending() const {
   int queued = 0;
-  while (ioctl(descriptor_, TIOCOUTQ, &queued) == 0 && queued > 0) {
-    if (SteadyClock::now() >= deadline) return false;
+  return ioctl(descriptor_, TIOCOUTQ, &queued) == 0 && queued > 0;
+}
+
+bool SerialStream::WaitUntilSent() {
+  while (IsSending()) {
+    if (SteadyClock::now() >= mustBeSent_) return false;
     poll(nullptr, 0, 1);
   }
   return true;
 }
 
-bool SerialStream::Send(const std::uint8_t* bytes, std::size_t size) {
-  const std::uint32_t allowedMs = CharactersMs(static_cast<std::uint32_t>(size), baud_) + kSendSlackMs;
-  const auto deadline = SteadyClock::now() + std::chrono::milliseconds(allowedMs);
+bool SerialStream::Write(const std::uint8_t* bytes, std::size_t size) {
   std::size_t sent = 0;
-  while (!failed_ && sent < size && WaitFor(POLLOUT, deadline)) {
+  while (!failed_ && sent < size) {
     const ssize_t count = write(descriptor_, bytes + sent, size - sent);
-    if (count > 0) sent += static_cast<std::size_t>(count);
-    if (count < 0 && errno != EAGAIN && errno != EINTR) failed_ = true;
+    if (count > 0) {
+      sent += static_cast<std::size_t>(count);
+    } else if (count < 0 && errno != EAGAIN && errno != EINTR) {
+      failed_ = true;
+    } else if (!WaitFor(POLLOUT, mustBeSent_)) {
+      break;
+    }
   }
-  // A device that does not take the bytes in twice their time is as good as gone: it has to be opened anew.
-  if (sent < size || !WaitUntilSent(deadline)) failed_ = true;
+  return sent == size;
+}
+
+// A device that does not take the bytes in twice their time is as good as gone: it has to be opened anew.
+bool SerialStream::Send(const std::uint8_t* bytes, std::size_t size) {
+  if (SteadyClock::now() < turn_) std::this_thread::sleep_until(turn_);
+  left_ = SteadyClock::now() + Characters(size);
+  mustBeSent_ = left_ + kSendSlack;
+  silent_ = true;
+  if (!Write(bytes, size)) failed_ = true;
   return !failed_;
 }
 
@@ -173,6 +222,7 @@ std::unique_ptr<ByteStream> OpenSerial(const std::string& device, std::string& e
     return nullptr;
   }
   tcflush(descriptor, TCIOFLUSH);
+  platform::WakePrecisely();  // pauses between frames are shorter than what the system may add to them
   return stream;
 }
 

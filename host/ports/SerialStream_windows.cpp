@@ -50,6 +50,7 @@ class SerialStream final : public ByteStream {
 
   HANDLE handle_;
   std::uint32_t baud_ = 9600;
+  ULONGLONG came_ = 0;  // tick of what came last
   bool failed_ = false;
 };
 
@@ -87,6 +88,7 @@ std::size_t SerialStream::Queued() {
 std::size_t SerialStream::ReadNow(std::uint8_t* buffer, std::size_t size) {
   DWORD count = 0;
   if (ReadFile(handle_, buffer, static_cast<DWORD>(size), &count, nullptr) == 0) failed_ = true;
+  if (count != 0) came_ = GetTickCount64();
   return failed_ ? 0 : count;
 }
 
@@ -125,6 +127,9 @@ bool SerialStream::WaitUntilSent(ULONGLONG deadline) {
 }
 
 bool SerialStream::Send(const std::uint8_t* bytes, std::size_t size) {
+  // The quiet that the protocol asks for behind every answer.
+  const DWORD quiet = CharactersMs(2, baud_);
+  if (GetTickCount64() - came_ <= quiet) Sleep(quiet);
   const ULONGLONG deadline = GetTickCount64() + CharactersMs(static_cast<std::uint32_t>(size), baud_) + kSendSlackMs;
   DWORD sent = 0;
   if (failed_ || !SetReadTimeout(1)) return false;

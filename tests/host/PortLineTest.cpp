@@ -64,6 +64,43 @@ TEST(PortLine, ReadEndsByCountByQuietOrBySilence) {
   }
 }
 
+// A transport with gaps of 20 ms. Every answer comes whole, 20 ms after its request.
+TEST(PortLine, WaitsForNoQuietBehindAnAnswerLikeTheLastOne) {
+  const Bytes seven = test::Frame("01 01 02 03 04");
+  Bytes spoiled = seven;
+  spoiled.back() ^= 1;
+  const struct {
+    const char* name;
+    Bytes request;
+    Bytes answer;
+    std::int64_t tookMs;
+  } rows[] = {
+      {"nobody knows its length", {1, 5, 1}, seven, 40},
+      {"as long as the last one", {1, 5, 1}, seven, 20},
+      {"another request", {1, 5, 2}, seven, 40},
+      {"a status", {1, 5, 1}, test::Frame("01 06"), 40},
+      {"a wrong check", {1, 5, 1}, spoiled, 40},
+      {"the test of the connection", test::Frame("01 00"), test::Frame("01 00"), 40},
+      {"which has no other answer", test::Frame("01 00"), test::Frame("01 00"), 20},
+      {"longer than the last one", {1, 5, 1}, test::Frame("01 01 02 03 04 05"), 40},
+      {"which is known now", {1, 5, 1}, test::Frame("01 01 02 03 04 05"), 20},
+      {"shorter", {1, 5, 1}, seven, 40},
+  };
+  ClockInPlace time;
+  FakeLine line{.clock = time.clock, .gapMs = 20};
+  PortLine port(std::make_unique<FakeStream>(line), {.lateGuardMs = 0});
+  port.SetTimeouts(500, 5);
+  Bytes buffer(300);
+  for (const auto& row : rows) {
+    line.onSend = [&](const Bytes&) { line.Arrive(20, row.answer); };
+    ASSERT_TRUE(port.Purge());
+    ASSERT_TRUE(port.Send(row.request.data(), row.request.size()));
+    const std::int64_t sent = time.clock.Elapsed();
+    EXPECT_EQ(row.answer.size(), port.Receive(buffer.data(), buffer.size()).count) << row.name;
+    EXPECT_EQ(row.tookMs, time.clock.Elapsed() - sent) << row.name;
+  }
+}
+
 TEST(PortLine, FreshLineIsWaitedForOnceWhateverLiesOnIt) {
   for (const std::size_t stale : {2U, 301U, 1000U}) {
     ClockInPlace time;
