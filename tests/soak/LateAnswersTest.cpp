@@ -25,10 +25,13 @@ struct Witness {
   std::map<Bytes, std::set<Bytes>> answers;
   Bytes gathered;
   int requests = 0;
+  int copies = 0;
+  int lost = 0;
   int wrong = 0;
 
   void Sent(const Bytes& request) {
     gathered.clear();
+    ++copies;
     for (sim::Meter& meter : meters) answers[request].insert(meter.Answer(request, platform::UtcMilliseconds()));
   }
   void Read(const Bytes& request, const Bytes& piece) {
@@ -38,7 +41,7 @@ struct Witness {
     if (answer.empty() || !host::HasRightCheck(answer) || answers[request].contains(answer)) return;
     const bool possible = std::ranges::any_of(answers[request], [&](const Bytes& own) { return own.size() == answer.size(); });
     if (!possible) return;
-    if (answer.size() > 4) ++wrong;
+    if (answer.size() > 4) { ++wrong; if (std::getenv("TRACE")) printf("%u WRONG %s -> %s\n", platform::TickCount(), ToHex(request).c_str(), ToHex(answer).c_str()); }
   }
 };
 
@@ -48,11 +51,13 @@ class WitnessedStream final : public host::ByteStream {
   bool SetMode(const host::LineMode&) override { return true; }
   std::size_t Receive(std::uint8_t* buffer, std::size_t size, std::uint32_t waitMs) override {
     const std::size_t n = stream_.Receive(buffer, size, waitMs);
+    if (n == 0 && waitMs == kTimeoutMs) ++witness_.lost;
     if (n && std::getenv("TRACE")) printf("%u   < %s\n", platform::TickCount(), ToHex(Bytes(buffer, buffer + n)).c_str());
     return n;
   }
   bool Send(const std::uint8_t* bytes, std::size_t size) override {
     witness_.Sent(Bytes(bytes, bytes + size));
+    if (std::getenv("TRACE")) printf("%u > %s\n", platform::TickCount(), ToHex(Bytes(bytes, bytes + size)).c_str());
     return stream_.Send(bytes, size);
   }
   bool Failed() const override { return stream_.Failed(); }
@@ -84,10 +89,10 @@ struct Drill {
 };
 
 struct TroubledLine {
-  explicit TroubledLine(const Drill& drill, std::uint32_t lateGuardMs = 100)
+  explicit TroubledLine(const Drill& drill, std::uint32_t lateGuardMs = 100, std::uint32_t tags = 94)
       : witness{.meters = MakeMeters(drill.meters), .answers = {}},
         line(std::make_shared<sim::Line>(MakeMeters(drill.meters),
-                                         sim::FaultPlan{.seed = 1, .inOrder = drill.inOrder, .faults = drill.faults},
+                                         sim::FaultPlan{.seed = static_cast<std::uint64_t>(std::getenv("SEED") ? std::atoi(std::getenv("SEED")) : 1), .inOrder = drill.inOrder, .faults = drill.faults},
                                          sim::Pace{9600})) {
     const auto open = [this](std::string&) { return std::make_unique<WitnessedStream>(line, witness); };
     services.AddPort("COM3", {.open = open,
@@ -100,7 +105,7 @@ struct TroubledLine {
     channel.Context().ObjectProvider = services.Context()->ObjectProvider;
     for (const std::uint32_t address : {1U, 2U}) {
       const std::uint32_t meter = channel.AddMeter(address, 1);
-      for (std::uint32_t number = 9; number < 94; ++number) channel.AddTag(meter, number);
+      for (std::uint32_t number = tags > 94 ? 0 : 9; number < tags; ++number) channel.AddTag(meter, number);
     }
     channel.Protocol().Running = 1;
   }
@@ -166,6 +171,7 @@ const std::vector<Drill>& Drills() {
       {"doubled", true, {Double(0.1, 0)}, 90},
       {"doubled a little later", false, {Double(0.1, 40), Late(30)}, 90},
       {"doubled and late", true, {Double(0.05, 0), Late(30, 0.2, 2470), Loss(0.02)}, 90},
+      {"doubled and late, overtaken", false, {Double(0.05, 60), Late(30, 0.2, 2470), Loss(0.02)}, 90},
       {"spoiled",
        false,
        {{.kind = FaultKind::LostByte, .chance = 0.03},
@@ -180,12 +186,18 @@ const std::vector<Drill>& Drills() {
 
 TEST(LateAnswers, NeverPassForAnother) {
   for (Drill drill : Drills()) {
+    if (std::getenv("ONLY") && std::string(drill.name) != std::getenv("ONLY")) continue;
     for (const char* meters : {"", ":at=2026-11-20T10:30:00"}) {
       SCOPED_TRACE(std::string(drill.name) + meters);
       drill.meters = meters;
       TroubledLine troubled(drill);
       troubled.Poll(10'000, drill.driftTo);
       EXPECT_EQ(0, troubled.witness.wrong);
+      if (std::getenv("M")) {
+        printf("%-40s%2d good %3d wrong %d time/req %4.0f ms copies %5d told:", drill.name, meters[0] != 0, troubled.GoodOfHundred(), troubled.witness.wrong, 1.0*troubled.channel.Clock().Elapsed() / troubled.witness.requests, troubled.witness.copies);
+        for (auto [a, m] : troubled.told) printf(" %u:%u", a, m);
+        printf("\n");
+      }
       EXPECT_LE(drill.goodOfHundred, troubled.GoodOfHundred());
     }
   }
@@ -197,18 +209,25 @@ TEST(LateAnswers, WouldPassForAnotherWithoutTheGuard) {
   EXPECT_NE(0, troubled.witness.wrong) << "the test above shows nothing";
 }
 
-// Readings that stand still for the moment, as a meter's do; the time-outs themselves are not counted.
+// All tags of a meter: answers of many lengths, of which the powers move while energies, texts and limits stand still. The
+// time-outs themselves are not counted.
 TEST(LateAnswers, LossesAloneCostLittle) {
-  std::int64_t took[2] = {};
-  for (const bool lossy : {false, true}) {
-    std::vector<sim::Fault> faults = {Late(30)};
-    if (lossy) faults.push_back(Loss(0.05));
-    TroubledLine troubled({"", true, faults, 0, 0, ":at=2026-11-20T10:30:00"});
-    for (int pass = 0; pass < 200; ++pass) took[lossy] += troubled.Turn(0) + troubled.Turn(1);
-    if (lossy) took[lossy] -= troubled.witness.requests / 20 * std::int64_t{kTimeoutMs};
-    EXPECT_TRUE(troubled.told.empty());
+  for (const char* meters : {"", ":at=2026-11-20T10:30:00"}) {
+    SCOPED_TRACE(meters);
+    std::int64_t took[2] = {};
+    for (const bool lossy : {false, true}) {
+      std::vector<sim::Fault> faults = {Late(30)};
+      if (lossy) faults.push_back(Loss(0.05));
+      TroubledLine troubled({"", true, faults, 0, 0, meters}, 100, 244);
+      for (int pass = 0; pass < 100; ++pass) took[lossy] += troubled.Turn(0);
+      if(std::getenv("M")) printf("%d took %ld req %d copies %d\n", lossy, took[lossy], troubled.witness.requests, troubled.witness.copies);
+      if (lossy) took[lossy] -= troubled.witness.lost * std::int64_t{kTimeoutMs};
+      if(std::getenv("M")) printf("%ld\n", took[lossy]);
+      EXPECT_TRUE(troubled.told.empty());
+    }
+    if(std::getenv("M")) printf("ratio %f\n", 1.0*took[true]/took[false]);
+    EXPECT_LE(took[true] * 10, took[false] * 25);
   }
-  EXPECT_LE(took[true] * 10, took[false] * 25);
 }
 
 }  // namespace
