@@ -13,7 +13,7 @@ using Bytes = std::span<const std::uint8_t>;
 constexpr std::size_t kMostStrangers = 1;
 constexpr int kAlikeToStandStill = 3;
 constexpr std::uint32_t kStandsStillMs = 300'000;
-/// A line that brought something nobody asked for is watched more closely for so long.
+/// A meter from which something came that answered nothing is watched more closely for so long.
 constexpr std::uint32_t kTroubledMs = 600'000;
 /// An export asks thousands of requests once.
 constexpr std::size_t kMostKnown = 1000;
@@ -33,7 +33,7 @@ void OwedAnswers::SetTimes(std::uint32_t answerMs, std::uint32_t marginMs) {
 void OwedAnswers::Forget(std::uint32_t tick) {
   copies_.Forget(tick);
   std::erase_if(answered_, [&](const Arrival& each) { return Until(each.tick + kLongestLatenessMs + marginMs_, tick) == 0; });
-  if (stray_ && Until(*stray_ + kTroubledMs, tick) == 0) stray_.reset();
+  std::erase_if(strays_, [&](const auto& stray) { return Until(stray.second + kTroubledMs, tick) == 0; });
   if (settled_ && Until(*settled_, tick) == 0) settled_.reset();
   if (quiet_ && Until(*quiet_, tick) == 0) quiet_.reset();
 }
@@ -110,12 +110,13 @@ void OwedAnswers::Believe(const Arrival& believed) {
   const bool status = believed.frame.size() == kStatusFrame;
   const std::size_t strangers = copies_.Strangers(status ? 0 : believed.frame.size(), believed.tick).size();
   const bool alone = strangers == 0;
+  const bool troubled = strays_.contains(believed.frame[0]);
   // Each copy may be answered twice. Where nothing of the kind was seen lately, that is reckoned with for one copy alone.
-  const std::size_t times = alone && !stray_ ? 1 : 2 * copies_.Copies() - Alike(believed.frame);
+  const std::size_t times = alone && !troubled ? 1 : 2 * copies_.Copies() - Alike(believed.frame);
   if (!alone && came_.size() > 1) settled_ = believed.tick + lateness_.SoonMs(believed.request[0]) / 2;
   std::vector<Arrival> strays;
   std::size_t taken = 0;
-  const std::size_t mostTaken = stray_ ? (Alike(believed.frame) + 1) / 2 : came_.size();
+  const std::size_t mostTaken = troubled ? (Alike(believed.frame) + 1) / 2 : came_.size();
   for (Arrival& each : std::exchange(came_, {})) {
     if ((status && !alone) || each.frame != believed.frame) {
       strays.push_back(std::move(each));
@@ -135,7 +136,7 @@ void OwedAnswers::Believe(const Arrival& believed) {
 
 void OwedAnswers::CameStray(Bytes frame, std::uint32_t tick) {
   Forget(tick);
-  stray_ = tick;
+  strays_[frame[0]] = tick;
   Stray({{}, Frame(frame.begin(), frame.end()), tick});
 }
 

@@ -83,12 +83,12 @@ class OwedAnswers {
   Lateness lateness_;
   OwedCopies copies_;
   std::uint32_t marginMs_ = 100;
-  std::vector<Arrival> came_;             // for the last request, not believed so far
-  std::vector<Arrival> answered_;         // lately
-  std::map<Frame, Known> known_;          // by request
-  std::optional<std::uint32_t> stray_;    // the tick at which one came last
-  std::optional<std::uint32_t> settled_;  // the tick until which copies of the last request are still waited for
-  std::optional<std::uint32_t> quiet_;    // the tick before which no command goes, for a double of the last status may come
+  std::vector<Arrival> came_;                     // for the last request, not believed so far
+  std::vector<Arrival> answered_;                 // lately
+  std::map<Frame, Known> known_;                  // by request
+  std::map<std::uint8_t, std::uint32_t> strays_;  // by meter, the tick at which one came last
+  std::optional<std::uint32_t> settled_;          // the tick until which copies of the last request are still waited for
+  std::optional<std::uint32_t> quiet_;  // the tick before which no command goes, for a double of the last status may come
 };
 
 }  // namespace ostrel::host

@@ -1,6 +1,7 @@
 #include "host/ports/OwedCopies.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace ostrel::host {
@@ -44,11 +45,21 @@ void OwedCopies::Forget(std::uint32_t tick) {
   std::erase_if(runs_, [](const Run& run) { return run.sent.empty(); });
 }
 
-// A run that was answered is over, and so is one that another request follows: its copies keep their own times, and what
-// comes for the new one is not taken off the old.
+// A run that was answered is over, and so is one that another request follows. What is still owed to an earlier run of the
+// same request is taken over, for its answers are this one's as well.
+void OwedCopies::Begin(Bytes request, std::uint32_t tick) {
+  last_ = {.request = Frame(request.begin(), request.end()), .sent = {}, .length = IsCommand(request) ? kStatusFrame : 0};
+  for (Run& run : runs_) {
+    if (!std::ranges::equal(run.request, request)) continue;
+    std::ranges::copy_if(run.sent, std::back_inserter(last_.sent), [&](std::uint32_t sent) { return Left(run, sent, tick) > 0; });
+    last_.length = run.length;
+    run.sent.clear();
+  }
+  last_.copies = static_cast<std::uint32_t>(last_.sent.size());
+}
+
 void OwedCopies::Sent(Bytes request, std::uint32_t tick) {
-  if (last_.request.empty())
-    last_ = {.request = Frame(request.begin(), request.end()), .sent = {}, .length = IsCommand(request) ? kStatusFrame : 0};
+  if (last_.request.empty()) Begin(request, tick);
   last_.sent.push_back(tick);
   ++last_.copies;
 }

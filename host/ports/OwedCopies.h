@@ -71,6 +71,7 @@ class OwedCopies {
   [[nodiscard]] std::uint32_t HorizonMs(const Run& run) const;
   [[nodiscard]] std::int32_t Left(const Run& run, std::uint32_t sent, std::uint32_t tick) const;
   [[nodiscard]] bool CanAnswer(const Run& run, std::span<const std::uint8_t> frame, std::uint32_t tick) const;
+  void Begin(std::span<const std::uint8_t> request, std::uint32_t tick);
   void Guess(Run& run, std::uint32_t tick);
   void NoteLateness(const Run& run);
 
