@@ -1,6 +1,7 @@
 #include "host/ports/OwedAnswers.h"
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 namespace ostrel::host {
@@ -8,276 +9,221 @@ namespace {
 
 using Bytes = std::span<const std::uint8_t>;
 
-constexpr std::size_t kStatusFrame = 4;
+/// More strangers than this are waited for: each of them takes two more copies, of which the next may be lost.
+constexpr std::size_t kMostStrangers = 1;
+constexpr int kAlikeToStandStill = 3;
+constexpr std::uint32_t kStandsStillMs = 300'000;
+/// A meter from which something came that answered nothing is watched more closely for so long.
+constexpr std::uint32_t kTroubledMs = 600'000;
+/// After so many answers as they should be a meter is calm.
+constexpr int kCalmAfter = 200;
+/// An export asks thousands of requests once.
+constexpr std::size_t kMostKnown = 1000;
 
-/// A line counts as doubling for so long after it did; a meter whose answers differ each time would never be believed again.
-constexpr std::uint32_t kDoublesRememberedMs = 60'000;
-constexpr std::size_t kCheckBytes = 2;
-/// More strangers than this are waited for: asking so often in a row takes as long.
-constexpr std::size_t kMostStrangers = 3;
-constexpr std::uint32_t kTimeoutsToHorizon = 5;
-constexpr int kSilencesToForgetLateness = 3;
-/// Frames are told apart a while after they came, so copies that were owed then are kept for it; ms.
-constexpr std::int32_t kKeptForSettlingMs = 10'000;
-constexpr std::uint32_t kLatenessDecay = 64;
-constexpr std::uint32_t kToldStepMs = 50;
-
-/// Test of the connection, opening of the channel, writing: all of them are answered by a status alone.
-bool IsCommand(Bytes request) { return request.size() > 1 && request[1] <= 0x03; }
-
-/// Address, code and the first parameter.
-std::vector<std::uint8_t> KindOf(Bytes request) {
-  const Bytes kind = request.first(std::min<std::size_t>(3, request.size()));
-  return {kind.begin(), kind.end()};
-}
-
-/// 0 for what was sent only after it.
-std::uint32_t Since(std::uint32_t sent, std::uint32_t tick) {
-  return static_cast<std::uint32_t>(std::max(static_cast<std::int32_t>(tick - sent), 0));
-}
-
-bool Same(Bytes left, Bytes right) { return std::ranges::equal(left, right); }
-
-/// Address 0 asks whoever hears it, so its answers come from any meter and may be meant for any.
-bool MayMeet(Bytes owed, Bytes request) {
-  if (owed.empty() || request.empty() || Same(owed, request)) return false;
-  return owed[0] == request[0] || owed[0] == 0 || request[0] == 0;
-}
-
-bool FitsLength(std::size_t known, std::size_t length) { return known == 0 || length == 0 || known == length; }
-
-/// Answers of zeros alone are common and alike.
-bool SaysNothing(Bytes frame) {
-  const Bytes data = frame.subspan(1, frame.size() - 1 - kCheckBytes);
-  return std::ranges::all_of(data, [](std::uint8_t byte) { return byte == 0; });
+std::uint32_t Until(std::uint32_t later, std::uint32_t tick) {
+  return static_cast<std::uint32_t>(std::max(static_cast<std::int32_t>(later - tick), 0));
 }
 
 }  // namespace
 
 void OwedAnswers::SetTimes(std::uint32_t answerMs, std::uint32_t marginMs) {
-  answerMs_ = answerMs;
+  lateness_.SetAnswerMs(answerMs);
+  copies_.SetMargin(marginMs);
   marginMs_ = marginMs;
 }
 
-std::uint32_t OwedAnswers::HorizonMs(const Run& run) const {
-  const auto late = late_.find(run.request[0]);
-  const std::uint32_t seen = late == late_.end() ? 0 : late->second.worstMs / 2 * 3;
-  return std::max({kTimeoutsToHorizon * answerMs_, kLongestLatenessMs, seen}) + marginMs_;
-}
-
-std::int32_t OwedAnswers::Left(const Run& run, std::uint32_t sent, std::uint32_t tick) const {
-  return static_cast<std::int32_t>(sent + HorizonMs(run) - tick);
-}
-
-void OwedAnswers::NoteDouble(std::uint32_t tick) {
-  doubles_ = true;
-  doubledAt_ = tick;
-}
-
 void OwedAnswers::Forget(std::uint32_t tick) {
-  doubles_ = doubles_ && Since(doubledAt_, tick) < kDoublesRememberedMs;
-  for (Run& run : runs_)
-    std::erase_if(run.sent, [&](std::uint32_t sent) { return Left(run, sent, tick) <= -kKeptForSettlingMs; });
-  std::erase_if(runs_, [](const Run& run) { return run.sent.empty(); });
-  std::erase_if(answered_, [&](const Answered& each) {
-    return static_cast<std::int32_t>(each.tick + kLongestLatenessMs + marginMs_ - tick) <= 0;
-  });
+  copies_.Forget(tick);
+  const auto isLongAgo = [&](const Arrival& each) { return Until(each.tick + kLongestLatenessMs + marginMs_, tick) == 0; };
+  std::erase_if(answered_, isLongAgo);
+  std::erase_if(unbelieved_, isLongAgo);
+  std::erase_if(strays_, [&](const auto& stray) { return Until(stray.second + kTroubledMs, tick) == 0; });
+  if (settled_ && Until(*settled_, tick) == 0) settled_.reset();
+  if (quiet_ && Until(*quiet_, tick) == 0) quiet_.reset();
 }
 
-// A run that was answered is over, and so is one that another request follows: its copies keep their own times, and what
-// comes for the new one is not taken off the old.
 void OwedAnswers::Sent(Bytes request, std::uint32_t tick) {
   Forget(tick);
-  if (!Same(current_.request, request)) {
-    Close();
-    current_ = {.request = Frame(request.begin(), request.end()), .sent = {}, .length = IsCommand(request) ? kStatusFrame : 0};
-  }
-  current_.sent.push_back(tick);
-  ++current_.copies;
+  if (!std::ranges::equal(copies_.Last(), request)) Close();
+  copies_.Sent(request, tick);
 }
 
 void OwedAnswers::Close() {
-  Run over = std::exchange(current_, {});
-  if (!over.sent.empty()) runs_.push_back(std::move(over));
-  for (const Arrival& each : std::exchange(came_, {})) Settle(each.frame, each.tick);
-}
-
-std::size_t OwedAnswers::Strangers(std::size_t frameLength, std::uint32_t tick) const {
-  std::size_t count = 0;
-  for (const Run& run : runs_) {
-    if (!MayMeet(run.request, current_.request) || !FitsLength(run.length, frameLength)) continue;
-    count +=
-        static_cast<std::size_t>(std::ranges::count_if(run.sent, [&](std::uint32_t sent) { return Left(run, sent, tick) > 0; }));
+  copies_.Close();
+  for (const Arrival& each : std::exchange(came_, {})) {
+    unbelieved_.push_back(each);
+    Stray(each);
   }
-  return count;
 }
 
-bool OwedAnswers::HasTwin(Bytes frame) const {
-  if (!doubles_ && SaysNothing(frame)) return false;
-  return std::ranges::any_of(
-      answered_, [&](const Answered& each) { return Same(each.frame, frame) && !Same(each.request, current_.request); });
+std::size_t OwedAnswers::Twins(Bytes frame) const {
+  const auto calm = calm_.find(frame[0]);
+  if (calm != calm_.end() && calm->second >= kCalmAfter) return 0;
+  std::size_t times = 0;
+  for (const Arrival& each : answered_) {
+    if (std::ranges::equal(each.frame, frame) && each.request != copies_.Last()) times = std::max(times, each.times);
+  }
+  return times;
 }
 
-// A status alone carries no value: the worst that a stranger's can do is that the request is sent again.
+std::size_t OwedAnswers::MostStrange(const Arrival& arrival) const {
+  return 2 * copies_.Strangers(arrival.frame.size(), arrival.tick).size() + Twins(arrival.frame);
+}
+
+std::size_t OwedAnswers::Alike(Bytes frame) const {
+  const auto same = [&](const Arrival& each) { return each.request == copies_.Last() && std::ranges::equal(each.frame, frame); };
+  return static_cast<std::size_t>(std::ranges::count_if(came_, same) + std::ranges::count_if(unbelieved_, same));
+}
+
+// A status alone carries no value: the worst that a stranger's can do to a reading is that it is sent again.
 bool OwedAnswers::IsBelievable(const Arrival& arrival) const {
-  const Frame& frame = arrival.frame;
-  if (frame.size() == kStatusFrame) return true;
-  const std::size_t strangers = Strangers(frame.size(), arrival.tick);
-  const std::size_t twins = HasTwin(frame) ? 1 : 0;
-  const auto alike = std::ranges::count_if(came_, [&](const Arrival& each) { return each.frame == frame; });
-  return static_cast<std::size_t>(alike) > (doubles_ ? 2 * strangers + twins : std::max(strangers, twins));
+  return arrival.frame.size() == kStatusFrame || StandsStill(arrival) || Alike(arrival.frame) > MostStrange(arrival);
+}
+
+// The request was answered so each time lately, and no other was: should this be a stranger's all the same, it still is what
+// the meter sent for the request the last time.
+bool OwedAnswers::StandsStill(const Arrival& arrival) const {
+  const auto known = known_.find(arrival.request);
+  if (known == known_.end() || known->second.alike < kAlikeToStandStill || known->second.frame != arrival.frame) return false;
+  if (arrival.tick - known->second.tick > kStandsStillMs || Twins(arrival.frame) != 0) return false;
+  return std::ranges::none_of(copies_.Strangers(arrival.frame.size(), arrival.tick), [&](const Frame& stranger) {
+    const auto other = known_.find(stranger);
+    return other != known_.end() && other->second.frame == arrival.frame;
+  });
+}
+
+void OwedAnswers::Remember(const Arrival& believed, std::size_t times) {
+  if (known_.size() >= kMostKnown) known_.clear();
+  Known& known = known_[believed.request];
+  known.alike = known.frame == believed.frame ? known.alike + 1 : 1;
+  known.frame = believed.frame;
+  known.tick = believed.tick;
+  copies_.SetLength(believed.frame.size());
+  answered_.push_back({believed.request, believed.frame, believed.tick, times});
+  if (known.alike >= kAlikeToStandStill) known.changes = false;
 }
 
 bool OwedAnswers::Came(Bytes frame, std::uint32_t tick) {
-  if (current_.request.empty() || frame.size() < kStatusFrame) return false;
+  if (copies_.Last().empty() || frame.size() < kStatusFrame) return false;
   Forget(tick);
   // No reading is answered by "done": it is another command's, come a second time, and this one's own answer is still owed.
-  if (!IsCommand(current_.request) && frame.size() == kStatusFrame && frame[1] == 0) {
-    NoteDouble(tick);
+  if (!IsCommand(copies_.Last()) && frame.size() == kStatusFrame && frame[1] == 0) {
+    CameStray(frame, tick);
     return false;
   }
-  came_.push_back({Frame(frame.begin(), frame.end()), tick});
+  came_.push_back({copies_.Last(), Frame(frame.begin(), frame.end()), tick});
   const Arrival believed = came_.back();
   if (!IsBelievable(believed)) return false;
   Believe(believed);
   return true;
 }
 
-// What else came was a stranger's, or a second time the same. A status may be a stranger's too, so the request stays owed then.
+// What else came was a stranger's. A status may be a stranger's too, so the request stays owed then. Of several that are alike
+// some may have been doubles, so that as many of its own are still to come: the next request waits until these are in.
 void OwedAnswers::Believe(const Arrival& believed) {
   const bool status = believed.frame.size() == kStatusFrame;
-  const bool mayBeStrangers = status && Strangers(0, believed.tick) != 0;
+  const std::size_t strangers = copies_.Strangers(status ? 0 : believed.frame.size(), believed.tick).size();
+  const bool alone = strangers == 0;
+  const bool troubled = strays_.contains(believed.frame[0]);
+  // Each copy may be answered twice. Where nothing of the kind was seen lately, that is reckoned with for one copy alone.
+  const std::size_t times = alone && !troubled ? 1 : 2 * copies_.Copies() - Alike(believed.frame);
+  if (!alone && came_.size() > 1) settled_ = believed.tick + lateness_.SoonMs(believed.request[0]) / 2;
   std::vector<Arrival> strays;
-  std::size_t own = 0;
+  std::size_t taken = 0;
+  const std::size_t mostTaken = troubled ? (Alike(believed.frame) + 1) / 2 : came_.size();
   for (Arrival& each : std::exchange(came_, {})) {
-    const bool same = each.frame == believed.frame;
-    const bool countsNot = same && (mayBeStrangers || (++own > 1 && doubles_));
-    if (!countsNot && (!same || !TakeOff(current_, each.tick))) strays.push_back(std::move(each));
+    if ((status && !alone) || each.frame != believed.frame) {
+      strays.push_back(std::move(each));
+    } else if (++taken <= mostTaken) {
+      copies_.Answered(each.tick);
+    }
   }
-  if (!status) {
-    current_.length = believed.frame.size();
-    answered_.push_back({current_.request, believed.frame, believed.tick});
+  lateness_.Answered(believed.request[0]);
+  ++calm_[believed.frame[0]];
+  if (status) {
+    quiet_ = believed.tick + marginMs_;
+  } else {
+    Remember(believed, times);
   }
-  late_[current_.request[0]].silences = 0;
   Close();
-  for (const Arrival& each : strays) Settle(each.frame, each.tick);
+  for (const Arrival& each : strays) {
+    if (status) unbelieved_.push_back(each);
+    Stray(each);
+  }
 }
 
 void OwedAnswers::CameStray(Bytes frame, std::uint32_t tick) {
   Forget(tick);
-  Settle(frame, tick);
+  strays_[frame[0]] = tick;
+  calm_[frame[0]] = 0;
+  Stray({{}, Frame(frame.begin(), frame.end()), tick});
 }
 
-bool OwedAnswers::CanAnswer(const Run& run, Bytes frame, std::uint32_t tick) const {
-  if (run.strays >= run.sent.size() || (run.request[0] != frame[0] && run.request[0] != 0)) return false;
-  if (Left(run, run.sent.back(), tick) <= 0) return false;
-  return FitsLength(run.length, frame.size()) || frame.size() == kStatusFrame;
-}
-
-// Whose it was is a guess, the latest request's that it can answer; so the copies stay until their time is over, and the guess
-// serves to tell how late the meter is. One that answers nothing was sent twice.
-void OwedAnswers::Settle(Bytes frame, std::uint32_t tick) {
-  if (frame.size() > kStatusFrame) answered_.push_back({{}, Frame(frame.begin(), frame.end()), tick});
-  const auto owed = std::find_if(runs_.rbegin(), runs_.rend(), [&](const Run& run) { return CanAnswer(run, frame, tick); });
-  if (owed != runs_.rend()) {
-    Guess(*owed, tick);
-  } else if (CanAnswer(current_, frame, tick)) {
-    Guess(current_, tick);
+void OwedAnswers::Stray(const Arrival& arrival) {
+  if (arrival.frame.size() > kStatusFrame) {
+    answered_.push_back({{}, arrival.frame, arrival.tick});
   } else {
-    NoteDouble(tick);
+    quiet_ = arrival.tick + marginMs_;
   }
-}
-
-void OwedAnswers::Guess(Run& run, std::uint32_t tick) {
-  run.worstMs = std::max(run.worstMs, Since(run.sent[run.strays], tick));
-  const bool newestWasLate = Since(run.sent.back(), tick) > answerMs_;
-  if (++run.strays >= run.sent.size() || newestWasLate) NoteLateness(run);
-}
-
-// The oldest copy goes, so that what is left is held the longest.
-bool OwedAnswers::TakeOff(Run& run, std::uint32_t tick) {
-  if (run.sent.empty()) return false;
-  run.worstMs = std::max(run.worstMs, Since(run.sent.front(), tick));
-  const bool newestWasLate = Since(run.sent.back(), tick) > answerMs_;
-  run.sent.erase(run.sent.begin());
-  run.strays = std::min(run.strays, run.sent.size());
-  if (run.sent.empty() && run.copies == 1) late_[run.request[0]].usualMs = std::max<std::uint32_t>(run.worstMs, 1);
-  // With all copies answered none was lost, so the first answer was the first copy's.
-  if (run.sent.empty() || newestWasLate) NoteLateness(run);
-  return true;
-}
-
-void OwedAnswers::NoteLateness(const Run& run) {
-  Lateness& late = late_[run.request[0]];
-  if (run.worstMs <= answerMs_) {
-    late.worstMs -= late.worstMs / kLatenessDecay;
-    if (late.worstMs <= answerMs_) late.worstMs = 0;
-    return;
-  }
-  late.worstMs = std::max(late.worstMs, run.worstMs);
-  if (run.worstMs <= late.toldMs / 2 * 3) return;
-  late.toldMs = run.worstMs;
-  if (listener_) listener_(run.request[0], (run.worstMs + kToldStepMs / 2) / kToldStepMs * kToldStepMs);
+  copies_.CameStray(arrival.frame, arrival.tick);
 }
 
 void OwedAnswers::StayedSilent() {
-  if (current_.request.empty()) return;
-  Lateness& late = late_[current_.request[0]];
-  if (late.worstMs != 0 && ++late.silences >= kSilencesToForgetLateness) {
-    late.worstMs = 0;
-    late.silences = 0;
-  }
+  if (copies_.Last().empty()) return;
+  lateness_.StayedSilent(copies_.Last()[0]);
+  calm_[copies_.Last()[0]] = 0;
 }
 
-std::uint32_t OwedAnswers::AnswerWaitMs(std::uint8_t address) const {
-  const auto late = late_.find(address);
-  if (late == late_.end() || late->second.worstMs == 0) return answerMs_;
-  return std::max(answerMs_, std::min(late->second.worstMs / 2 * 3, kLongestAnswerWaitMs));
+std::size_t OwedAnswers::MostStrangersFor(Bytes request) const {
+  if (IsCommand(request)) return 0;
+  const auto known = known_.find(Frame(request.begin(), request.end()));
+  if (known == known_.end()) return kMostStrangers;
+  if (known->second.changes) return 0;
+  return known->second.alike < kAlikeToStandStill ? kMostStrangers : SIZE_MAX;
 }
 
-// Twice as long as its answers take, so that a second copy that was sent without need is met and not left behind.
-std::uint32_t OwedAnswers::SoonMs(std::uint8_t address) const {
-  const auto late = late_.find(address);
-  const std::uint32_t most = AnswerWaitMs(address);
-  return late == late_.end() || late->second.usualMs == 0 ? most : std::min(most, 2 * late->second.usualMs);
+std::size_t OwedAnswers::KnownLength(Bytes request) const {
+  const auto known = known_.find(Frame(request.begin(), request.end()));
+  return known == known_.end() ? 0 : known->second.frame.size();
 }
 
 std::uint32_t OwedAnswers::PutOffMs(Bytes request, std::uint32_t tick) {
   Forget(tick);
-  if (request.empty() || Same(current_.request, request)) return 0;
-  std::int32_t putOff = 0;
-  std::vector<std::int32_t> left;
-  const auto changing = changing_.find(KindOf(request));
-  const bool changes = changing != changing_.end();
-  const auto look = [&](const Run& run) {
-    if (!MayMeet(run.request, request)) return;
-    for (const std::uint32_t sent : run.sent) {
-      if (Left(run, sent, tick) <= 0) continue;
-      putOff = std::max(putOff, static_cast<std::int32_t>(sent + SoonMs(run.request[0]) - tick));
-      left.push_back(Left(run, sent, tick));
-      const bool alone = IsCommand(request) ? IsCommand(run.request) : changes && FitsLength(run.length, changing->second);
-      if (alone) putOff = std::max(putOff, left.back());
-    }
-  };
-  for (const Run& run : runs_) look(run);
-  look(current_);
+  if (request.empty() || std::ranges::equal(copies_.Last(), request)) return 0;
+  std::uint32_t putOff = settled_ ? Until(*settled_, tick) : 0;
+  // What a doubled status says is said of the command before.
+  if (quiet_ && IsCommand(request)) putOff = std::max(putOff, Until(*quiet_, tick));
+  const std::size_t length = KnownLength(request);
+  std::vector<std::uint32_t> left;
+  for (const OwedCopies::Owed& each : copies_.InTheWayOf(request, tick)) {
+    putOff = std::max(putOff, each.soonMs);
+    if (each.Fits(length)) left.push_back(each.leftMs);
+  }
   std::ranges::sort(left, std::greater());
-  if (left.size() > kMostStrangers) putOff = std::max(putOff, left[kMostStrangers]);
-  return static_cast<std::uint32_t>(std::max(putOff, 0));
+  const std::size_t most = MostStrangersFor(request);
+  return left.size() > most ? std::max(putOff, left[most]) : putOff;
 }
 
-void OwedAnswers::ValuesChange() {
-  if (!came_.empty()) changing_[KindOf(current_.request)] = came_.back().frame.size();
+bool OwedAnswers::ValuesChange(std::uint32_t tick) {
+  if (came_.empty()) return false;
+  std::size_t mostAlike = 0;
+  for (const Arrival& each : came_) mostAlike = std::max(mostAlike, Alike(each.frame));
+  if (came_.size() - mostAlike <= MostStrange({copies_.Last(), came_.back().frame, tick})) return false;
+  Known& known = known_[copies_.Last()];
+  if (known.frame.empty()) known.frame = came_.back().frame;
+  known.changes = true;
+  return true;
 }
 
 std::uint32_t OwedAnswers::UntilAloneMs(std::uint32_t tick) {
   Forget(tick);
-  std::int32_t until = 0;
-  for (const Run& run : runs_) {
-    if (!MayMeet(run.request, current_.request)) continue;
-    for (const std::uint32_t sent : run.sent) until = std::max(until, Left(run, sent, tick));
+  std::uint32_t until = 0;
+  for (const OwedCopies::Owed& each : copies_.InTheWayOf(copies_.Last(), tick)) until = std::max(until, each.leftMs);
+  for (const Arrival& each : answered_) {
+    if (each.times > 1 && Alike(each.frame) != 0)
+      until = std::max(until, Until(each.tick + kLongestLatenessMs + marginMs_, tick));
   }
-  return static_cast<std::uint32_t>(until);
+  return until;
 }
 
 }  // namespace ostrel::host

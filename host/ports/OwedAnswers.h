@@ -1,39 +1,29 @@
-// Which answers may still be on their way. Answers carry no number, so one that comes after its request was given up looks
-// like the answer to the next request: a wrong value with good quality. The account keeps every copy of a request that was
-// sent and not answered, until it is certain that no answer to it comes any more, and says of an answer how many strangers
-// could stand in its place.
+// Which answers may be believed. Answers carry no number, so one that comes after its request was given up looks like the
+// answer to the next request: a wrong value with good quality. OwedCopies says how many strangers may come in the place of
+// an answer; a line may also bring an answer twice.
 //
-// An answer is believed when it has come once more often, byte by byte the same, than strangers may still come: at least one
-// of them then is the request's own. On a line where nothing is owed that is the first one. It holds whether the line keeps
-// the order of its answers or not, and needs no wait. Where a copy was answered so late that no wait would have taken it for
-// possible, it does not hold: see HorizonMs.
-//
-// A line that brings more answers than it was asked doubles them. For a minute from then on each stranger may come twice.
+// An answer is believed when it has come once more often, byte by byte the same, than strangers and their doubles may still
+// come: at least one of them then is the request's own. On a line where nothing is owed that is the first one, unless the
+// same bytes came just before for another request. It holds whether the line keeps the order of its answers or not, and needs
+// no wait. Where a copy was answered so late that no wait would have taken it for possible, it does not hold: see OwedCopies.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <map>
+#include <optional>
 #include <span>
 #include <vector>
 
+#include "host/ports/OwedCopies.h"
+
 namespace ostrel::host {
-
-/// No answer that comes later than this after its request is reckoned with, unless the time-out is long or the meter was seen
-/// to be later still; ms. Modems and loaded serial servers stay below.
-inline constexpr std::uint32_t kLongestLatenessMs = 2500;
-/// The most that a meter is waited for because it was late before; ms.
-inline constexpr std::uint32_t kLongestAnswerWaitMs = 3000;
-
-/// Told when a meter's answers are seen to come after the time-out, and again when they come much later than was told.
-using LateListener = std::function<void(std::uint8_t address, std::uint32_t latenessMs)>;
 
 class OwedAnswers {
  public:
   using Frame = std::vector<std::uint8_t>;
 
-  explicit OwedAnswers(LateListener listener = {}) : listener_(std::move(listener)) {}
+  explicit OwedAnswers(LateListener listener = {}) : lateness_(std::move(listener)), copies_(lateness_) {}
 
   /// `answerMs`: the time-out, `marginMs`: added to every horizon.
   void SetTimes(std::uint32_t answerMs, std::uint32_t marginMs);
@@ -48,71 +38,60 @@ class OwedAnswers {
   void StayedSilent();
 
   /// How long sending `request` has to be put off, by ms; 0: it can go now. Copies that should arrive any moment are waited
-  /// for, and so are commands, since "done" answers them all and none is sent twice to make sure.
+  /// for. A command waits until nothing is owed, since "done" answers them all and none is sent twice to make sure.
   [[nodiscard]] std::uint32_t PutOffMs(std::span<const std::uint8_t> request, std::uint32_t tick);
-  /// The answers to the last request differ from copy to copy. From now on such requests go when they are alone.
-  void ValuesChange();
+  /// More different answers to the last request came than strangers can be among them: what is asked for changes by the moment.
+  /// From now on such requests go when they are alone.
+  [[nodiscard]] bool ValuesChange(std::uint32_t tick);
   /// Until no stranger is left for the last request; ms.
   [[nodiscard]] std::uint32_t UntilAloneMs(std::uint32_t tick);
   /// How long an answer of this meter is waited for; ms.
-  [[nodiscard]] std::uint32_t AnswerWaitMs(std::uint8_t address) const;
+  [[nodiscard]] std::uint32_t AnswerWaitMs(std::uint8_t address) const { return lateness_.AnswerWaitMs(address); }
 
  private:
-  /// The copies of one request from its first sending until it was answered or given up.
-  struct Run {
-    Frame request;
-    std::vector<std::uint32_t> sent;  // ticks of the copies that are not answered
-    std::size_t length = 0;           // of an answer to it; 0: unknown
-    std::uint32_t copies = 0;         // sent in all
-    std::uint32_t worstMs = 0;        // of its answers so far
-    std::size_t strays = 0;           // that came and may be answers to `sent`
-  };
   struct Arrival {
+    Frame request;  // that was answered; empty: none
     Frame frame;
     std::uint32_t tick;
+    std::size_t times = 1;  // that it may come again
   };
-  struct Answered {
-    Frame request;
-    Frame frame;
-    std::uint32_t tick;
-  };
-  struct Lateness {
-    std::uint32_t worstMs = 0;  // 0: within the time-out
-    std::uint32_t toldMs = 0;
-    std::uint32_t usualMs = 0;  // of the last request that one copy and one answer made up; 0: none yet
-    int silences = 0;
+  /// What is known of the answers to a request.
+  struct Known {
+    Frame frame;             // the last one
+    std::uint32_t tick = 0;  // when it came
+    int alike = 0;           // so many in a row were this one
+    bool changes = false;    // from copy to copy
   };
 
-  [[nodiscard]] std::uint32_t HorizonMs(const Run& run) const;
-  /// ms from now until the copy is settled by time alone; not positive when it is.
-  [[nodiscard]] bool CanAnswer(const Run& run, std::span<const std::uint8_t> frame, std::uint32_t tick) const;
-  [[nodiscard]] std::int32_t Left(const Run& run, std::uint32_t sent, std::uint32_t tick) const;
   void Forget(std::uint32_t tick);
-  /// Copies of other requests whose answer, of this length (0: any), may come in place of the last request's.
-  [[nodiscard]] std::size_t Strangers(std::size_t frameLength, std::uint32_t tick) const;
+  /// Frames of this kind that may come without being the last request's.
+  [[nodiscard]] std::size_t MostStrange(const Arrival& arrival) const;
+  [[nodiscard]] std::size_t Alike(std::span<const std::uint8_t> frame) const;
   [[nodiscard]] bool IsBelievable(const Arrival& arrival) const;
-  [[nodiscard]] bool HasTwin(std::span<const std::uint8_t> frame) const;
-  void Settle(std::span<const std::uint8_t> frame, std::uint32_t tick);
-  void Guess(Run& run, std::uint32_t tick);
-  void NoteDouble(std::uint32_t tick);
-  bool TakeOff(Run& run, std::uint32_t tick);
+  [[nodiscard]] bool StandsStill(const Arrival& arrival) const;
+  void Remember(const Arrival& believed, std::size_t times);
+  /// How often the same frame, which was another request's lately, may come again. A meter whose answers have been calm for long
+  /// is trusted not to send them twice: many are alike, such as those of unused tariffs.
+  [[nodiscard]] std::size_t Twins(std::span<const std::uint8_t> frame) const;
+  void Stray(const Arrival& arrival);
   void Believe(const Arrival& believed);
-  /// How long a copy that should be answered soon is waited for; ms.
-  [[nodiscard]] std::uint32_t SoonMs(std::uint8_t address) const;
   void Close();
-  void NoteLateness(const Run& run);
+  /// The request is put off until no more copies may be taken for its answer.
+  [[nodiscard]] std::size_t MostStrangersFor(std::span<const std::uint8_t> request) const;
+  /// Of the answers to the request; 0: unknown.
+  [[nodiscard]] std::size_t KnownLength(std::span<const std::uint8_t> request) const;
 
-  LateListener listener_;
-  std::uint32_t answerMs_ = 500;
+  Lateness lateness_;
+  OwedCopies copies_;
   std::uint32_t marginMs_ = 100;
-  std::vector<Run> runs_;      // of earlier requests
-  Run current_;                // of the request sent last
-  std::vector<Arrival> came_;  // for it, not believed so far
-  std::vector<Answered> answered_;
-  std::map<std::uint8_t, Lateness> late_;
-  std::map<Frame, std::size_t> changing_;  // kinds of requests whose answers change by the moment, and how long these are
-  bool doubles_ = false;
-  std::uint32_t doubledAt_ = 0;  // last
+  std::vector<Arrival> came_;                     // for the last request, not believed so far
+  std::vector<Arrival> answered_;                 // lately
+  std::vector<Arrival> unbelieved_;               // lately, for requests that another followed before they were answered
+  std::map<std::uint8_t, int> calm_;              // by meter, answers in a row with nothing that should not have come
+  std::map<Frame, Known> known_;                  // by request
+  std::map<std::uint8_t, std::uint32_t> strays_;  // by meter, the tick at which one came last
+  std::optional<std::uint32_t> settled_;          // the tick until which copies of the last request are still waited for
+  std::optional<std::uint32_t> quiet_;  // the tick before which no command goes, for a double of the last status may come
 };
 
 }  // namespace ostrel::host

@@ -10,11 +10,10 @@
 namespace ostrel::host {
 namespace {
 
-/// After this many more copies the values are taken to change from one to the next.
-constexpr int kMostCopies = 4;
+/// One answer is asked for so often at the most, and once more when no other can come in its place.
+constexpr int kMostCopies = 8;
 
-/// Address, status, check; a request of as many bytes is the test of the connection, which is its own answer.
-constexpr std::size_t kStatusFrame = 4;
+/// A request of address, code and check, which is its own answer.
 constexpr std::size_t kConnectionTest = 4;
 
 }  // namespace
@@ -173,7 +172,6 @@ void PortLine::Learn(std::span<const std::uint8_t> answer) {
 }
 
 void PortLine::LetStrangersPass() {
-  owed_->ValuesChange();
   const std::uint32_t start = platform::TickCount();
   for (;;) {
     const std::uint32_t left = owed_->UntilAloneMs(platform::TickCount());
@@ -186,10 +184,14 @@ void PortLine::LetStrangersPass() {
 // `count`: the piece that has just come. An answer in pieces of which some were handed out cannot be taken back; its last one
 // is kept back instead, and the caller asks again.
 std::size_t PortLine::AskUntilBelieved(std::uint8_t* buffer, std::size_t wanted, std::size_t count) {
-  for (int copies = 0; count != 0 && HasRightCheck(answer_); ++copies) {
+  bool alone = false;
+  for (int copies = 1; count != 0 && HasRightCheck(answer_); ++copies) {
     if (owed_->Came(answer_, platform::TickCount())) return count;
     if (answer_.size() != count || copies > kMostCopies) return 0;
-    if (copies == kMostCopies) LetStrangersPass();
+    if (!alone && (owed_->ValuesChange(platform::TickCount()) || copies == kMostCopies)) {
+      LetStrangersPass();
+      alone = true;
+    }
     bool silent = false;
     DropInput(QuietMs());  // more may be right behind it
     if (options_.pauseMs != 0) platform::Sleep(options_.pauseMs);

@@ -128,7 +128,7 @@ void ChannelWorker::Write(const WriteOrder& order) {
   for (const auto& slot : slots_) {
     if (slot->meter->config.name != order.meter) continue;
     const std::size_t tag = slot->meter->FindTag(order.tag);
-    host::CheckWrite(slot->meter->tags[tag].definition, order.value);
+    host::CheckWrite(slot->meter->tags[tag], order.value);
     const std::lock_guard lock(writeMutex_);
     orders_.push_back(order);
     return;

@@ -6,10 +6,10 @@
 
 #include "Protocol/model/TagCatalogue.h"
 #include "platform/text.h"
-#include "simulator/Expectation.h"
 #include "tests/campaign/Plants.h"
 #include "tests/campaign/Site.h"
 #include "tests/campaign/Violation.h"
+#include "tests/expectation/Expectation.h"
 
 namespace ostrel::campaign {
 namespace {

@@ -134,8 +134,8 @@ TEST(PortLine, TakesNoAnswerOfAnotherMeterAndOneOfItsOwnOnlyWhenItCanBeNoOther) 
       {"another meter's before its own", {}, {glued}, own, 1},
       {"another meter owes", {2, 5, 1}, {own}, own, 1},
       {"the same answer is owed", {1, 5, 2}, {own}, own, 1},
-      {"another one is owed: twice the same", {1, 5, 1}, {own, own}, own, 2},
-      {"another one is owed and comes", {1, 5, 1}, {late, own, own}, own, 3},
+      {"another one is owed, and may come twice", {1, 5, 1}, {own, own, own}, own, 3},
+      {"another one is owed and comes", {1, 5, 1}, {late, own, own, own}, own, 4},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
