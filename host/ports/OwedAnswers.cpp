@@ -17,6 +17,8 @@ constexpr std::uint32_t kStandsStillMs = 300'000;
 constexpr std::uint32_t kTroubledMs = 600'000;
 /// After so many answers as they should be a meter is calm.
 constexpr int kCalmAfter = 200;
+/// The status of a meter that wants its password first.
+constexpr std::uint8_t kChannelClosed = 5;
 /// An export asks thousands of requests once.
 constexpr std::size_t kMostKnown = 1000;
 
@@ -56,9 +58,17 @@ void OwedAnswers::Close() {
   }
 }
 
+bool OwedAnswers::SendsOnce(std::uint8_t address) const {
+  const auto calm = calm_.find(address);
+  return calm != calm_.end() && calm->second.sinceStray >= kCalmAfter;
+}
+
+bool OwedAnswers::IsCalm(std::uint8_t address) const {
+  return SendsOnce(address) && calm_.at(address).sinceSilence >= kCalmAfter;
+}
+
 std::size_t OwedAnswers::Twins(Bytes frame) const {
-  const auto calm = calm_.find(frame[0]);
-  if (calm != calm_.end() && calm->second >= kCalmAfter) return 0;
+  if (SendsOnce(frame[0])) return 0;
   std::size_t times = 0;
   for (const Arrival& each : answered_) {
     if (std::ranges::equal(each.frame, frame) && each.request != copies_.Last()) times = std::max(times, each.times);
@@ -124,22 +134,31 @@ void OwedAnswers::Believe(const Arrival& believed) {
   const bool status = believed.frame.size() == kStatusFrame;
   const std::size_t strangers = copies_.Strangers(status ? 0 : believed.frame.size(), believed.tick).size();
   const bool alone = strangers == 0;
+  const bool closed = status && believed.frame[1] == kChannelClosed;
   const bool troubled = strays_.contains(believed.frame[0]);
   // Each copy may be answered twice. Where nothing of the kind was seen lately, that is reckoned with for one copy alone.
   const std::size_t times = alone && !troubled ? 1 : 2 * copies_.Copies() - Alike(believed.frame);
   if (!alone && came_.size() > 1) settled_ = believed.tick + lateness_.SoonMs(believed.request[0]) / 2;
+  const bool moreThanAsked = came_.size() > copies_.Copies();
   std::vector<Arrival> strays;
   std::size_t taken = 0;
   const std::size_t mostTaken = troubled ? (Alike(believed.frame) + 1) / 2 : came_.size();
   for (Arrival& each : std::exchange(came_, {})) {
-    if ((status && !alone) || each.frame != believed.frame) {
+    if (closed && alone && !troubled && each.frame != believed.frame) {
+      // One copy was answered by this, though it was not believed, and the next by a meter that closes its channel at once.
+      copies_.Answered(each.tick);
+      unbelieved_.push_back(std::move(each));
+    } else if ((status && !alone) || each.frame != believed.frame) {
       strays.push_back(std::move(each));
     } else if (++taken <= mostTaken) {
       copies_.Answered(each.tick);
     }
   }
   lateness_.Answered(believed.request[0]);
-  ++calm_[believed.frame[0]];
+  Calm& calm = calm_[believed.frame[0]];
+  if (moreThanAsked) calm.sinceStray = 0;
+  ++calm.sinceStray;
+  ++calm.sinceSilence;
   if (status) {
     quiet_ = believed.tick + marginMs_;
   } else {
@@ -155,11 +174,14 @@ void OwedAnswers::Believe(const Arrival& believed) {
 void OwedAnswers::CameStray(Bytes frame, std::uint32_t tick) {
   Forget(tick);
   strays_[frame[0]] = tick;
-  calm_[frame[0]] = 0;
+  calm_[frame[0]].sinceStray = 0;
   Stray({{}, Frame(frame.begin(), frame.end()), tick});
 }
 
 void OwedAnswers::Stray(const Arrival& arrival) {
+  const bool cameBefore =
+      std::ranges::any_of(answered_, [&](const Arrival& each) { return !each.request.empty() && each.frame == arrival.frame; });
+  if (cameBefore) calm_[arrival.frame[0]].sinceStray = 0;
   if (arrival.frame.size() > kStatusFrame) {
     answered_.push_back({{}, arrival.frame, arrival.tick});
   } else {
@@ -171,7 +193,7 @@ void OwedAnswers::Stray(const Arrival& arrival) {
 void OwedAnswers::StayedSilent() {
   if (copies_.Last().empty()) return;
   lateness_.StayedSilent(copies_.Last()[0]);
-  calm_[copies_.Last()[0]] = 0;
+  calm_[copies_.Last()[0]].sinceSilence = 0;
 }
 
 std::size_t OwedAnswers::MostStrangersFor(Bytes request) const {
@@ -192,7 +214,7 @@ std::uint32_t OwedAnswers::PutOffMs(Bytes request, std::uint32_t tick) {
   if (request.empty() || std::ranges::equal(copies_.Last(), request)) return 0;
   std::uint32_t putOff = settled_ ? Until(*settled_, tick) : 0;
   // What a doubled status says is said of the command before.
-  if (quiet_ && IsCommand(request)) putOff = std::max(putOff, Until(*quiet_, tick));
+  if (quiet_ && IsCommand(request) && !IsCalm(request[0])) putOff = std::max(putOff, Until(*quiet_, tick));
   const std::size_t length = KnownLength(request);
   std::vector<std::uint32_t> left;
   for (const OwedCopies::Owed& each : copies_.InTheWayOf(request, tick)) {

@@ -63,6 +63,12 @@ class OwedAnswers {
     bool changes = false;    // from copy to copy
   };
 
+  /// Answers in a row.
+  struct Calm {
+    int sinceStray = 0;
+    int sinceSilence = 0;
+  };
+
   void Forget(std::uint32_t tick);
   /// Frames of this kind that may come without being the last request's.
   [[nodiscard]] std::size_t MostStrange(const Arrival& arrival) const;
@@ -70,8 +76,12 @@ class OwedAnswers {
   [[nodiscard]] bool IsBelievable(const Arrival& arrival) const;
   [[nodiscard]] bool StandsStill(const Arrival& arrival) const;
   void Remember(const Arrival& believed, std::size_t times);
-  /// How often the same frame, which was another request's lately, may come again. A meter whose answers have been calm for long
-  /// is trusted not to send them twice: many are alike, such as those of unused tariffs.
+  /// Of a meter from which nothing has come for long that was not asked for.
+  [[nodiscard]] bool SendsOnce(std::uint8_t address) const;
+  /// And which has answered each time.
+  [[nodiscard]] bool IsCalm(std::uint8_t address) const;
+  /// How often the same frame, which was another request's lately, may come again. A meter that sends once for
+  /// long is trusted to: many answers are alike, such as those of unused tariffs.
   [[nodiscard]] std::size_t Twins(std::span<const std::uint8_t> frame) const;
   void Stray(const Arrival& arrival);
   void Believe(const Arrival& believed);
@@ -87,7 +97,7 @@ class OwedAnswers {
   std::vector<Arrival> came_;                     // for the last request, not believed so far
   std::vector<Arrival> answered_;                 // lately
   std::vector<Arrival> unbelieved_;               // lately, for requests that another followed before they were answered
-  std::map<std::uint8_t, int> calm_;              // by meter, answers in a row with nothing that should not have come
+  std::map<std::uint8_t, Calm> calm_;             // by meter
   std::map<Frame, Known> known_;                  // by request
   std::map<std::uint8_t, std::uint32_t> strays_;  // by meter, the tick at which one came last
   std::optional<std::uint32_t> settled_;          // the tick until which copies of the last request are still waited for

@@ -18,7 +18,7 @@ poll_period_s = 0
 name = "feeder"
 address = 12
 type = "СЭТ-4ТМ.02М,03М"
-level1_password = "abc"
+level1_password = "abcdef"
 level2_password = "secret"
 tags = ["Frequency"]
 )";

@@ -103,7 +103,7 @@ TEST(Writes, OutsideTheirRangeNeverReachTheLine) {
       "poll_period_s = 0",
       MeterTable("feeder", 1, 1,
                  "tags = [\"Frequency\"]\nread_only = [\"*Sunday\"]\n"
-                 "writable = [\"Limit*Day\", \"Limit*Sunday\", \"LimitEnergy*\", \"Time *\", \"*Command\", \"Current T*\"]"),
+                 "writable = [\"Limit*WeekDay\", \"Limit*Sunday\", \"LimitEnergy*\", \"Time *\", \"*Command\", \"Current T*\"]"),
       "write_log = \"" + bench.File("writes.log") + "\"\ntrace = { file = \"" + bench.File("trace.log") + "\" }");
   for (const auto& row : rows) {
     const HostRun run = bench.Run({"write", "--meter", "feeder", row.tag, row.value});
