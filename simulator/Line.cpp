@@ -125,6 +125,11 @@ bool Line::Meets(std::size_t faultIndex, std::uint8_t address) {
   return fault.chance == 0 || random_.Unit() < fault.chance;
 }
 
+void Line::AddNoise(std::uint32_t mostBytes, Bytes& bytes) {
+  std::generate_n(std::back_inserter(bytes), 1 + random_.Below(std::max<std::uint32_t>(1, mostBytes)),
+                  [this] { return static_cast<std::uint8_t>(random_.Next()); });
+}
+
 void Line::Spoil(const Fault& fault, std::span<const std::uint8_t> request, std::int64_t utcMs, Passing& passing) {
   switch (fault.kind) {
     case FaultKind::LostByte:
@@ -150,9 +155,7 @@ void Line::Spoil(const Fault& fault, std::span<const std::uint8_t> request, std:
       passing.before.assign(request.begin(), request.end());
       return;
     case FaultKind::Noise:
-      std::generate_n(std::back_inserter(passing.before), 1 + random_.Below(std::max<std::uint32_t>(1, fault.bytes)),
-                      [this] { return static_cast<std::uint8_t>(random_.Next()); });
-      return;
+      return AddNoise(fault.bytes, passing.before);
     case FaultKind::Silence:
       passing.answer.clear();
       return;

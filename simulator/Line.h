@@ -65,6 +65,7 @@ class Line {
 
   [[nodiscard]] bool Meets(std::size_t faultIndex, std::uint8_t address);
   [[nodiscard]] Passing Ask(std::span<const std::uint8_t> request, std::int64_t utcMs);
+  void AddNoise(std::uint32_t mostBytes, std::vector<std::uint8_t>& bytes);
   void Spoil(const Fault& fault, std::span<const std::uint8_t> request, std::int64_t utcMs, Passing& passing);
   [[nodiscard]] std::vector<Delivery> Schedule(const Passing& passing, std::size_t requestBytes) const;
   void Queue(std::int64_t utcMs, std::vector<Delivery>& deliveries);

@@ -132,8 +132,7 @@ bool OwedAnswers::Came(Bytes frame, std::uint32_t tick) {
 // some may have been doubles, so that as many of its own are still to come: the next request waits until these are in.
 void OwedAnswers::Believe(const Arrival& believed) {
   const bool status = believed.frame.size() == kStatusFrame;
-  const std::size_t strangers = copies_.Strangers(status ? 0 : believed.frame.size(), believed.tick).size();
-  const bool alone = strangers == 0;
+  const bool alone = copies_.Strangers(status ? 0 : believed.frame.size(), believed.tick).empty();
   const bool closed = status && believed.frame[1] == kChannelClosed;
   const bool troubled = strays_.contains(believed.frame[0]);
   // Each copy may be answered twice. Where nothing of the kind was seen lately, that is reckoned with for one copy alone.
