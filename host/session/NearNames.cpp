@@ -47,25 +47,25 @@ std::size_t EditDistance(std::string_view left, std::string_view right) {
 
 std::vector<std::string> NearNames(std::string_view name, const std::vector<std::string>& known, std::size_t limit) {
   const std::string lower = LowerText(name);
-  std::vector<std::pair<std::size_t, std::string>> near;
+  std::vector<std::pair<std::size_t, std::string>> closest;
   for (const std::string& candidate : known) {
     const std::size_t distance = EditDistance(name, candidate);
     const bool contains = !lower.empty() && LowerText(candidate).find(lower) != std::string::npos;
-    if (contains || distance <= std::max(name.size(), candidate.size()) / 2) near.emplace_back(distance, candidate);
+    if (contains || distance <= std::max(name.size(), candidate.size()) / 2) closest.emplace_back(distance, candidate);
   }
-  std::stable_sort(near.begin(), near.end(), [](const auto& left, const auto& right) { return left.first < right.first; });
+  std::stable_sort(closest.begin(), closest.end(), [](const auto& left, const auto& right) { return left.first < right.first; });
   std::vector<std::string> names;
-  for (std::size_t i = 0; i < near.size() && i < limit; ++i) names.push_back(near[i].second);
+  for (std::size_t i = 0; i < closest.size() && i < limit; ++i) names.push_back(closest[i].second);
   return names;
 }
 
 std::string DidYouMean(std::string_view name, const std::vector<std::string>& known) {
-  const std::vector<std::string> near = NearNames(name, known);
-  if (near.empty()) return {};
+  const std::vector<std::string> closest = NearNames(name, known);
+  if (closest.empty()) return {};
   std::string text = "; did you mean ";
-  for (std::size_t i = 0; i < near.size(); ++i) {
-    if (i != 0) text += i + 1 == near.size() ? " or " : ", ";
-    text += '"' + near[i] + '"';
+  for (std::size_t i = 0; i < closest.size(); ++i) {
+    if (i != 0) text += i + 1 == closest.size() ? " or " : ", ";
+    text += '"' + closest[i] + '"';
   }
   return text + '?';
 }
