@@ -74,8 +74,14 @@ TEST(CProtocol, EndsEveryTagOnceInTheOrderOfMetersAndLists) {
   EXPECT_EQ((std::vector<int>{3, 1, 4, 0, 2}), ended) << "the removed meter's own come last";
 }
 
-/// Another destructor, and nothing else of its own.
-class Derived final : public CProtocol {};
+/// Another destructor, and nothing else of its own. It does something, or a compiler may enter the base's in its place.
+class Derived final : public CProtocol {
+ public:
+  static inline int ended = 0;
+
+ private:
+  ~Derived() override { ++ended; }
+};
 
 // Hosts that end the object by its table find the entry (or the two, as this compiler has them) directly behind slot 23.
 TEST(CProtocol, TheDestructorStandsBehindTheLastSlot) {
@@ -90,6 +96,7 @@ TEST(CProtocol, TheDestructorStandsBehindTheLastSlot) {
   }
   base->Release();
   derived->Release();
+  EXPECT_EQ(1, Derived::ended);
 }
 
 TEST(CProtocol, CopiesARecordOfItsOwnTable) {
