@@ -5,6 +5,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <ctime>
@@ -12,9 +13,11 @@
 namespace ostrel::platform {
 namespace {
 
-volatile std::sig_atomic_t interrupted = 0;
+// Set by a signal and asked by every thread.
+std::atomic<bool> interrupted{false};
+static_assert(std::atomic<bool>::is_always_lock_free);
 
-void OnSignal(int) { interrupted = 1; }
+void OnSignal(int) { interrupted = true; }
 
 // A background job that reads its terminal is stopped by the system.
 bool MayReadInput() { return isatty(STDIN_FILENO) == 0 || tcgetpgrp(STDIN_FILENO) == getpgrp(); }
@@ -29,7 +32,7 @@ void CatchInterrupt() {
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaction(number, &action, nullptr);
 }
 
-bool Interrupted() { return interrupted != 0; }
+bool Interrupted() { return interrupted; }
 
 std::vector<std::string> Arguments(int count, char** arguments) { return {arguments + 1, arguments + count}; }
 
