@@ -113,7 +113,7 @@ TEST_F(Readings, ShowWhatTheAnswersMean) {
       EXPECT_EQ(row[3], TextOf(tag));
       continue;
     }
-    const float expected = std::stof(row[3]);
+    const float expected = FloatOf(row[3]);
     const float shown = NumberOf(tag);
     EXPECT_TRUE(expected == shown || (std::isnan(expected) && std::isnan(shown))) << shown << " for " << expected;
     EXPECT_EQ(std::signbit(expected), std::signbit(shown) && !std::isnan(shown));

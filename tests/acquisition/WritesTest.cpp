@@ -54,7 +54,7 @@ class Writes : public testing::Test {
 
 TEST_F(Writes, BecomeTheFramesOfTheMetersDocument) {
   for (const TableRow& row : ReadTable("acquisition/writes.tsv", 3)) {
-    const std::string frame = Written(Numbers(row[0])[0], std::stof(row[1]));
+    const std::string frame = Written(Numbers(row[0])[0], FloatOf(row[1]));
     EXPECT_EQ(0U, pending_) << row[0] << " = " << row[1];
     EXPECT_EQ(row[2].empty() ? 0U : 1U, channel_.Line().RequestCount());
     EXPECT_EQ(result_, channel_.Line().RequestCount());

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -31,6 +32,13 @@ std::vector<std::uint32_t> Numbers(const std::string& text, char mark) {
   std::vector<std::uint32_t> numbers;
   for (const std::string& part : Split(text, mark)) numbers.push_back(static_cast<std::uint32_t>(std::stoul(part)));
   return numbers;
+}
+
+float FloatOf(const std::string& text) {
+  float number = 0;
+  const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), number);
+  EXPECT_TRUE(problem == std::errc() && end == text.data() + text.size()) << text;
+  return number;
 }
 
 }  // namespace ostrel::test

@@ -17,4 +17,7 @@ using TableRow = std::vector<std::string>;
 /// Numbers between blanks, or between the given mark.
 [[nodiscard]] std::vector<std::uint32_t> Numbers(const std::string& text, char mark = ' ');
 
+/// With a decimal point whatever the program's locale is.
+float FloatOf(const std::string& text);
+
 }  // namespace ostrel::test
