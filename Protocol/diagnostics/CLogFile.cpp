@@ -19,8 +19,6 @@ CLogFile::CLogFile(const char* path, std::uint32_t maxKilobytes, bool enabled)
   if (path != nullptr) std::memcpy(fileName_, path, strnlen(path, sizeof fileName_ - 1));
 }
 
-CLogFile::~CLogFile() = default;
-
 void CLogFile::Destroy(std::uint32_t flags) {
   this->CLogFile::~CLogFile();
   if ((flags & 1U) != 0) ::operator delete(static_cast<void*>(this));

@@ -20,7 +20,7 @@ class CLogFile final {
   CLogFile(const char* path, std::uint32_t maxKilobytes, bool enabled);
   CLogFile(const CLogFile&) = delete;
   CLogFile& operator=(const CLogFile&) = delete;
-  ~CLogFile();
+  ~CLogFile() = default;
 
   /// Bit 0 of `flags` frees the memory as well.
   virtual void Destroy(std::uint32_t flags);
