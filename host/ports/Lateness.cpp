@@ -18,7 +18,10 @@ void Lateness::Measured(std::uint8_t address, std::uint32_t ms) {
   Meter& meter = meters_[address];
   meter.usualMs = std::max<std::uint32_t>(ms, 1);
   Suspected(address, ms);
-  if (ms > answerMs_) Tell(address, meter, ms);
+}
+
+void Lateness::CameAfter(std::uint8_t address, std::uint32_t ms) {
+  if (ms > answerMs_) Tell(address, meters_[address], ms);
 }
 
 void Lateness::Suspected(std::uint8_t address, std::uint32_t ms) {

@@ -2,7 +2,7 @@
 //
 // An answer to the only copy of a request, with nothing else owed, shows how long the meter takes. Where a request went out
 // again before its answer came, nobody can say which copy was answered: that only raises a suspicion, which lets the next
-// answer be waited for longer, and so be measured.
+// answer be waited for longer. What then comes after the time-out of an only copy is late for certain, and told.
 #pragma once
 
 #include <cstdint>
@@ -27,6 +27,8 @@ class Lateness {
 
   /// The answer to the only copy of a request took so long.
   void Measured(std::uint8_t address, std::uint32_t ms);
+  /// An answer came so long after the only copy of the last request: be it that one's or an earlier one's, it took no less.
+  void CameAfter(std::uint8_t address, std::uint32_t ms);
   /// One of several answers may have taken so long.
   void Suspected(std::uint8_t address, std::uint32_t ms);
   void Answered(std::uint8_t address) { meters_[address].silences = 0; }

@@ -121,6 +121,7 @@ bool OwedAnswers::Came(Bytes frame, std::uint32_t tick) {
     CameStray(frame, tick);
     return false;
   }
+  copies_.Came(tick);
   came_.push_back({copies_.Last(), Frame(frame.begin(), frame.end()), tick});
   const Arrival believed = came_.back();
   if (!IsBelievable(believed)) return false;

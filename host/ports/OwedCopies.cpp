@@ -69,6 +69,10 @@ void OwedCopies::Close() {
   if (!over.sent.empty()) runs_.push_back(std::move(over));
 }
 
+void OwedCopies::Came(std::uint32_t tick) {
+  if (last_.copies == 1) lateness_.CameAfter(last_.request[0], Since(last_.sent.front(), tick));
+}
+
 // The oldest copy goes, so that what is left is held the longest.
 void OwedCopies::Answered(std::uint32_t tick) {
   if (last_.sent.empty()) return;

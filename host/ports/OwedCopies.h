@@ -37,7 +37,9 @@ class OwedCopies {
   [[nodiscard]] const Frame& Last() const { return last_.request; }
   /// How often the last request was sent.
   [[nodiscard]] std::size_t Copies() const { return last_.copies; }
-  /// An answer to the last request came.
+  /// A frame came that may be an answer to the last request.
+  void Came(std::uint32_t tick);
+  /// It was one.
   void Answered(std::uint32_t tick);
   /// How long such answers are.
   void SetLength(std::size_t length) { last_.length = length; }
