@@ -77,6 +77,7 @@ std::uint32_t STDMETHODCALLTYPE WatchedProtocol::UnlockExchange() {
 std::uint32_t STDMETHODCALLTYPE WatchedProtocol::TransmitAndRecieve(const std::uint8_t* request, std::uint32_t requestLength,
                                                                     std::uint8_t* answer, std::uint32_t* count,
                                                                     std::uint32_t offset) {
+  if (offset == 0) site_.wantedCode = request[1];
   if (offset == 0 && OnPollThread()) site_.CommandPasses({request, requestLength});
   if (Planted("pause-not-kept")) Channel.PreSendPause = 0;
   return CProtocol::TransmitAndRecieve(request, requestLength, answer, count, offset);
@@ -233,9 +234,9 @@ void Site::LogLine(std::string_view bytes) {
   HostIsCalled("the event log");
   const std::string text = platform::Cp1251ToUtf8(std::string(bytes));
   for (const char each : text) scheduler->Note(static_cast<std::uint8_t>(each));
-  // An opening of the access channel tells its own outcome, and the transaction that needed it another; a port that cannot be
-  // opened fails one after another at once.
-  const bool both = line.failed || protocol->Running == 0 || line.record.empty() || line.record.back().request[1] == kOpenChannel;
+  // An opening of the access channel tells its own outcome, also when the line was too noisy to send it, and the transaction
+  // that needed it another; a port that cannot be opened fails one after another at once.
+  const bool both = line.failed || protocol->Running == 0 || wantedCode == kOpenChannel;
   if (text == lastLine && !both && text.find("COM-порта") == std::string::npos)
     Violate("log once", "the log says twice: {}", text);
   lastLine = text;
