@@ -24,6 +24,9 @@ bool ClocksChange(sim::MeterTime time) {
   return (civil.month == 3 && civil.day == 29) || (civil.month == 10 && civil.day == 25);
 }
 
+/// The hour of the memory that has the record of the interval that ends then.
+sim::MeterTime HourOf(sim::MeterTime end) { return (end - 1) / sim::kHour * sim::kHour; }
+
 HistoryValue ReadValue(Site& site, const HistoryItem& item, FILETIME time) {
   HistoryValue value{.Value = {}, .Quality = kUntouched};
   site.protocol->ReadHistoryValue(item.MeterType, &item, &time, &value);
@@ -91,12 +94,17 @@ void Site::CheckComplete(std::size_t meter, std::uint32_t tag, sim::Period asked
   const bool seam = ClocksChange(asked.from) || ClocksChange((asked.from + asked.to) / 2) || ClocksChange(asked.to);
   if (seam || asked.from >= asked.to) return;
   const auto shift = now.wall.Shown(asked.from) - asked.from;
+  const sim::MeterTime from = asked.from - shift;
   std::set<sim::MeterTime> listed;
   for (const FILETIME& time : list.Times) listed.insert(FromFileTime(time) - shift);
-  for (const sim::MeterTime end : sim::ExpectedProfileTimes(now.View(), tag, {asked.from - shift, asked.to - shift})) {
-    if (end > now.now || listed.contains(end)) continue;
-    Violate("right records", "the record of {} was left out of a listing of tag {} of meter {}", WallTimeText(end + shift), tag,
-            plan.meters[meter].spec.address);
+  const std::vector<sim::MeterTime> held = sim::ExpectedProfileTimes(now.View(), tag, {from, asked.to - shift});
+  // A walk that begins in an hour that the meter does not have goes on at the same minute of the next one.
+  const sim::MeterTime firstHour = held.empty() ? from : HourOf(held.front());
+  const sim::MeterTime begins = firstHour > from ? firstHour + from - HourOf(from) : from;
+  for (const sim::MeterTime end : held) {
+    if (end > now.now || end < begins || listed.contains(end)) continue;
+    Violate("right records", "the record of {} was left out of a listing from {} to {} of tag {} of meter {}",
+            WallTimeText(end + shift), WallTimeText(asked.from), WallTimeText(asked.to), tag, plan.meters[meter].spec.address);
   }
 }
 
