@@ -129,7 +129,7 @@ struct Site {
   std::uint8_t lastPolled = 0;
   std::uint8_t wantedCode = 0;  // of the request that was to be sent last
   std::string lastLine;
-  bool logFailed = false;     // from here on the log is not whole
+  std::uint32_t drillsSeen = 0;
   std::set<Bytes> confirmed;  // commands that got a clean "done", until the next client writes
 };
 

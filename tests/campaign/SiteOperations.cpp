@@ -43,7 +43,6 @@ void SignalAndStart(Site& site, const Operation& operation) {
 void RestartSomehow(Site& site, const Operation&) { site.Restart(site.scenario.seed % 2 == 0); }
 
 void FailCall(Site& site, const Operation& operation) {
-  site.logFailed = true;
   callDrill = {.left = static_cast<std::uint32_t>(1 + operation.salt % 3),
                .thread = operation.salt % 2 == 0 ? scheduler->Self() : site.protocol->ThreadId};
 }
