@@ -41,6 +41,7 @@ struct Fibre {
   ucontext_t context{};
   char* stack = nullptr;
   void* sanitizerStack = nullptr;
+  int ownWork = 0;
   std::uint64_t exceptions[2] = {};  // the run-time keeps those in flight by system thread
 };
 
@@ -79,6 +80,7 @@ Scheduler::~Scheduler() {
 }
 
 std::uint32_t Scheduler::Self() const { return running_->id; }
+int& Scheduler::OwnWorkDepth() { return running_->ownWork; }
 
 void Scheduler::Run(unsigned low, unsigned high) {
   CAMPAIGN_SWITCHED(nullptr);

@@ -26,6 +26,7 @@ class Scheduler final : public platform::Clock {
   Fibre* Start(std::string name, Body body);
   void Join(Fibre* fibre);
   [[nodiscard]] std::uint32_t Self() const;  // 1 is the one that made the scheduler
+  [[nodiscard]] int& OwnWorkDepth();
   [[nodiscard]] std::size_t Alive() const { return fibres_.size(); }
 
   void Wait(std::int64_t milliseconds);

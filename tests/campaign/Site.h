@@ -119,6 +119,7 @@ struct Site {
   std::vector<WatchedTag*> tags;  // of the meters that the host has
   std::set<CDeviceTag*> alive;    // the plug-in destroys those of removed meters when it likes
   std::vector<Fibre*> historyThreads;
+  std::set<std::size_t> laidOutAnew;  // meters whose profile was being listed when its period changed
   struct Pass {
     std::uint32_t thread = 0;
     std::int64_t wanted = 0, began = 0, awake = 0, spent = 0;

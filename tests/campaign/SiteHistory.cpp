@@ -47,20 +47,23 @@ void Site::ListProfile(const Operation& operation, std::uint32_t device) {
   TimestampList list{};
   const std::uint32_t changes = tableChanges;
   const std::uint32_t exchanges = line.exchanges;
+  const auto periods = before.meter->Settings().profileMinutes;
   const std::uint32_t listed = protocol->GetHistoryTimestamps(type, tag, device, &from, &to, &list);
   if (changes != tableChanges) return;
   for (std::uint32_t i = 1; i < list.Times.Size(); ++i) {
     if (FromFileTime(list.Times[i]) >= FromFileTime(list.Times[i - 1]))
       Violate("right records", "a listing has {} twice or in the wrong place", WallTimeText(FromFileTime(list.Times[i])));
   }
+  // The simulated memory is laid out anew as a whole when the period changes: what a walk reads meanwhile, and keeps, belongs to
+  // another time. A meter's own memory stays as it was recorded.
+  if (periods != before.meter->Settings().profileMinutes) laidOutAnew.insert(operation.meter);
+  if (laidOutAnew.contains(operation.meter)) return;
   for (const FILETIME& time : list.Times) {
     const HistoryValue value = ReadValue(*this, {.DeviceIndex = device, .MeterType = type, .TagId = tag, .Tariff = 0}, time);
     if (changes != tableChanges) return;
     if (value.Quality == kHistoryGood) CheckPower(operation.meter, tag, FromFileTime(time), value.Value.fltVal);
   }
-  // Who is busy too often may not have told a record, and the walk ended there.
-  const bool willing = plan.meters[operation.meter].spec.busyEvery == 0;
-  if (listed != 0 && willing && !line.Disturbed(exchanges))
+  if (listed != 0 && !line.Disturbed(exchanges))
     CheckComplete(operation.meter, tag, {FromFileTime(from), FromFileTime(to)}, list);
 }
 

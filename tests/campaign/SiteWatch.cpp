@@ -172,15 +172,14 @@ void Site::Look(WatchedTag& tag) {
   if (!IsOwn(tag.kind)) CheckValue(tag);
 }
 
-// The last request that the poll thread sent to this meter is the one that brought the value, whatever copy was answered. The
-// records of an event log are kept for the four tags that show one.
+// The last request that the poll thread sent to this meter is the one that brought the value, whatever copy was answered.
 void Site::CheckValue(const WatchedTag& tag) {
   const MeterPlan& meter = plan.meters[tag.meter];
   const Transaction* const last = line.Last(protocol->ThreadId, meter.spec.address);
   // A month is asked for as the catalogue has it when the meter's clock could not be read.
   const bool anyMonth =
       IsMonth(tag.TagNumber) && last != nullptr && last->request.size() > 2 && (last->request[2] & 0xFE) == 0x30;
-  if (IsLog(tag.kind) || anyMonth) return;
+  if (anyMonth || (IsLog(tag.kind) && meter.known.eventLog == 0)) return;  // nobody asks a log without a number
   std::string held;
   for (std::size_t i = last == nullptr ? 0 : last->moments.size(); i > 0; --i) {
     const auto expected = sim::ExpectedTag(last->moments[i - 1].View(), tag.TagNumber, meter.known.eventLog);
@@ -263,9 +262,7 @@ std::string Site::WhyNotWell() const {
     const MeterPlan& meter = plan.meters[tag->meter];
     const bool refuses = meter.spec.busyEvery != 0 && plan.known.retries == 1;
     const sim::MeterView view = line.meters[tag->meter]->View(scheduler->TrueUtcMs());
-    // Who closes his channel after each answer has nothing to say twice, and a line that brought an answer twice is believed
-    // only what it says twice.
-    const bool excused = meter.twin || refuses || !view.model.HasPower(view.now) || meter.spec.closesAfterEach;
+    const bool excused = meter.twin || refuses || !view.model.HasPower(view.now);
     if (excused || tag->usedSince < 0 || IsOwn(tag->kind) || IsLog(tag->kind) || tag->Quality == kQualityGood) continue;
     return fmt::format("tag {} of meter {} has quality {}", tag->TagNumber, meter.spec.address, tag->Quality);
   }

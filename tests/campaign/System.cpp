@@ -24,7 +24,7 @@ std::map<std::string, LogReader>& Readers() {
 }
 
 bool Fails(Drill& drill) {
-  if (drill.left == 0 || OwnWork::depth > 0 || scheduler == nullptr || scheduler->Self() != drill.thread) return false;
+  if (drill.left == 0 || scheduler == nullptr || scheduler->Self() != drill.thread || OwnWork::Depth() > 0) return false;
   if (--drill.left != 0) return false;
   ++drillsFired;
   return true;
@@ -42,6 +42,11 @@ void Give(void* block) {
 }
 
 }  // namespace
+
+int& OwnWork::Depth() {
+  static int before = 0;
+  return scheduler == nullptr ? before : scheduler->OwnWorkDepth();
+}
 
 void ReadLog(const std::string& path, LogReader reader) { Readers()[path] = std::move(reader); }
 

@@ -19,13 +19,13 @@ inline Drill callDrill;
 /// How many of them have failed by now.
 inline std::uint32_t drillsFired = 0;
 
-/// What the campaign does by itself never fails.
+/// What the campaign does by itself never fails. Other threads go on while one of them sleeps in it.
 struct [[nodiscard]] OwnWork {
-  OwnWork() { ++depth; }
-  ~OwnWork() { --depth; }
+  OwnWork() { ++Depth(); }
+  ~OwnWork() { --Depth(); }
   OwnWork(const OwnWork&) = delete;
   OwnWork& operator=(const OwnWork&) = delete;
-  static inline int depth = 0;
+  [[nodiscard]] static int& Depth();  // of the thread that runs
 };
 
 /// Pieces of memory that are out, of the program and of what host and plug-in give each other.
