@@ -30,6 +30,8 @@ class OwedAnswers {
 
   // All ticks are those of platform::TickCount; requests and frames are whole, with their checks.
   void Sent(std::span<const std::uint8_t> request, std::uint32_t tick);
+  /// The copy that is sent has left as a whole only now.
+  void HasLeft(std::uint32_t tick) { copies_.HasLeft(tick); }
   /// A frame came that may answer the request that was sent last. True when it can be believed; the request is then answered.
   bool Came(std::span<const std::uint8_t> frame, std::uint32_t tick);
   /// A frame came that answers nothing now.

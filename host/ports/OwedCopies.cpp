@@ -64,9 +64,10 @@ void OwedCopies::Sent(Bytes request, std::uint32_t tick) {
   ++last_.copies;
 }
 
+// Nothing of it is lost where memory is too short.
 void OwedCopies::Close() {
-  Run over = std::exchange(last_, {});
-  if (!over.sent.empty()) runs_.push_back(std::move(over));
+  if (!last_.sent.empty()) runs_.push_back(std::move(last_));
+  last_ = {};
 }
 
 // The oldest copy goes, so that what is left is held the longest.

@@ -96,8 +96,10 @@ bool PortLine::Send(const std::uint8_t* bytes, std::size_t size) {
 bool PortLine::Transmit() {
   answer_.clear();
   if (options_.echo) awaitedEcho_ = request_;
-  const bool sent = stream_->Send(request_.data(), request_.size());
+  // Into the account before anything leaves: what there is no memory to keep account of is not sent.
   owed_->Sent(request_, platform::TickCount());
+  const bool sent = stream_->Send(request_.data(), request_.size());
+  owed_->HasLeft(platform::TickCount());
   return sent;
 }
 

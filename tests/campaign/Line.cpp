@@ -14,6 +14,8 @@ constexpr std::uint8_t kOpenChannel = 0x01;
 constexpr std::uint8_t kTestLine = 0x00;
 constexpr std::size_t kRecorded = 20;
 constexpr std::int64_t kTurnaroundUs = 12'000;
+/// What comes between the last look at the input and a request may lie there.
+constexpr std::int64_t kUnreadMs = 500;
 
 /// What a master does to be let in, or to find its place, belongs to the transaction around it.
 bool IsHousekeeping(const Bytes& request) {
@@ -52,6 +54,9 @@ bool Line::Open() {
 void Line::Check() {
   if (!awaited_ && drills_ == drillsFired)
     Violate("accounted", "a request was sent and nobody waited for the answer to the one before");
+  const std::int64_t longUnreadUs = NowUs() - (kUnreadMs + plan.known.preSendPauseMs) * 1000;
+  if (drills_ == drillsFired && !arrivals_.empty() && arrivals_.front().atUs < longUnreadUs)
+    Violate("accounted", "a request was sent and input from before was still unread");
   const auto inTime = [this](const Arrival& each) {
     return each.answers == exchanges && each.atUs <= (sentMs_ + plan.known.timeoutMs) * 1000;
   };
