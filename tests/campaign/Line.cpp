@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Protocol/link/Port.h"
+#include "host/ports/OwedCopies.h"
 #include "simulator/Bytes.h"
 #include "tests/campaign/Scheduler.h"
 #include "tests/campaign/System.h"
@@ -14,6 +15,8 @@ constexpr std::uint8_t kOpenChannel = 0x01;
 constexpr std::uint8_t kTestLine = 0x00;
 constexpr std::size_t kRecorded = 20;
 constexpr std::int64_t kTurnaroundUs = 12'000;
+/// So long after a fault there may be answers that the port waits for.
+constexpr std::int64_t kTroubledMs = 120'000;
 /// What comes between the last look at the input and a request may lie there.
 constexpr std::int64_t kUnreadMs = 500;
 
@@ -138,6 +141,7 @@ void Line::Note(const Passing& passing, const Bytes& truth) {
   if (record.size() > kRecorded) record.pop_front();
   const bool clean = passing.faults.empty();
   if (!clean) lastFaultAt_ = exchanges;
+  if (!clean || truth.empty()) troubledUntil = scheduler->Awake() + kTroubledMs;
   const auto known = last_.find({scheduler->Self(), passing.request[0]});
   if (known == last_.end()) return;
   if (!clean || truth.empty()) known->second.spoiled = true;
@@ -157,7 +161,8 @@ void Line::Deliver(const Passing& passing) {
   const auto& [request, meter, before, answer, after, lateMs, gapMs, faults] = passing;
   const auto characters = static_cast<std::int64_t>(request.size() + before.size() + answer.size() + after.size());
   spentMs += characters * (CharacterUs() / 1000 + 1 + gapMs) + plan.known.preSendPauseMs + PauseForBaudRate(plan.known.baud) + 40;
-  if (answer.empty() || lateMs != 0) spentMs += plan.known.timeoutMs + plan.known.lateGuardMs;
+  if (answer.empty() || lateMs != 0) spentMs += plan.known.timeoutMs;
+  if (answer.size() <= host::kStatusFrame || lateMs != 0) spentMs += plan.known.lateGuardMs;
   Arrive(before, NowUs(), 0);
   std::int64_t from = NowUs() + static_cast<std::int64_t>(before.size()) * CharacterUs() + kTurnaroundUs + lateMs * 1000;
   if (plan.keepsOrder) from = std::max(from, lastArrivalUs_);

@@ -79,8 +79,9 @@ struct Line {
   std::uint32_t exchanges = 0;
   /// Milliseconds that requests, answers and the waits for them have taken, and the pauses that belong to each.
   std::int64_t spentMs = 0;
-  std::uint32_t applied = 0;    // faults
-  std::int64_t noisyUntil = 0;  // nobody can be heard
+  std::uint32_t applied = 0;       // faults
+  std::int64_t noisyUntil = 0;     // nobody can be heard
+  std::int64_t troubledUntil = 0;  // awake time; the port may put requests off because of what was before
   bool failed = false;
 
   // --- what the faults change

@@ -234,7 +234,7 @@ void Scheduler::Leave(const void* lock) {
     held->owner = held->waiters.front();
     held->depth = 1;
     held->waiters.erase(held->waiters.begin());
-    if (!Planted("lost-wake-up", 500)) held->owner->state = Fibre::State::Ready;
+    if (!Planted("lost-wake-up", 20)) held->owner->state = Fibre::State::Ready;
   }
   Pause();
 }

@@ -63,8 +63,8 @@ void Site::ListProfile(const Operation& operation, std::uint32_t device) {
     if (changes != tableChanges) return;
     if (value.Quality == kHistoryGood) CheckPower(operation.meter, tag, FromFileTime(time), value.Value.fltVal);
   }
-  // Who is busy when he is asked once has not told a record, and the walk ended there.
-  const bool tells = plan.known.retries > 1 || plan.meters[operation.meter].spec.busyEvery == 0;
+  // Who is busy has not told a record that is asked for once, as after an ordered stop, and the walk ended there.
+  const bool tells = protocol->Channel.RetryCount > 1 || plan.meters[operation.meter].spec.busyEvery == 0;
   if (listed != 0 && tells && !line.Disturbed(exchanges))
     CheckComplete(operation.meter, tag, {FromFileTime(from), FromFileTime(to)}, list);
 }

@@ -116,9 +116,11 @@ void Site::PassEnds() {
 }
 
 // A pass in which nothing disturbs the line takes what its requests and those of the history clients take there, a little for
-// each meter, and what the port still puts each off for because of earlier disturbances.
+// each meter, and, for a while after a disturbance or where two speak at once, what the port puts each off for.
 void Site::CheckShare() const {
-  const std::int64_t mostHeldUpMs = std::max<std::int64_t>(10'000, std::int64_t{plan.known.retries} * host::kLongestHoldMs);
+  const bool troubled = line.troubledUntil > scheduler->Awake() || std::ranges::any_of(plan.meters, &MeterPlan::twin);
+  const std::int64_t holds = std::max<std::int64_t>(10'000, std::int64_t{plan.known.retries} * host::kLongestHoldMs);
+  const std::int64_t mostHeldUpMs = troubled ? holds : 0;
   const std::int64_t took = scheduler->Awake() - pass.awake;
   const std::int64_t explained = line.spentMs - pass.spent;
   const std::int64_t bound = explained * 3 / 2 + (400 + mostHeldUpMs) * static_cast<std::int64_t>(devices.size() + 1);
