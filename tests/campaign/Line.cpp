@@ -15,8 +15,8 @@ constexpr std::uint8_t kOpenChannel = 0x01;
 constexpr std::uint8_t kTestLine = 0x00;
 constexpr std::size_t kRecorded = 20;
 constexpr std::int64_t kTurnaroundUs = 12'000;
-/// So long after a fault there may be answers that the port waits for.
-constexpr std::int64_t kTroubledMs = 120'000;
+/// So long after a fault the port watches a meter more closely, and puts some requests off for answers that may still come.
+constexpr std::int64_t kTroubledMs = 610'000;
 /// What comes between the last look at the input and a request may lie there.
 constexpr std::int64_t kUnreadMs = 500;
 
@@ -129,8 +129,8 @@ bool Line::Send(std::span<const std::uint8_t> request) {
   sentMs_ = busyUntilMs_ = NowMs();
   awaited_ = strayHeard_ = false;
   askedAddress = request[0];
-  drills_ = drillsFired;
   Note(passing, truth);
+  drills_ = drillsFired;
   Deliver(passing);
   return !failed;
 }
@@ -141,7 +141,7 @@ void Line::Note(const Passing& passing, const Bytes& truth) {
   if (record.size() > kRecorded) record.pop_front();
   const bool clean = passing.faults.empty();
   if (!clean) lastFaultAt_ = exchanges;
-  if (!clean || truth.empty()) troubledUntil = scheduler->Awake() + kTroubledMs;
+  if (!clean || truth.empty() || drills_ != drillsFired) troubledUntil = scheduler->Awake() + kTroubledMs;
   const auto known = last_.find({scheduler->Self(), passing.request[0]});
   if (known == last_.end()) return;
   if (!clean || truth.empty()) known->second.spoiled = true;
