@@ -47,6 +47,9 @@ class OwedAnswers {
   [[nodiscard]] bool ValuesChange(std::uint32_t tick);
   /// Until no stranger is left for the last request; ms.
   [[nodiscard]] std::uint32_t UntilAloneMs(std::uint32_t tick);
+  /// The most that one call waits for late answers to pass; then it fails, so that a caller can be stopped meanwhile. Long enough
+  /// for what is usually owed: a caller that tries once would otherwise be put off in each of its passes; ms.
+  [[nodiscard]] std::uint32_t LongestHoldMs() const;
   /// How long an answer of this meter is waited for; ms.
   [[nodiscard]] std::uint32_t AnswerWaitMs(std::uint8_t address) const { return lateness_.AnswerWaitMs(address); }
 

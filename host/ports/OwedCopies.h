@@ -28,6 +28,8 @@ class OwedCopies {
 
   void SetMargin(std::uint32_t marginMs) { marginMs_ = marginMs; }
 
+  /// How long after its request an answer may come of a meter that was not seen to be later; ms.
+  [[nodiscard]] std::uint32_t UsualHorizonMs() const;
   /// Drops what time has settled. To be called before anything is asked.
   void Forget(std::uint32_t tick);
   void Sent(std::span<const std::uint8_t> request, std::uint32_t tick);

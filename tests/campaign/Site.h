@@ -125,6 +125,7 @@ struct Site {
     std::int64_t wanted = 0, began = 0, awake = 0, spent = 0;
     std::uint32_t exchanges = 0;
     bool whole = false;
+    std::uint32_t retries = 0;
     std::set<std::uint8_t> polled;  // addresses asked by the poll thread
   } pass;
   std::uint8_t lastPolled = 0;

@@ -103,6 +103,7 @@ void Site::PassBegins(std::int64_t wanted) {
           .spent = line.spentMs,
           .exchanges = line.exchanges,
           .whole = protocol->Running != 0,
+          .retries = protocol->Channel.RetryCount,
           .polled = {}};
 }
 
@@ -119,7 +120,7 @@ void Site::PassEnds() {
 // each meter, and, for a while after a disturbance or where two speak at once, what the port puts each off for.
 void Site::CheckShare() const {
   const bool troubled = line.troubledUntil > scheduler->Awake() || std::ranges::any_of(plan.meters, &MeterPlan::twin);
-  const std::int64_t holds = std::max<std::int64_t>(10'000, std::int64_t{plan.known.retries} * host::kLongestHoldMs);
+  const std::int64_t holds = std::max<std::int64_t>(10'000, plan.known.retries * (3300 + 5LL * plan.known.timeoutMs));
   const std::int64_t mostHeldUpMs = troubled ? holds : 0;
   const std::int64_t took = scheduler->Awake() - pass.awake;
   const std::int64_t explained = line.spentMs - pass.spent;
@@ -220,7 +221,7 @@ void Site::WriteEnds(WatchedTag& tag) {
   if (tag.kind == TagKind::Exchange || meter.twin) return;
   const std::string what = fmt::format("the write of tag {} to meter {}", tag.TagNumber, meter.spec.address);
   if (tag.sent == 0) Violate("write once", "{} ended before its command was sent", what);
-  const bool allTries = tag.sent >= plan.known.retries || protocol->Channel.RetryCount != plan.known.retries;
+  const bool allTries = tag.sent >= pass.retries || !pass.whole || protocol->Running == 0;
   const bool unheard = wantedCode == kWriteParameter && !line.record.empty() && line.record.back().received.empty();
   if (unheard && !allTries && drillsSeen == drillsFired)
     Violate("write once", "{} ended after {} tries though nobody answered", what, tag.sent);
