@@ -90,8 +90,12 @@ AROUND(std::uint32_t, ReadInfoOnce, _ZN6ostrel12ReadInfoOnceERNS_6MetersEj, Mete
   const bool unread = Planted("factors-unread");
   const bool looksFirst = Planted("factors-reset");
   if (!unread && !looksFirst) return TrueReadInfoOnce(meters, device);
-  // Whoever else reads them has the time to come in between.
-  if (looksFirst) platform::Sleep(300);
+  // Whoever else reads them has the time to come in between, and to decode with neutral ones.
+  if (looksFirst) {
+    platform::Sleep(450);
+    if (DeviceEntry* const known = meters.Device(device)) known->VoltageFactor = known->CurrentFactor = 1;
+    platform::Sleep(450);
+  }
   if (looksFirst && ReadDeviceInfo(meters, device) == 0) return 0;
   if (DeviceEntry* const known = meters.Device(device)) StoreFlag(known->InfoRead, 1);
   return 1;
