@@ -7,6 +7,9 @@ namespace {
 
 constexpr int kSilencesToForget = 3;
 constexpr std::uint32_t kDecay = 64;
+/// No answer takes so long: the computer slept meanwhile, or its ticks jumped. Taken for the meter's, it would keep every request
+/// to it waiting for as long again; ms.
+constexpr std::uint32_t kNotTheMeterMs = 60'000;
 /// What is told is a value for a time-out, so it is rounded up to one that somebody would set.
 constexpr std::uint32_t kToldStepMs = 100;
 
@@ -15,6 +18,7 @@ std::uint32_t OneAndAHalf(std::uint32_t ms) { return ms / 2 * 3; }
 }  // namespace
 
 void Lateness::Measured(std::uint8_t address, std::uint32_t ms) {
+  if (ms > kNotTheMeterMs) return;
   Meter& meter = meters_[address];
   meter.usualMs = std::max<std::uint32_t>(ms, 1);
   Suspected(address, ms);
@@ -25,6 +29,7 @@ void Lateness::CameAfter(std::uint8_t address, std::uint32_t ms) {
 }
 
 void Lateness::Suspected(std::uint8_t address, std::uint32_t ms) {
+  if (ms > kNotTheMeterMs) return;
   Meter& meter = meters_[address];
   if (ms > answerMs_) {
     meter.worstMs = std::max(meter.worstMs, ms);

@@ -226,6 +226,12 @@ std::uint32_t OwedAnswers::PutOffMs(Bytes request, std::uint32_t tick) {
   return left.size() > most ? std::max(putOff, left[most]) : putOff;
 }
 
+std::uint32_t OwedAnswers::LongestHoldMs() const {
+  constexpr std::uint32_t kLeast = 3000;
+  constexpr std::uint32_t kMost = 15'000;
+  return std::clamp(copies_.UsualHorizonMs(), kLeast, kMost);
+}
+
 bool OwedAnswers::ValuesChange(std::uint32_t tick) {
   if (came_.empty()) return false;
   std::size_t mostAlike = 0;

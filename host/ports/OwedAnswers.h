@@ -30,6 +30,8 @@ class OwedAnswers {
 
   // All ticks are those of platform::TickCount; requests and frames are whole, with their checks.
   void Sent(std::span<const std::uint8_t> request, std::uint32_t tick);
+  /// The copy that is sent has left as a whole only now.
+  void HasLeft(std::uint32_t tick) { copies_.HasLeft(tick); }
   /// A frame came that may answer the request that was sent last. True when it can be believed; the request is then answered.
   bool Came(std::span<const std::uint8_t> frame, std::uint32_t tick);
   /// A frame came that answers nothing now.
@@ -45,6 +47,9 @@ class OwedAnswers {
   [[nodiscard]] bool ValuesChange(std::uint32_t tick);
   /// Until no stranger is left for the last request; ms.
   [[nodiscard]] std::uint32_t UntilAloneMs(std::uint32_t tick);
+  /// The most that one call waits for late answers to pass; then it fails, so that a caller can be stopped meanwhile. Long enough
+  /// for what is usually owed: a caller that tries once would otherwise be put off in each of its passes; ms.
+  [[nodiscard]] std::uint32_t LongestHoldMs() const;
   /// How long an answer of this meter is waited for; ms.
   [[nodiscard]] std::uint32_t AnswerWaitMs(std::uint8_t address) const { return lateness_.AnswerWaitMs(address); }
 

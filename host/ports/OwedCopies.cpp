@@ -30,9 +30,12 @@ bool FitsLength(std::size_t known, std::size_t length) { return known == 0 || le
 
 bool IsCommand(Bytes request) { return request.size() > 1 && request[1] <= 0x03; }
 
+std::uint32_t OwedCopies::UsualHorizonMs() const {
+  return std::max(kTimeoutsToHorizon * lateness_.AnswerMs(), kLongestLatenessMs) + marginMs_;
+}
+
 std::uint32_t OwedCopies::HorizonMs(const Run& run) const {
-  const std::uint32_t seen = lateness_.WorstMs(run.request[0]) / 2 * 3;
-  return std::max({kTimeoutsToHorizon * lateness_.AnswerMs(), kLongestLatenessMs, seen}) + marginMs_;
+  return std::max(UsualHorizonMs(), lateness_.WorstMs(run.request[0]) / 2 * 3 + marginMs_);
 }
 
 std::int32_t OwedCopies::Left(const Run& run, std::uint32_t sent, std::uint32_t tick) const {
@@ -64,9 +67,10 @@ void OwedCopies::Sent(Bytes request, std::uint32_t tick) {
   ++last_.copies;
 }
 
+// Nothing of it is lost where memory is too short.
 void OwedCopies::Close() {
-  Run over = std::exchange(last_, {});
-  if (!over.sent.empty()) runs_.push_back(std::move(over));
+  if (!last_.sent.empty()) runs_.push_back(std::move(last_));
+  last_ = {};
 }
 
 void OwedCopies::Came(std::uint32_t tick) {

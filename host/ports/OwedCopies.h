@@ -28,9 +28,13 @@ class OwedCopies {
 
   void SetMargin(std::uint32_t marginMs) { marginMs_ = marginMs; }
 
+  /// How long after its request an answer may come of a meter that was not seen to be later; ms.
+  [[nodiscard]] std::uint32_t UsualHorizonMs() const;
   /// Drops what time has settled. To be called before anything is asked.
   void Forget(std::uint32_t tick);
   void Sent(std::span<const std::uint8_t> request, std::uint32_t tick);
+  /// The copy that is sent has left as a whole only now.
+  void HasLeft(std::uint32_t tick) { last_.sent.back() = tick; }
   /// The last request was answered or given up: what is left of its copies stays owed.
   void Close();
   /// The request that was sent last; empty once it is closed.

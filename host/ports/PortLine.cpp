@@ -77,12 +77,13 @@ bool PortLine::Purge() {
 
 bool PortLine::WaitForOwed(std::span<const std::uint8_t> request) {
   const std::uint32_t start = platform::TickCount();
+  const std::uint32_t longest = owed_->LongestHoldMs();
   for (;;) {
     const std::uint32_t wait = owed_->PutOffMs(request, platform::TickCount());
     if (wait == 0) return true;
     const std::uint32_t waited = platform::TickCount() - start;
-    if (waited >= kLongestHoldMs) return false;
-    DropInput(std::min(wait, kLongestHoldMs - waited));
+    if (waited >= longest) return false;
+    DropInput(std::min(wait, longest - waited));
   }
 }
 
@@ -96,8 +97,10 @@ bool PortLine::Send(const std::uint8_t* bytes, std::size_t size) {
 bool PortLine::Transmit() {
   answer_.clear();
   if (options_.echo) awaitedEcho_ = request_;
-  const bool sent = stream_->Send(request_.data(), request_.size());
+  // Into the account before anything leaves: what there is no memory to keep account of is not sent.
   owed_->Sent(request_, platform::TickCount());
+  const bool sent = stream_->Send(request_.data(), request_.size());
+  owed_->HasLeft(platform::TickCount());
   return sent;
 }
 
@@ -176,8 +179,8 @@ void PortLine::LetStrangersPass() {
   for (;;) {
     const std::uint32_t left = owed_->UntilAloneMs(platform::TickCount());
     const std::uint32_t waited = platform::TickCount() - start;
-    if (left == 0 || waited >= kLongestHoldMs) return;
-    DropInput(std::min(left, kLongestHoldMs - waited));
+    if (left == 0 || waited >= owed_->LongestHoldMs()) return;
+    DropInput(std::min(left, owed_->LongestHoldMs() - waited));
   }
 }
 

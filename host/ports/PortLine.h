@@ -34,8 +34,6 @@ struct LineOptions {
 
 /// A line that never gets quiet is given up after this long, so that noise cannot hold a caller for ever.
 inline constexpr std::uint32_t kNeverQuietMs = 2000;
-/// The most that one call waits for late answers to pass; then it fails, so that a caller can be stopped meanwhile.
-inline constexpr std::uint32_t kLongestHoldMs = 3000;
 
 class PortLine {
  public:

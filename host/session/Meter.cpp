@@ -60,14 +60,19 @@ DeviceConfig MakeDeviceConfig(const MeterConfig& config, std::uint32_t typeId) {
   return record;
 }
 
+void FillTag(CDeviceTag& tag, std::uint32_t number, const std::array<std::uint32_t, 10>& descriptor, std::uint32_t portNumber,
+             std::uint32_t address) {
+  tag.PortNumber = portNumber;
+  tag.DeviceAddress = address;
+  tag.TagNumber = number;
+  FillDescriptor(tag, descriptor);
+  // The plug-in goes by the type word, and expects a null text where there is none yet.
+  tag.Value.vt = static_cast<VARTYPE>(descriptor[kColumnDataType]);
+}
+
 PolledTag MakeTag(const TagDefinition& definition, std::uint32_t portNumber, std::uint32_t address) {
   auto* const tag = new CDeviceTag;
-  tag->PortNumber = portNumber;
-  tag->DeviceAddress = address;
-  tag->TagNumber = definition.id - kFirstDaId;
-  FillDescriptor(*tag, definition.descriptor);
-  // The plug-in goes by the type word, and expects a null text where there is none yet.
-  tag->Value.vt = static_cast<VARTYPE>(definition.DataType());
+  FillTag(*tag, definition.id - kFirstDaId, definition.descriptor, portNumber, address);
   return {.definition = definition, .tag = tag};
 }
 

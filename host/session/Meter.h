@@ -1,6 +1,7 @@
 // One meter of a channel as the host sees it: its configuration record and its tags.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -37,7 +38,11 @@ struct Meter {
 /// The record that AddDevice takes.
 [[nodiscard]] DeviceConfig MakeDeviceConfig(const MeterConfig& config, std::uint32_t typeId);
 
-/// A tag of a definition that outlives it, as the plug-in wants it: identity, descriptor and an empty value of its type.
+/// Makes a new tag what the plug-in wants: identity, descriptor and an empty value of its type.
+void FillTag(CDeviceTag& tag, std::uint32_t number, const std::array<std::uint32_t, 10>& descriptor, std::uint32_t portNumber,
+             std::uint32_t address);
+
+/// A tag of a definition that outlives it.
 [[nodiscard]] PolledTag MakeTag(const TagDefinition& definition, std::uint32_t portNumber, std::uint32_t address);
 
 /// Value, quality and time; no value unless the quality is good. The caller holds PollLock, so that no pass writes meanwhile.

@@ -6,10 +6,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <utility>
 
-#include "tests/campaign/Plants.h"
-#include "tests/campaign/Violation.h"
+#include "tests/campaign/System.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__clang__)
 #if defined(__SANITIZE_ADDRESS__) || __has_feature(address_sanitizer)
@@ -33,7 +31,7 @@ namespace ostrel::campaign {
 struct Fibre {
   enum class State : std::uint8_t { Ready, Sleeping, Blocked, Ended };
 
-  std::uint32_t id = 0;
+  std::uint32_t id;
   std::string name;
   Scheduler::Body body;
   State state = State::Ready;
@@ -43,6 +41,7 @@ struct Fibre {
   ucontext_t context{};
   char* stack = nullptr;
   void* sanitizerStack = nullptr;
+  int ownWork = 0;
   std::uint64_t exceptions[2] = {};  // the run-time keeps those in flight by system thread
 };
 
@@ -53,7 +52,6 @@ constexpr std::uint32_t kMostLooks = 3'000'000;
 /// One in so many chances to go on at once is given to somebody else.
 constexpr std::uint64_t kPauseOneIn = 8;
 
-Scheduler* current = nullptr;
 /// Kept for the next fibre; not counted as memory of the programs.
 constexpr std::size_t kMostSpare = 64;
 char* spareStacks[kMostSpare];
@@ -62,29 +60,27 @@ std::size_t spare = 0;
 char* TakeStack() { return spare > 0 ? spareStacks[--spare] : static_cast<char*>(std::malloc(kStackBytes)); }
 
 void GiveStack(char* stack) {
-  if (spare < kMostSpare) {
-    spareStacks[spare++] = stack;
-  } else {
-    std::free(stack);
-  }
+  if (spare == kMostSpare) return std::free(stack);
+  spareStacks[spare++] = stack;
 }
 
 }  // namespace
 
-Scheduler::Scheduler(std::uint64_t seed) : random_(seed) {
-  auto first = std::make_unique<Fibre>();
-  first->id = ++lastId_;
-  first->name = "host";
-  running_ = first.get();
-  fibres_.push_back(std::move(first));
-  current = this;
+Scheduler::Scheduler(std::uint64_t seed, std::int64_t startUtcMs, std::uint32_t startTick)
+    : random_(seed), startUtcMs_(startUtcMs), startTick_(startTick) {
+  fibres_.push_back(std::make_unique<Fibre>(Fibre{.id = ++lastId_, .name = "host", .body = {}}));
+  running_ = fibres_.back().get();
+  scheduler = this;
+  platform::ReplaceClock(this);
 }
 
-Scheduler::~Scheduler() { current = nullptr; }
-
-Scheduler* Scheduler::Current() { return current; }
+Scheduler::~Scheduler() {
+  platform::ReplaceClock(nullptr);
+  scheduler = nullptr;
+}
 
 std::uint32_t Scheduler::Self() const { return running_->id; }
+int& Scheduler::OwnWorkDepth() { return running_->ownWork; }
 
 void Scheduler::Run(unsigned low, unsigned high) {
   CAMPAIGN_SWITCHED(nullptr);
@@ -98,10 +94,8 @@ void Scheduler::Run(unsigned low, unsigned high) {
 }
 
 Fibre* Scheduler::Start(std::string name, Body body) {
-  auto fibre = std::make_unique<Fibre>();
-  fibre->id = ++lastId_;
-  fibre->name = std::move(name);
-  fibre->body = std::move(body);
+  fibres_.push_back(std::make_unique<Fibre>(Fibre{.id = ++lastId_, .name = std::move(name), .body = std::move(body)}));
+  Fibre* const fibre = fibres_.back().get();
   fibre->stack = TakeStack();
   getcontext(&fibre->context);
   fibre->context.uc_stack.ss_sp = fibre->stack;
@@ -109,37 +103,51 @@ Fibre* Scheduler::Start(std::string name, Body body) {
   const auto address = reinterpret_cast<std::uintptr_t>(this);
   makecontext(&fibre->context, reinterpret_cast<void (*)()>(&Scheduler::Run), 2, static_cast<unsigned>(address),
               static_cast<unsigned>(address >> 32));
-  fibres_.push_back(std::move(fibre));
-  Fibre* const started = fibres_.back().get();
   Pause();
-  return started;
+  return fibre;
 }
 
 void Scheduler::Join(Fibre* fibre) {
   if (fibre->state != Fibre::State::Ended) {
     fibre->joiner = running_;
-    running_->state = Fibre::State::Blocked;
-    running_->awaits = fibre;
-    SwitchToNext();
+    Block(fibre);
   }
   const auto at = std::ranges::find(fibres_, fibre, [](const auto& each) { return each.get(); });
-  if (at == fibres_.end()) Violate(Invariant::NoCrash, "a thread was joined twice");
+  if (at == fibres_.end()) Violate("no crash", "a thread was joined twice");
   GiveStack(fibre->stack);
   fibres_.erase(at);
 }
 
-void Scheduler::Sleep(std::int64_t milliseconds) {
+void Scheduler::Wait(std::int64_t milliseconds) {
   running_->state = Fibre::State::Sleeping;
   running_->wakesAt = elapsed_ + milliseconds;
   SwitchToNext();
 }
 
+void Scheduler::Suspend(std::int64_t milliseconds) {
+  elapsed_ += milliseconds;
+  suspended_ += milliseconds;
+}
+
+void Scheduler::Block(const void* awaits) {
+  running_->state = Fibre::State::Blocked;
+  running_->awaits = awaits;
+  SwitchToNext();
+}
+
+/// Somebody else may go on here.
 void Scheduler::Pause() {
   if (fibres_.size() > 1 && random_.Below(kPauseOneIn) == 0) SwitchToNext();
 }
 
+/// Whoever does nothing but look at the clock for ever hangs.
 void Scheduler::Look() {
-  if (++looks_ > kMostLooks) Violate(Invariant::NoHang, "no time passes: " + running_->name + " runs for ever");
+  if (++looks_ > kMostLooks) Violate("no hang", "no time passes: {} runs for ever", running_->name);
+}
+
+std::uint32_t Scheduler::TickCount() {
+  Look();
+  return startTick_ + static_cast<std::uint32_t>(elapsed_ + (Planted("wall-clock-deadline") ? wrongByMs : 0));
 }
 
 // Who sleeps until a time that has come is ready too. Time passes only when nobody is.
@@ -157,13 +165,13 @@ Fibre* Scheduler::Choose() {
       }
     }
     if (chosen != nullptr) return chosen;
-    if (next == std::numeric_limits<std::int64_t>::max()) Violate(Invariant::NoHang, "no next event: " + DescribeWaits());
+    if (next == std::numeric_limits<std::int64_t>::max()) Violate("no hang", "no next event: {}", DescribeWaits());
     elapsed_ = next;
     looks_ = 0;
   }
 }
 
-std::string Scheduler::DescribeWaits() const {
+std::string Scheduler::DescribeWaits() {
   std::string text;
   for (const auto& fibre : fibres_) {
     if (fibre->state != Fibre::State::Blocked) continue;
@@ -195,32 +203,29 @@ Scheduler::Held* Scheduler::Find(const void* lock) {
   return found == held_.end() ? nullptr : &*found;
 }
 
-const Scheduler::Held* Scheduler::Find(const void* lock) const { return const_cast<Scheduler*>(this)->Find(lock); }
-
 void Scheduler::Enter(const void* lock) {
   Pause();
   Held* const held = Find(lock);
-  if (held == nullptr) {
-    held_.push_back({.lock = lock, .owner = running_, .depth = 1, .waiters = {}});
-  } else if (held->owner == running_) {
+  if (held != nullptr && held->owner == running_) {
     ++held->depth;
-  } else {
-    held->waiters.push_back(running_);
-    running_->state = Fibre::State::Blocked;
-    running_->awaits = lock;
-    SwitchToNext();
+    return;
   }
+  {
+    const OwnWork own;
+    if (held == nullptr) return held_.push_back({.lock = lock, .owner = running_, .depth = 1, .waiters = {}});
+    held->waiters.push_back(running_);
+  }
+  Block(lock);
 }
 
 void Scheduler::Leave(const void* lock) {
-  Held* held = Find(lock);
-  if (held == nullptr || held->owner != running_) return;
-  if (held->depth == 1) {
+  if (!Holds(lock)) return;
+  if (Find(lock)->depth == 1) {
     for (const auto& [watched, leaving] : watches_) {
       if (watched == lock) leaving();
     }
-    held = Find(lock);
   }
+  Held* const held = Find(lock);
   if (--held->depth > 0) return;
   if (held->waiters.empty()) {
     *held = std::move(held_.back());
@@ -229,21 +234,19 @@ void Scheduler::Leave(const void* lock) {
     held->owner = held->waiters.front();
     held->depth = 1;
     held->waiters.erase(held->waiters.begin());
-    if (!Planted(Plant::LostWakeUp, 500)) held->owner->state = Fibre::State::Ready;
+    if (!Planted("lost-wake-up", 20)) held->owner->state = Fibre::State::Ready;
   }
   Pause();
 }
 
-bool Scheduler::Holds(const void* lock) const {
+bool Scheduler::Holds(const void* lock) {
   const Held* const held = Find(lock);
   return held != nullptr && held->owner == running_;
 }
 
-std::uint64_t Scheduler::Waiters(const void* lock) const {
+std::uint64_t Scheduler::Waiters(const void* lock) {
   const Held* const held = Find(lock);
   return held == nullptr ? 0 : held->waiters.size();
 }
-
-void Scheduler::Watch(const void* lock, Body leaving) { watches_.emplace_back(lock, std::move(leaving)); }
 
 }  // namespace ostrel::campaign

@@ -3,58 +3,52 @@
 // hand-overs take less than a second. platform/'s threads, locks and clock are these while the campaign runs (System.cpp).
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <memory>
-#include <span>
-#include <string>
-#include <vector>
 
+#include "platform/clock.h"
 #include "simulator/Random.h"
+#include "tests/campaign/Campaign.h"
 
 namespace ostrel::campaign {
 
 struct Fibre;
 
-class Scheduler {
+/// The computer's clocks belong to it. The wall clock can be wrong; the true time is that of the meters.
+class Scheduler final : public platform::Clock {
  public:
   using Body = std::function<void()>;
 
-  explicit Scheduler(std::uint64_t seed);
-  Scheduler(const Scheduler&) = delete;
-  Scheduler& operator=(const Scheduler&) = delete;
-  ~Scheduler();
-
-  /// The one that runs now, or null.
-  static Scheduler* Current();
+  Scheduler(std::uint64_t seed, std::int64_t startUtcMs, std::uint32_t startTick);
+  ~Scheduler() override;
 
   /// A new fibre; the caller goes on. Whoever starts one joins it.
   Fibre* Start(std::string name, Body body);
   void Join(Fibre* fibre);
   [[nodiscard]] std::uint32_t Self() const;  // 1 is the one that made the scheduler
+  [[nodiscard]] int& OwnWorkDepth();
   [[nodiscard]] std::size_t Alive() const { return fibres_.size(); }
 
-  void Sleep(std::int64_t milliseconds);
-  /// Somebody else may go on here.
-  void Pause();
+  void Wait(std::int64_t milliseconds);
   /// Milliseconds since the start.
   [[nodiscard]] std::int64_t Elapsed() const { return elapsed_; }
   /// Those of them in which the computer was awake.
   [[nodiscard]] std::int64_t Awake() const { return elapsed_ - suspended_; }
-  void Suspend(std::int64_t milliseconds) {
-    elapsed_ += milliseconds;
-    suspended_ += milliseconds;
-  }
-  /// A look at the clock. Whoever does nothing else for ever hangs.
-  void Look();
+  [[nodiscard]] std::int64_t TrueUtcMs() const { return startUtcMs_ + elapsed_; }
+  void Suspend(std::int64_t milliseconds);
+  std::int64_t wrongByMs = 0;  // the wall clock
+
+  std::uint32_t TickCount() override;
+  std::int64_t UtcMilliseconds() override { return TrueUtcMs() + wrongByMs; }
+  void Sleep(std::uint32_t milliseconds) override { Wait(milliseconds); }
 
   // Locks are known by their address, re-entrant, and served in the order of arrival.
   void Enter(const void* lock);
   void Leave(const void* lock);
-  [[nodiscard]] bool Holds(const void* lock) const;
-  [[nodiscard]] std::uint64_t Waiters(const void* lock) const;
+  [[nodiscard]] bool Holds(const void* lock);
+  [[nodiscard]] std::uint64_t Waiters(const void* lock);
   /// Called by whoever leaves this lock for good, while he still holds it.
-  void Watch(const void* lock, Body leaving);
+  void Watch(const void* lock, Body leaving) { watches_.emplace_back(lock, std::move(leaving)); }
 
   /// What has been decided so far, folded into one number.
   [[nodiscard]] std::uint64_t Trace() const { return trace_; }
@@ -69,13 +63,17 @@ class Scheduler {
   };
 
   [[nodiscard]] Held* Find(const void* lock);
-  [[nodiscard]] const Held* Find(const void* lock) const;
+  void Pause();
+  void Look();
+  void Block(const void* awaits);
   void SwitchToNext();
   [[nodiscard]] Fibre* Choose();
-  [[nodiscard]] std::string DescribeWaits() const;
+  [[nodiscard]] std::string DescribeWaits();
   static void Run(unsigned low, unsigned high);
 
   sim::Random random_;
+  std::int64_t startUtcMs_;
+  std::uint32_t startTick_;
   std::int64_t elapsed_ = 0;
   std::int64_t suspended_ = 0;
   std::uint64_t trace_ = 0xCBF29CE484222325U;
@@ -86,5 +84,8 @@ class Scheduler {
   std::vector<Held> held_;
   std::vector<std::pair<const void*, Body>> watches_;
 };
+
+/// The one of the seed that runs now, or null.
+inline Scheduler* scheduler = nullptr;
 
 }  // namespace ostrel::campaign

@@ -1,313 +1,256 @@
 // What the host of a channel does.
 #include <algorithm>
 #include <bit>
-#include <cstring>
 
+#include "Protocol/history/HistoryTime.h"
 #include "Protocol/link/PortSettings.h"
 #include "Protocol/model/TagCatalogue.h"
-#include "platform/text.h"
-#include "tests/campaign/Plants.h"
+#include "host/session/Meter.h"
 #include "tests/campaign/Site.h"
-#include "tests/campaign/Violation.h"
+#include "tests/campaign/System.h"
 
 namespace ostrel::campaign {
 namespace {
 
-constexpr std::int64_t kMinuteMs = 60'000;
-
-template <std::size_t Size>
-void CopyText(char (&field)[Size], const std::string& text) {
-  std::memcpy(field, text.c_str(), std::min(text.size() + 1, Size));
-}
-
-/// The watchers hear of its end.
-class CampaignTag final : public CDeviceTag {
- public:
-  explicit CampaignTag(Site& site) : site_(site) {}
-  void Destroy(std::uint32_t flags) override {
-    site_.TagEnds(this);
-    CDeviceTag::Destroy(flags);
-  }
-
- private:
-  Site& site_;
-};
-
-CDeviceTag* MakeTag(Site& site, std::uint32_t number, std::uint32_t address) {
-  const TagDescriptor& row = TagDescriptors()[number];
-  auto* const tag = new CampaignTag(site);
-  tag->TagNumber = number;
-  tag->DeviceAddress = address;
-  tag->CanonicalType = static_cast<std::uint16_t>(row.DataType);
-  tag->Value.vt = static_cast<VARTYPE>(row.DataType);
-  tag->Code = row.Code;
-  tag->Param = row.Param;
-  tag->SubParam = row.SubParam;
-  tag->RequestLength = row.RequestLength;
-  tag->Access = row.Access;
-  tag->WriteLength = row.WriteLength;
-  tag->WriteParam = row.WriteParam;
-  tag->Aux = row.Aux;
-  tag->ExpectedLength = row.ExpectedLength;
-  return tag;
-}
-
 /// A value that the meter keeps as it is written.
 double WritableValue(std::uint32_t tag, std::uint64_t salt) {
   if (tag == 6 || tag == 7) return static_cast<double>(1 + salt % 200);
-  if (tag == 212 || tag == 100 || tag == 185 || tag == 211) return static_cast<double>(salt % 2);
+  if (tag == 212 || tag == 100 || tag == 185 || tag == kTagExchange) return static_cast<double>(salt % 2);
   if (tag == 213) return static_cast<double>(1 + salt % 25);
   if (tag >= 219 && tag <= 222) return static_cast<double>(1 + salt % 6000);
-  return tag == 97 || tag == 98 ? 1 : static_cast<double>(1 + salt % 100);
+  return tag == kTagTimeCorrection || tag == kTagTimeSetup ? 1 : static_cast<double>(1 + salt % 100);
 }
+
+void UseTag(const Site& site, const Operation& operation, bool used) {
+  if (WatchedTag* const tag = site.AnyTag(operation.meter, operation.salt)) tag->UseFrom(used);
+}
+
+void AddMeterAgain(Site& site, const Operation& operation) {
+  if (site.DeviceOf(operation.meter)) return;
+  site.protocol->LockPoll();
+  site.AddMeter(operation.meter);
+  site.protocol->UnlockPoll();
+}
+
+void SignalAndStart(Site& site, const Operation& operation) {
+  site.protocol->SignalStop();
+  site.pass.thread = 0;
+  site.pass.whole = false;
+  scheduler->Wait(static_cast<std::int64_t>(operation.salt % 3000));
+  site.Start();
+}
+
+void RestartSomehow(Site& site, const Operation&) { site.Restart(site.scenario.seed % 2 == 0); }
+
+void FailCall(Site& site, const Operation& operation) {
+  callDrill = {.left = static_cast<std::uint32_t>(1 + operation.salt % 3),
+               .thread = operation.salt % 2 == 0 ? scheduler->Self() : site.protocol->ThreadId};
+}
+
+void FailAllocation(Site& site, const Operation& operation) {
+  memoryDrill = {.left = static_cast<std::uint32_t>(1 + operation.salt % 60), .thread = site.protocol->ThreadId};
+}
+
+constexpr OperationKind kKinds[] = {
+    {"use tag", [](Site& site, const Operation& it) { UseTag(site, it, true); }},
+    {"leave tag", [](Site& site, const Operation& it) { UseTag(site, it, false); }},
+    {"write", [](Site& site, const Operation& it) { site.Write(it, false); }},
+    {"remove meter", [](Site& site, const Operation& it) { site.RemoveMeter(it.meter); }},
+    {"add meter", AddMeterAgain},
+    {"restart", RestartSomehow},
+    {"signal and start", SignalAndStart},
+    {"change settings", RestartSomehow},
+    {"switch exchange", [](Site& site, const Operation& it) { site.Write(it, true); }},
+    {"list profile", [](Site& site, const Operation& it) { site.InBackground(it, &Site::ListProfile); }},
+    {"read archive", [](Site& site, const Operation& it) { site.InBackground(it, &Site::ReadArchive); }},
+    {"ask times", [](Site& site, const Operation& it) { site.InBackground(it, &Site::AskTimes); }},
+    {"wrong clock",
+     [](Site&, const Operation& it) { scheduler->wrongByMs = static_cast<std::int64_t>(it.salt % 400'000) - 200'000; }},
+    {"suspend", [](Site&, const Operation& it) { scheduler->Suspend(static_cast<std::int64_t>(it.salt % (90 * 60'000))); }},
+    {"fail allocation", FailAllocation},
+    {"fail call", FailCall},
+};
 
 }  // namespace
 
-Site::Site(const Scenario& scenario, std::uint32_t channel, VirtualTime& time)
-    : scenario_(scenario),
-      plan_(scenario.channels[channel]),
-      number_(channel),
-      time_(time),
-      line_(scenario, channel, time),
-      log_(("events" + std::to_string(channel)).c_str(), 1024, true),
-      protocol_(new WatchedProtocol(*this)) {
-  protocol_->AddRef();
-  ReadLog("events" + std::to_string(channel), [this](std::string_view text) { LogLine(text); });
-  line_.sending = [this](auto) { HostIsCalled("the port sends"); };
-  directory_->Set("COM" + std::to_string(channel + 1), {.open = [this](std::string&) -> std::unique_ptr<host::ByteStream> {
-                                                          HostIsCalled("the port opens");
-                                                          if (!line_.Open()) return nullptr;
-                                                          return std::make_unique<LineStream>(line_);
-                                                        },
-                                                        .line = plan_.line,
-                                                        .observer = {}});
-  context_.ObjectProvider = &provider_;
-  context_.LogFile = &log_;
-  context_.Trace = &trace_;
-  Scheduler::Current()->Watch(&context_.TagLock, [this] { TagsMayHaveChanged(); });
+const std::span<const OperationKind> kOperationKinds = kKinds;
+
+WatchedTag::WatchedTag(Site& watcher, std::size_t ofMeter, std::uint32_t number)
+    : site(watcher), meter(ofMeter), kind(KindOf(number)), shownAt(Ticks(Timestamp)), shownQuality(Quality) {
+  host::FillTag(*this, number, std::bit_cast<std::array<std::uint32_t, 10>>(TagDescriptors()[number]), site.number + 1,
+                site.plan.meters[meter].spec.address);
+  UseFrom(number % 7 != 0);
 }
 
-Site::~Site() = default;
+void WatchedTag::Destroy(std::uint32_t flags) {
+  site.TagEnds(this);
+  CDeviceTag::Destroy(flags);
+}
 
-template <class Call>
-auto Site::Bounded(const char* name, std::int64_t boundMs, Call call) {
-  Scheduler& scheduler = *Scheduler::Current();
-  const std::int64_t began = scheduler.Awake();
-  const auto result = call();
-  const std::int64_t took = scheduler.Awake() - began;
-  if (took > boundMs)
-    Violate(Invariant::NoHang, std::string(name) + " took " + std::to_string(took) + " ms, at most " + std::to_string(boundMs));
-  return result;
+void WatchedTag::UseFrom(bool used) {
+  if (used == (usedSince >= 0)) return;
+  usedSince = used ? scheduler->Elapsed() : -1;
+  used ? Use() : Unuse();
+}
+
+Site::Site(const Scenario& of, std::uint32_t channel)
+    : scenario(of),
+      number(channel),
+      plan(of.channels[channel]),
+      line(of, channel),
+      log(fmt::format("events{}", channel).c_str(), 1024, true) {
+  protocol->AddRef();
+  ReadLog(fmt::format("events{}", channel), [this](std::string_view text) { LogLine(text); });
+  line.sending = [this] { HostIsCalled("the port sends"); };
+  const auto open = [this](std::string&) -> std::unique_ptr<host::ByteStream> {
+    HostIsCalled("the port opens");
+    return line.Open() ? std::make_unique<LineStream>(line) : nullptr;
+  };
+  const host::ChannelConfig& known = plan.known;
+  directory->Set(fmt::format("COM{}", channel + 1),
+                 {.open = open,
+                  .line = {.lateGuardMs = known.lateGuardMs, .echo = known.echo, .pauseMs = known.preSendPauseMs},
+                  .observer = {}});
+  context.ObjectProvider = &provider;
+  context.LogFile = &log;
+  context.Trace = &trace;
+  scheduler->Watch(&context.TagLock, [this] { TagsMayHaveChanged(); });
+}
+
+/// More than any transaction takes, with its openings of the access channel, and the port's patience with noise.
+std::int64_t Site::LongestExchangeMs() const {
+  const host::ChannelConfig& known = plan.known;
+  return 27 * (4LL * known.timeoutMs + 300 * 11'000 / known.baud + host::kNeverQuietMs + known.preSendPauseMs + 300);
+}
+
+void Site::Bounded(const char* name, std::int64_t boundMs, const std::function<std::uint32_t()>& call) const {
+  const std::int64_t began = scheduler->Awake();
+  call();
+  const std::int64_t took = scheduler->Awake() - began;
+  if (took > boundMs) Violate("no hang", "{} took {} ms, at most {}", name, took, boundMs);
 }
 
 void Site::Configure() {
-  PortSettings settings{};
-  CopyText(settings.PortName, "COM" + std::to_string(number_ + 1));
-  CopyText(settings.ParityName, platform::Utf8ToCp1251("Нет"));
-  settings.BaudRate = plan_.baud;
-  settings.RetryCount = plan_.retries;
-  settings.PollPeriod = plan_.pollPeriodSeconds;
-  settings.PortTimeout = plan_.timeoutMs;
-  settings.PreSendPause = plan_.preSendPauseMs;
-  context_.ClockCorrectionDays = plan_.clockCorrectionDays;
-  Bounded("SetPortSettings", 3 * LongestExchangeMs(), [&] { return protocol_->SetPortSettings(&context_, &settings); });
+  PortSettings settings{.BaudRate = plan.known.baud,
+                        .RetryCount = plan.known.retries,
+                        .PollPeriod = plan.known.pollPeriodSeconds,
+                        .PortTimeout = plan.known.timeoutMs,
+                        .PreSendPause = plan.known.preSendPauseMs,
+                        .ParityName = "\xCD\xE5\xF2"};  // "Нет" in code page 1251
+  fmt::format_to(settings.PortName, "COM{}", number + 1);
+  context.ClockCorrectionDays = plan.clockCorrectionDays;
+  Bounded("SetPortSettings", 3 * LongestExchangeMs(), [&] { return protocol->SetPortSettings(&context, &settings); });
 }
 
 void Site::AddMeter(std::size_t meter) {
-  const MeterPlan& plan = plan_.meters[meter];
-  DeviceConfig config{};
-  config.Address = plan.spec.address;
-  config.TypeId = plan.type;
-  CopyText(config.Level1Password, plan.password1);
-  CopyText(config.Level2Password, plan.password2);
-  config.FailHoldTimer.period = plan.failHoldMs;
-  config.LogRequest = plan.log;
-  config.ExchangeOn = 1;
-  config.TimeSetByte = 1;
-  if (protocol_->AddDevice(&config) != static_cast<std::int32_t>(devices_.size())) return;
-  devices_.push_back({.meter = meter});
-  ++tableChanges_;
-  AddTags(meter);
-}
-
-void Site::AddTags(std::size_t meter) {
-  for (const std::uint32_t number : plan_.meters[meter].tags) {
-    auto watched = std::make_unique<WatchedTag>();
-    watched->tag = MakeTag(*this, number, plan_.meters[meter].spec.address);
-    watched->meter = meter;
-    watched->number = number;
-    watched->quality = watched->tag->Quality;
-    watched->timestamp = watched->tag->Timestamp;
-    if (number % 7 != 0) {
-      watched->tag->Use();
-      watched->usedSince = Scheduler::Current()->Elapsed();
-    }
-    ended_.emplace(watched->tag, 0);
-    protocol_->AddTag(static_cast<std::uint32_t>(devices_.size() - 1), watched->tag);
-    tags_.push_back(std::move(watched));
+  const DeviceConfig config = host::MakeDeviceConfig(plan.meters[meter].known, plan.meters[meter].type);
+  if (protocol->AddDevice(&config) != static_cast<std::int32_t>(devices.size())) return;
+  devices.push_back({.meter = meter});
+  ++tableChanges;
+  for (const std::uint32_t tag : plan.meters[meter].tags) {
+    tags.push_back(new WatchedTag(*this, meter, tag));
+    alive.insert(tags.back());
+    protocol->AddTag(static_cast<std::uint32_t>(devices.size() - 1), tags.back());
   }
 }
 
 void Site::RemoveMeter(std::size_t meter) {
   const auto device = DeviceOf(meter);
   if (!device) return;
-  protocol_->LockPoll();
-  protocol_->RemoveDevice(static_cast<std::int32_t>(*device));
-  devices_.erase(devices_.begin() + *device);
-  ++tableChanges_;
-  std::erase_if(tags_, [meter](const auto& tag) { return tag->meter == meter; });
-  protocol_->UnlockPoll();
+  protocol->LockPoll();
+  protocol->RemoveDevice(static_cast<std::int32_t>(*device));
+  devices.erase(devices.begin() + *device);
+  ++tableChanges;
+  std::erase_if(tags, [meter](const WatchedTag* tag) { return tag->meter == meter; });
+  protocol->UnlockPoll();
 }
 
 std::optional<std::uint32_t> Site::DeviceOf(std::size_t meter) const {
-  const auto found = std::ranges::find(devices_, meter, &Device::meter);
-  if (found == devices_.end()) return std::nullopt;
-  return static_cast<std::uint32_t>(found - devices_.begin());
+  const auto found = std::ranges::find(devices, meter, &Device::meter);
+  if (found == devices.end()) return std::nullopt;
+  return static_cast<std::uint32_t>(found - devices.begin());
 }
 
-WatchedTag* Site::AnyTag(std::size_t meter, std::uint64_t salt) {
+WatchedTag* Site::AnyTag(std::size_t meter, std::uint64_t salt) const {
   std::vector<WatchedTag*> own;
-  for (const auto& tag : tags_) {
-    if (tag->meter == meter) own.push_back(tag.get());
-  }
+  std::ranges::copy_if(tags, std::back_inserter(own), [meter](const WatchedTag* tag) { return tag->meter == meter; });
   return own.empty() ? nullptr : own[salt % own.size()];
 }
 
-void Site::LeaveWrite(WatchedTag& watched, double value) {
-  const platform::CriticalSectionGuard guard(context_.TagLock);
-  CDeviceTag& tag = *watched.tag;
-  tag.WriteValue.vt = tag.CanonicalType;
-  if (tag.CanonicalType == VT_UI1) {
-    tag.WriteValue.bVal = static_cast<BYTE>(value);
-  } else if (tag.CanonicalType == VT_BOOL) {
-    tag.WriteValue.boolVal = static_cast<std::int16_t>(value);
-  } else {
-    tag.WriteValue.fltVal = static_cast<float>(value);
-  }
-  watched.writing = true;
-  watched.written = value;
-  watched.sent = 0;
-  watched.confirmed = false;
-  confirmed_.clear();
+void Site::LeaveWrite(WatchedTag& tag, double value) {
+  const platform::CriticalSectionGuard guard(context.TagLock);
+  tag.WriteValue = host::ParseWriteValue(fmt::format("{}", value), tag.CanonicalType);
+  tag.writing = true;
+  tag.written = value;
+  tag.sent = 0;
+  confirmed.clear();
   StoreFlag(tag.WritePending, 1);
 }
 
-void Site::Write(const Operation& operation) {
-  const std::uint32_t wanted = operation.kind == OperationKind::SwitchExchange ? 211 : 0;
+void Site::Write(const Operation& operation, bool exchange) {
   for (std::uint64_t i = 0; i < 30; ++i) {
     WatchedTag* const tag = AnyTag(operation.meter, operation.salt % 1000 + i);
     if (tag == nullptr) return;
-    if (tag->tag->Access != 3 || tag->usedSince < 0 || (tag->number == 211) != (wanted == 211) || tag->number == 102) continue;
-    return LeaveWrite(*tag, WritableValue(tag->number, operation.salt >> 8));
+    const bool fits = tag->Access == host::kAccessReadWrite && tag->usedSince >= 0 && tag->kind != TagKind::LogNumber;
+    if (fits && (tag->kind == TagKind::Exchange) == exchange)
+      return LeaveWrite(*tag, WritableValue(tag->TagNumber, operation.salt >> 8));
   }
+}
+
+void Site::InBackground(const Operation& operation, void (Site::*ask)(const Operation&, std::uint32_t device)) {
+  historyThreads.push_back(scheduler->Start("history", [this, operation, ask] {
+    const auto device = DeviceOf(operation.meter);
+    if (device && !plan.meters[operation.meter].twin) (this->*ask)(operation, *device);
+  }));
 }
 
 void Site::Start() {
-  if (protocol_->Start() == 0 && protocol_->Start() == 0) Violate(Invariant::NoHang, "the poll thread cannot be started");
+  if (protocol->Start() == 0 && protocol->Start() == 0) Violate("no hang", "the poll thread cannot be started");
 }
 
-void Site::Restart() {
-  Bounded("Stop", LongestExchangeMs(), [&] { return protocol_->Stop(); });
-  if (scenario_.seed % 2 == 0) Configure();
+void Site::Restart(bool anew) {
+  Bounded("Stop", LongestExchangeMs(), [&] { return protocol->Stop(); });
+  if (anew) Configure();
   Start();
-}
-
-void Site::Do(const Operation& operation) {
-  WatchedTag* const tag = AnyTag(operation.meter, operation.salt);
-  Scheduler& scheduler = *Scheduler::Current();
-  switch (operation.kind) {
-    case OperationKind::UseTag:
-      if (tag == nullptr || tag->usedSince >= 0) return;
-      tag->usedSince = scheduler.Elapsed();
-      return tag->tag->Use();
-    case OperationKind::LeaveTag:
-      if (tag == nullptr || tag->usedSince < 0) return;
-      tag->usedSince = -1;
-      return tag->tag->Unuse();
-    case OperationKind::Write:
-    case OperationKind::SwitchExchange:
-      return Write(operation);
-    case OperationKind::RemoveMeter:
-      return RemoveMeter(operation.meter);
-    case OperationKind::AddMeter:
-      if (DeviceOf(operation.meter)) return;
-      protocol_->LockPoll();
-      AddMeter(operation.meter);
-      protocol_->UnlockPoll();
-      return;
-    case OperationKind::Restart:
-    case OperationKind::ChangeSettings:
-      return Restart();
-    case OperationKind::SignalAndStart:
-      protocol_->SignalStop();
-      passThread_ = 0;
-      wholePass_ = false;
-      scheduler.Sleep(static_cast<std::int64_t>(operation.salt % 3000));
-      return Start();
-    case OperationKind::WrongClock:
-      return time_.SetWrongBy(static_cast<std::int64_t>(operation.salt % 400'000) - 200'000);
-    case OperationKind::Suspend:
-      return scheduler.Suspend(static_cast<std::int64_t>(operation.salt % (90 * kMinuteMs)));
-    case OperationKind::FailAllocation:
-      MemoryDrill() = {.left = static_cast<std::uint32_t>(1 + operation.salt % 60), .thread = protocol_->ThreadId};
-      return;
-    case OperationKind::FailCall:
-      logFailed_ = true;
-      CallDrill() = {.left = static_cast<std::uint32_t>(1 + operation.salt % 3),
-                     .thread = operation.salt % 2 == 0 ? scheduler.Self() : protocol_->ThreadId};
-      return;
-    default:
-      historyThreads_.push_back(scheduler.Start("history", [this, operation] { AskHistory(operation); }));
-  }
 }
 
 // Everything is put right that somebody has to put right; then all has to come to good values by itself.
 void Site::CalmDown() {
-  Scheduler& scheduler = *Scheduler::Current();
-  for (Fibre* const thread : historyThreads_) scheduler.Join(thread);
-  historyThreads_.clear();
-  line_.Calm();
-  time_.SetWrongBy(0);
-  MemoryDrill() = CallDrill() = {};
-  if (protocol_->Channel.RetryCount != plan_.retries) {
-    Bounded("Stop", LongestExchangeMs(), [&] { return protocol_->Stop(); });
-    Configure();
-    Start();
+  for (Fibre* const thread : historyThreads) scheduler->Join(thread);
+  historyThreads.clear();
+  line.Calm();
+  scheduler->wrongByMs = 0;
+  memoryDrill = callDrill = {};
+  if (protocol->Channel.RetryCount != plan.known.retries) Restart(true);
+  for (WatchedTag* const tag : tags) {
+    if (tag->kind == TagKind::Exchange && tag->usedSince >= 0) LeaveWrite(*tag, 1);
   }
-  for (const auto& tag : tags_) {
-    if (tag->number == 211 && tag->usedSince >= 0) LeaveWrite(*tag, 1);
-  }
-  const std::int64_t began = scheduler.Awake();
-  const std::int64_t bound =
-      5 * (plan_.pollPeriodSeconds * 1000LL + 60'000) + 20 * LongestExchangeMs() * static_cast<std::int64_t>(devices_.size() + 1);
-  while (!WhyNotWell().empty()) {
-    if (scheduler.Awake() - began > bound)
-      Violate(Invariant::Recovers, std::to_string(bound) + " ms after the last fault " + WhyNotWell());
-    scheduler.Sleep(500);
+  const std::int64_t began = scheduler->Awake();
+  const std::int64_t bound = 5 * (plan.known.pollPeriodSeconds * 1000LL + 60'000) +
+                             20 * LongestExchangeMs() * static_cast<std::int64_t>(devices.size() + 1);
+  for (std::string why = WhyNotWell(); !why.empty(); why = WhyNotWell()) {
+    if (scheduler->Awake() - began > bound) Violate("recovers", "{} ms after the last fault {}", bound, why);
+    scheduler->Wait(500);
   }
 }
 
 void Site::Run() {
-  Scheduler& scheduler = *Scheduler::Current();
   Configure();
-  for (std::size_t meter = 0; meter < plan_.meters.size(); ++meter) {
-    if (!plan_.meters[meter].dropped) AddMeter(meter);
+  for (std::size_t meter = 0; meter < plan.meters.size(); ++meter) {
+    if (!plan.meters[meter].dropped) AddMeter(meter);
   }
   Start();
-  for (const Operation& operation : scenario_.operations) {
-    if (operation.channel != number_) continue;
-    if (operation.atMs > scheduler.Elapsed()) scheduler.Sleep(operation.atMs - scheduler.Elapsed());
-    if (!plan_.meters[operation.meter].dropped) Do(operation);
+  for (const Operation& operation : scenario.operations) {
+    if (operation.channel != number) continue;
+    if (operation.atMs > scheduler->Elapsed()) scheduler->Wait(operation.atMs - scheduler->Elapsed());
+    if (!plan.meters[operation.meter].dropped) operation.kind->act(*this, operation);
   }
-  if (scheduler.Elapsed() < scenario_.durationMs) scheduler.Sleep(scenario_.durationMs - scheduler.Elapsed());
+  if (scheduler->Elapsed() < scenario.durationMs) scheduler->Wait(scenario.durationMs - scheduler->Elapsed());
   CalmDown();
-  Bounded("Stop", LongestExchangeMs(), [&] { return protocol_->Stop(); });
-  tags_.clear();
-  protocol_->Release();
-  protocol_ = nullptr;
-  for (const auto& [tag, times] : ended_) {
-    if (times != 1) Violate(Invariant::TagOnce, "a tag was destroyed " + std::to_string(times) + " times");
-  }
+  Bounded("Stop", LongestExchangeMs(), [&] { return protocol->Stop(); });
+  tags.clear();
+  protocol->Release();
+  if (!alive.empty()) Violate("tag once", "{} tags were not destroyed", alive.size());
 }
 
 }  // namespace ostrel::campaign

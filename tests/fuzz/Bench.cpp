@@ -1,8 +1,11 @@
 #include "tests/fuzz/Bench.h"
 
-#include <cstddef>
+#include <algorithm>
+#include <bit>
+#include <cstdlib>
 
 #include "Protocol/link/PortSettings.h"
+#include "host/session/Meter.h"
 #include "platform/clock.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
@@ -11,49 +14,42 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
 }
 
 namespace ostrel::fuzz {
-namespace {
 
-CDeviceTag* MakeTag(std::uint32_t number) {
-  const TagDescriptor& row = TagDescriptors()[number];
-  auto* const tag = new CDeviceTag;
-  tag->TagNumber = number;
-  tag->CanonicalType = static_cast<std::uint16_t>(row.DataType);
-  tag->Value.vt = static_cast<VARTYPE>(row.DataType);
-  tag->Code = row.Code;
-  tag->Param = row.Param;
-  tag->SubParam = row.SubParam;
-  tag->RequestLength = row.RequestLength;
-  tag->WriteLength = row.WriteLength;
-  tag->WriteParam = row.WriteParam;
-  tag->ExpectedLength = row.ExpectedLength;
-  tag->Use();
-  return tag;
-}
-
-}  // namespace
-
-Bench::Bench(IObjectProvider* provider) {
-  platform::ReplaceClock(&clock_);
-  context_.ObjectProvider = provider;
-  context_.Trace = &trace_;
-  context_.ClockCorrectionDays = 1;
-  protocol_->AddRef();
+Bench::Bench(std::uint32_t meterType, IObjectProvider* provider, CProtocol* made) : type(meterType), protocol(*made) {
+  platform::ReplaceClock(&clock);
+  context.ObjectProvider = provider;
+  context.Trace = &trace;
+  context.ClockCorrectionDays = 1;
+  protocol.AddRef();
   const PortSettings settings{.PortName = "COM1", .BaudRate = 9600, .RetryCount = 2, .PollPeriod = 1, .PortTimeout = 100};
-  protocol_->SetPortSettings(&context_, &settings);
-  DeviceConfig config{};
-  config.Address = 1;
-  config.TypeId = 1;
-  config.ExchangeOn = 1;
-  protocol_->AddDevice(&config);
+  protocol.SetPortSettings(&context, &settings);
+  const DeviceConfig config = host::MakeDeviceConfig({.address = 1}, type);
+  protocol.AddDevice(&config);
   for (std::uint32_t number = 0; number < kDaTagCount; ++number) {
-    tags_[number] = MakeTag(number);
-    protocol_->AddTag(0, tags_[number]);
+    tags.push_back(new CDeviceTag);
+    host::FillTag(*tags.back(), number, std::bit_cast<std::array<std::uint32_t, 10>>(TagDescriptors()[number]), 1, 1);
+    tags.back()->Use();
+    protocol.AddTag(0, tags.back());
   }
 }
 
 Bench::~Bench() {
-  protocol_->Release();
+  protocol.Release();
   platform::ReplaceClock(nullptr);
+}
+
+void Bench::AskHistory(std::uint32_t tag, host::WallInterval interval) {
+  FILETIME start = host::ToFileTime(interval.from);
+  FILETIME end = host::ToFileTime(interval.to);
+  TimestampList list{};
+  protocol.GetHistoryTimestamps(type, tag, 0, &start, &end, &list);
+  if (!std::ranges::is_sorted(list.Times.begin(), list.Times.end(), std::ranges::greater(), host::FromFileTime)) std::abort();
+  const HistoryItem item{.MeterType = type, .TagId = tag};
+  for (std::uint32_t i = 0; i < std::min<std::uint32_t>(list.Times.Size(), 3); ++i) {
+    if (i > 0 && host::FromFileTime(list.Times[i]) == host::FromFileTime(list.Times[i - 1])) std::abort();
+    HistoryValue value{};
+    protocol.ReadHistoryValue(type, &item, &list.Times[i], &value);
+  }
 }
 
 }  // namespace ostrel::fuzz

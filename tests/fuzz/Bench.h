@@ -1,13 +1,13 @@
-// What the targets share: a channel with one meter that has every tag, on the virtual clock. Made once; a run leaves it usable.
+// What the targets share: a channel with one meter that has every tag, on the virtual clock. A run leaves it usable.
 #pragma once
 
-#include <cstdint>
-#include <map>
 #include <span>
+#include <vector>
 
 #include "Protocol/diagnostics/DebugTrace.h"
 #include "Protocol/model/TagCatalogue.h"
 #include "Protocol/object/CProtocol.h"
+#include "host/session/HistoryInterval.h"
 #include "platform/virtual_clock.h"
 
 namespace ostrel::fuzz {
@@ -15,22 +15,21 @@ namespace ostrel::fuzz {
 /// What a target does with the bytes; each of them defines it.
 void Run(std::span<const std::uint8_t> data);
 
-class Bench {
- public:
-  explicit Bench(IObjectProvider* provider = nullptr);
+struct Bench {
+  explicit Bench(std::uint32_t meterType = 1, IObjectProvider* provider = nullptr, CProtocol* made = new CProtocol);
   Bench(const Bench&) = delete;
   Bench& operator=(const Bench&) = delete;
   ~Bench();
 
-  [[nodiscard]] CProtocol& Protocol() { return *protocol_; }
-  [[nodiscard]] CDeviceTag& Tag(std::uint32_t number) { return *tags_.at(number); }
+  /// Lists, whose times may only ascend (a listing has them newest first), and reads the first records.
+  void AskHistory(std::uint32_t tag, host::WallInterval interval);
 
- private:
-  platform::VirtualClock clock_{1'795'377'600'000};  // 2026-11-22 20:00:00 UTC
-  DebugTrace trace_;
-  HostContext context_;
-  CProtocol* protocol_ = new CProtocol;
-  std::map<std::uint32_t, CDeviceTag*> tags_;
+  platform::VirtualClock clock{1'795'377'600'000};  // 2026-11-22 20:00:00 UTC
+  DebugTrace trace;
+  HostContext context;
+  const std::uint32_t type;
+  CProtocol& protocol;
+  std::vector<CDeviceTag*> tags;  // by number
 };
 
 }  // namespace ostrel::fuzz

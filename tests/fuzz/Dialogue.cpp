@@ -1,7 +1,6 @@
 // A script of bytes and delays into a whole master: cycles of a meter and history requests through the port of the host's
 // programs. Every piece is a delay, a count of bytes, and the bytes; some get a right check, so that they come further.
 #include <algorithm>
-#include <cstring>
 #include <memory>
 
 #include "Protocol/acquisition/DeviceCycle.h"
@@ -53,19 +52,6 @@ class ScriptedStream final : public host::ByteStream {
   std::vector<std::uint8_t> request_;
 };
 
-void AskHistory(CProtocol& protocol, std::uint8_t choice) {
-  const std::uint32_t tag = kFirstHdaId + choice % kHdaTagCount;
-  FILETIME start{.dwLowDateTime = 0x0B2A8000, .dwHighDateTime = 0x01DD1234};
-  FILETIME end{.dwLowDateTime = 0x0B2A8000, .dwHighDateTime = 0x01DD1280};
-  TimestampList list{};
-  protocol.GetHistoryTimestamps(1, tag, 0, &start, &end, &list);
-  const HistoryItem item{.hostWord0_ = 0, .DeviceIndex = 0, .hostWord8_ = 0, .MeterType = 1, .TagId = tag, .Tariff = 0};
-  for (std::uint32_t i = 0; i < std::min<std::uint32_t>(list.Times.Size(), 3); ++i) {
-    HistoryValue value{};
-    protocol.ReadHistoryValue(1, &item, &list.Times[i], &value);
-  }
-}
-
 }  // namespace
 
 void Run(std::span<const std::uint8_t> data) {
@@ -76,15 +62,17 @@ void Run(std::span<const std::uint8_t> data) {
   directory->Set("COM1", {.open = [&script](std::string&) { return std::make_unique<ScriptedStream>(script); },
                           .line = {.lateGuardMs = 50, .echo = (data[0] & 1) != 0},
                           .observer = {}});
-  Bench bench(&provider);
-  bench.Protocol().Running = 1;
+  Bench bench(1, &provider);
+  bench.protocol.Running = 1;
+  constexpr host::WallTime kEvening = 1'795'377'600;
   while (script.size() >= 2) {
     const std::size_t before = script.size();
-    if ((data[0] & 2) != 0) AskHistory(bench.Protocol(), data[1]);
-    RunDeviceCycle(bench.Protocol(), 0);
+    if ((data[0] & 2) != 0)
+      bench.AskHistory(kFirstHdaId + data[1] % kHdaTagCount, {kEvening - 10 * host::kHourSeconds, kEvening});
+    RunDeviceCycle(bench.protocol, 0);
     if (script.size() == before) break;
   }
-  bench.Protocol().Running = 0;
+  bench.protocol.Running = 0;
 }
 
 }  // namespace ostrel::fuzz

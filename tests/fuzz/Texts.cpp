@@ -1,8 +1,5 @@
 // Texts that people write: the configuration, the trace's settings, the registry script, numbers and times on the command line,
 // a meter's description, frames in hexadecimal. The first byte chooses.
-#include <string>
-#include <string_view>
-
 #include "Protocol/diagnostics/DebugTrace.h"
 #include "Protocol/module/RegistryScript.h"
 #include "host/ports/Devices.h"
