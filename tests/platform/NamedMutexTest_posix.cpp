@@ -1,3 +1,4 @@
+// Named mutexes between processes, threads and handles.
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mman.h>
@@ -6,7 +7,6 @@
 
 #include <atomic>
 #include <functional>
-#include <string>
 #include <thread>
 
 #include "platform/named_mutex.h"
@@ -17,51 +17,32 @@ namespace {
 
 OleString NameOf(const std::string& text) { return Utf8ToOle(std::to_string(getpid()) + text); }
 
-class OpenMutex {
- public:
-  explicit OpenMutex(const OleString& name) : handle_(OpenNamedMutex(name.c_str())) {}
-  ~OpenMutex() { CloseNamedMutex(handle_); }
+struct OpenMutex {
+  explicit OpenMutex(const OleString& name) : handle(OpenNamedMutex(name.c_str())) {}
+  ~OpenMutex() { CloseNamedMutex(handle); }
   OpenMutex(const OpenMutex&) = delete;
   OpenMutex& operator=(const OpenMutex&) = delete;
-  operator NamedMutexHandle() const { return handle_; }
 
- private:
-  NamedMutexHandle handle_;
+  const NamedMutexHandle handle;
 };
+
+constexpr int kSteps = 2000;
 
 /// A counter that processes share. Its steps are lost as soon as two of them interleave.
-class SharedCounter {
- public:
-  static constexpr int kSteps = 2000;
+std::atomic<int>& NewSharedCounter() {
+  return *new (mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))
+      std::atomic<int>(0);
+}
 
-  SharedCounter()
-      : value_(new (mmap(nullptr, sizeof(Value), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)) Value(0)) {}
-  ~SharedCounter() { munmap(value_, sizeof(Value)); }
+void Step(std::atomic<int>& counter, NamedMutexHandle mutex) {
+  if (!LockNamedMutex(mutex)) return;
+  const int before = counter;
+  sched_yield();
+  counter = before + 1;
+  UnlockNamedMutex(mutex);
+}
 
-  /// `open` gives a handle for each step.
-  template <class Open>
-  void Count(Open open) {
-    for (int i = 0; i < kSteps; ++i) Step(open());
-  }
-  int Total() const { return *value_; }
-
- private:
-  using Value = std::atomic<int>;
-
-  void Step(NamedMutexHandle mutex) {
-    if (!LockNamedMutex(mutex)) return;
-    const int before = *value_;
-    sched_yield();
-    *value_ = before + 1;
-    UnlockNamedMutex(mutex);
-  }
-
-  Value* value_;
-};
-
-template <class Work>
-void InAnotherProcess(
-    Work work, const std::function<void()>& meanwhile = [] {}) {
+void InAnotherProcess(const std::function<void()>& work, const std::function<void()>& meanwhile) {
   const pid_t child = fork();
   if (child == 0) {
     work();
@@ -75,33 +56,40 @@ void InAnotherProcess(
 
 TEST(NamedMutex, ExcludesProcessesAndThreadsWithHandlesOfTheirOwnAndWithASharedOne) {
   const OleString name = NameOf("C:\\папка/trace.log");
-  SharedCounter counter;
-  const auto countAnew = [&] { counter.Count([&] { return OpenMutex(name); }); };
+  std::atomic<int>& counter = NewSharedCounter();
+  const auto countAnew = [&] {
+    for (int i = 0; i < kSteps; ++i) Step(counter, OpenMutex(name).handle);
+  };
   InAnotherProcess(countAnew, [&] {
     const OpenMutex shared(name);
-    std::thread first([&] { counter.Count([&] { return NamedMutexHandle(shared); }); });
-    std::thread second([&] { counter.Count([&] { return NamedMutexHandle(shared); }); });
+    const auto countWithIt = [&] {
+      for (int i = 0; i < kSteps; ++i) Step(counter, shared.handle);
+    };
+    const std::jthread first(countWithIt);
+    const std::jthread second(countWithIt);
     countAnew();
-    first.join();
-    second.join();
   });
-  EXPECT_EQ(counter.Total(), 4 * SharedCounter::kSteps);
+  EXPECT_EQ(counter, 4 * kSteps);
 }
 
 TEST(NamedMutex, IsFreeAfterItsOwnerDiedAndMayBeLockedAgainByItsThread) {
   const OleString name = NameOf("abandoned");
-  InAnotherProcess([&] {
-    if (!LockNamedMutex(OpenNamedMutex(name.c_str()))) _exit(1);
-  });
+  InAnotherProcess([&] { _exit(LockNamedMutex(OpenNamedMutex(name.c_str())) ? 0 : 1); }, [] {});
   const OpenMutex mutex(name);
-  for (int twice = 0; twice < 2; ++twice) ASSERT_TRUE(LockNamedMutex(mutex));
-  UnlockNamedMutex(mutex);
-  SharedCounter counter;
-  std::thread other([&] { counter.Count([&] { return OpenMutex(name); }); });
-  EXPECT_EQ(counter.Total(), 0);
-  UnlockNamedMutex(mutex);
+  for (int twice = 0; twice < 2; ++twice) ASSERT_TRUE(LockNamedMutex(mutex.handle));
+  UnlockNamedMutex(mutex.handle);
+  std::atomic<int> counter = 0;
+  std::atomic<bool> stands = false;
+  std::thread other([&] {
+    const OpenMutex own(name);
+    stands = true;
+    Step(counter, own.handle);
+  });
+  while (!stands) std::this_thread::yield();
+  EXPECT_EQ(counter, 0);
+  UnlockNamedMutex(mutex.handle);
   other.join();
-  EXPECT_EQ(counter.Total(), SharedCounter::kSteps);
+  EXPECT_EQ(counter, 1);
 }
 
 /// Were two of them one mutex, the second lock would wait for ever.
@@ -112,9 +100,8 @@ TEST(NamedMutex, NamesAreComparedWhole) {
   for (const auto& [left, right] : kDifferent) {
     const OpenMutex one(NameOf(left));
     const OpenMutex other(NameOf(right));
-    for (const NamedMutexHandle mutex : {NamedMutexHandle(one), NamedMutexHandle(other)})
-      ASSERT_TRUE(LockNamedMutex(mutex)) << left;
-    for (const NamedMutexHandle mutex : {NamedMutexHandle(one), NamedMutexHandle(other)}) UnlockNamedMutex(mutex);
+    for (const OpenMutex* mutex : {&one, &other}) ASSERT_TRUE(LockNamedMutex(mutex->handle)) << left;
+    for (const OpenMutex* mutex : {&one, &other}) UnlockNamedMutex(mutex->handle);
   }
   EXPECT_EQ(OpenNamedMutex(nullptr), kNoMutex);
   EXPECT_FALSE(LockNamedMutex(kNoMutex));
