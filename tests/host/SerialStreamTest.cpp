@@ -99,23 +99,19 @@ TEST_F(SerialStreamTest, SpeedAndParityAreSet) {
   EXPECT_FALSE(stream->SetMode({.baud = 12345}));
 }
 
-TEST_F(SerialStreamTest, IsTakenAlone) {
-  std::string error;
+TEST_F(SerialStreamTest, SaysWhatCannotBeOpened) {
+  test::WriteBytes(folder_.File("file"), "text");
+  const auto problem = [](const std::string& path) {
+    std::string error;
+    return OpenSerial(path, error) == nullptr ? error : "opened";
+  };
+  EXPECT_EQ(folder_.File("file") + ": not a serial line", problem(folder_.File("file")));
+  EXPECT_EQ(folder_.File("none") + ": No such file or directory", problem(folder_.File("none")));
   {
     const auto stream = Open(path_);
-    EXPECT_EQ(nullptr, OpenSerial(path_, error));
-    EXPECT_NE("", error);
+    EXPECT_NE("opened", problem(path_)) << "taken alone";
   }
-  EXPECT_NE(nullptr, OpenSerial(path_, error)) << "free again after it was closed";
-}
-
-TEST_F(SerialStreamTest, WhatIsNoSerialLineIsSaid) {
-  test::WriteBytes(folder_.File("file"), "text");
-  std::string error;
-  EXPECT_EQ(nullptr, OpenSerial(folder_.File("file"), error));
-  EXPECT_EQ(folder_.File("file") + ": not a serial line", error);
-  EXPECT_EQ(nullptr, OpenSerial(folder_.File("none"), error));
-  EXPECT_EQ(folder_.File("none") + ": No such file or directory", error);
+  EXPECT_EQ("opened", problem(path_)) << "free again";
 }
 
 TEST_F(SerialStreamTest, VanishedDeviceFailsAndANewOneBehindTheSameNameWorks) {
@@ -143,17 +139,6 @@ TEST_F(SerialStreamTest, DeviceThatTakesNothingCannotHoldTheSender) {
   EXPECT_TRUE(stream->Failed());
   tcflow(stopper, TCOON);
   close(stopper);
-}
-
-TEST(Devices, TextsAreChecked) {
-  constexpr const char* kTcp = "must be tcp:HOST:PORT with a port number from 1 to 65535";
-  const std::pair<const char*, const char*> rows[] = {
-      {"/dev/ttyUSB0", ""},      {"simulated", ""},       {"tcp:gateway:4001", ""},
-      {"tcp:[::1]:4001", ""},    {"", "is empty"},        {"tcp:gateway", kTcp},
-      {"tcp::4001", kTcp},       {"tcp:gateway:0", kTcp}, {"tcp:gateway:65536", kTcp},
-      {"tcp:gateway:40x", kTcp},
-  };
-  for (const auto& [text, problem] : rows) EXPECT_EQ(problem, CheckDeviceText(text)) << text;
 }
 
 }  // namespace
