@@ -86,19 +86,19 @@ TEST(HistoryCommand, ShowsTheMetersModel) {
 
 // The same records as the meter's model has, whatever lies between; all intervals side by side, since most of the time is waited.
 TEST(HistoryCommand, GivesEveryRecordOfAnInterval) {
-  const std::vector<TableRow> rows = ReadTable("end_to_end/history_intervals.tsv", 5);
+  const std::vector<TableRow> rows = ReadTable("end_to_end/history_intervals.tsv", 6);
   std::vector<Bench> benches(rows.size());
   std::vector<std::unique_ptr<Background>> hosts;
   for (std::size_t i = 0; i < rows.size(); ++i) {
-    StartMeter(benches[i], 1, rows[i][1]);
-    hosts.push_back(benches[i].StartHost(HistoryOf({std::to_string(kProfileTag)}, rows[i][2], rows[i][3])));
+    StartMeter(benches[i], Numbers(rows[i][1])[0], rows[i][2]);
+    hosts.push_back(benches[i].StartHost(HistoryOf({std::to_string(kProfileTag)}, rows[i][3], rows[i][4])));
   }
   for (std::size_t i = 0; i < rows.size(); ++i) {
     SCOPED_TRACE(rows[i][0]);
     EXPECT_EQ(0, hosts[i]->Wait(120)) << hosts[i]->Errors();
-    sim::Meter meter(Spec(MeterText(1, 1, rows[i][1])), 1);
-    const auto expected = RecordsOfModel(meter.View(0), kProfileTag, rows[i][2], rows[i][3]);
-    EXPECT_EQ(std::stoul(rows[i][4]), expected.size());
+    sim::Meter meter(Spec(MeterText(1, Numbers(rows[i][1])[0], rows[i][2])), 1);
+    const auto expected = RecordsOfModel(meter.View(0), kProfileTag, rows[i][3], rows[i][4]);
+    EXPECT_EQ(std::stoul(rows[i][5]), expected.size());
     const HostRun run = Bench::Read(0, hosts[i]->Output(), {});
     ASSERT_EQ(expected.size(), run.events.size()) << "once each";
     auto event = run.events.begin();

@@ -1,10 +1,13 @@
-// The serial device on a real pseudo-terminal.
+// The streams: the serial device on a real pseudo-terminal, TCP against a socket of our own.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include <asio/ip/tcp.hpp>
+#include <asio/read.hpp>
+#include <asio/write.hpp>
 #include <memory>
 
 #include "host/ports/Devices.h"
@@ -29,6 +32,7 @@ extern "C" int tcsetattr(int descriptor, int when, const termios* settings) noex
 namespace ostrel::host {
 namespace {
 
+using asio::ip::tcp;
 using test::Bytes;
 
 std::unique_ptr<ByteStream> Open(const std::string& path) {
@@ -139,6 +143,38 @@ TEST_F(SerialStreamTest, DeviceThatTakesNothingCannotHoldTheSender) {
   EXPECT_TRUE(stream->Failed());
   tcflow(stopper, TCOON);
   close(stopper);
+}
+
+TEST(TcpStream, TakesBytesBothWaysUntilTheOtherEndCloses) {
+  asio::io_context context;
+  tcp::acceptor acceptor{context, tcp::endpoint(asio::ip::address_v4::loopback(), 0)};
+  const std::string device = "tcp:127.0.0.1:" + std::to_string(acceptor.local_endpoint().port());
+  std::string error;
+  const auto stream = DeviceOpener(device)(error);
+  ASSERT_NE(nullptr, stream) << error;
+  tcp::socket peer = acceptor.accept();
+  const Bytes sent = {1, 2, 3};
+  EXPECT_TRUE(stream->Send(sent.data(), sent.size()));
+  Bytes received(3);
+  asio::read(peer, asio::buffer(received));
+  EXPECT_EQ(sent, received);
+
+  Bytes buffer(8);
+  EXPECT_EQ(0U, stream->Receive(buffer.data(), buffer.size(), 5));
+  asio::write(peer, asio::buffer(sent));
+  EXPECT_EQ(3U, stream->Receive(buffer.data(), buffer.size(), 1000));
+  asio::write(peer, asio::buffer(sent));
+  EXPECT_EQ(3U, stream->Receive(buffer.data(), buffer.size(), 1000)) << "a wait that was given up takes no bytes along";
+  EXPECT_FALSE(stream->Failed());
+
+  peer.close();
+  EXPECT_EQ(0U, stream->Receive(buffer.data(), buffer.size(), 1000));
+  EXPECT_TRUE(stream->Failed());
+  EXPECT_FALSE(stream->Send(sent.data(), sent.size()));
+
+  acceptor.close();
+  EXPECT_EQ(nullptr, DeviceOpener(device)(error));
+  EXPECT_EQ(device + ": Connection refused", error);
 }
 
 }  // namespace
