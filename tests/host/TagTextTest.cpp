@@ -51,7 +51,7 @@ TEST(TagSelection, ByNameIdAndWildcardAndNearOnesAreNamed) {
       {"serial", "the meter has no tag \"serial\"; did you mean \"Serial Number\"?"},
       {"20099", "the meter has no tag \"20099\""},
       {"Voltage*", "no tag fits \"Voltage*\""}};
-  for (const auto& [text, message] : mistakes) EXPECT_EQ(message, FailureOf([&] { (void)SelectTags(tags, text); }));
+  for (const auto& [text, message] : mistakes) EXPECT_EQ(message, FailureOf([&, text = text] { (void)SelectTags(tags, text); }));
 }
 
 TEST(WriteLine, WordsMayBeQuotedAndTagsNeedNotBe) {

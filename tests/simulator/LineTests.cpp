@@ -19,7 +19,7 @@ using sim::FaultKind;
 using sim::Line;
 using sim::RequestFramer;
 
-constexpr std::int64_t kNoon = 1795348800000;
+constexpr std::int64_t kNow = 1795348800000;
 
 Line MakeLine(std::vector<Fault> faults, std::uint64_t seed = 1, sim::Pace pace = {}) {
   std::vector<sim::Meter> meters;
@@ -28,7 +28,7 @@ Line MakeLine(std::vector<Fault> faults, std::uint64_t seed = 1, sim::Pace pace 
 }
 
 /// Deliveries as "@7000 01 00", with microseconds; those that come together are one.
-std::string Ask(Line& line, const char* request, std::int64_t now = kNoon) {
+std::string Ask(Line& line, const char* request, std::int64_t now = kNow) {
   std::string text;
   std::int64_t last = -1;
   for (const Delivery& delivery : line.Transact(Frame(request), now)) {
@@ -90,11 +90,11 @@ TEST(Line, PaceCountsTheBitsOfAByteInMicroseconds) {
 TEST(Line, FailsForATime) {
   Line line = MakeLine({{.kind = FaultKind::PortFailure, .every = 2, .ms = 500}});
   EXPECT_NE(Ask(line, "01 00"), "");
-  EXPECT_FALSE(line.IsDown(kNoon));
+  EXPECT_FALSE(line.IsDown(kNow));
   EXPECT_EQ(Ask(line, "01 00"), "");
-  EXPECT_TRUE(line.IsDown(kNoon + 499));
-  EXPECT_FALSE(line.IsDown(kNoon + 500));
-  EXPECT_NE(Ask(line, "01 00", kNoon + 500), "");
+  EXPECT_TRUE(line.IsDown(kNow + 499));
+  EXPECT_FALSE(line.IsDown(kNow + 500));
+  EXPECT_NE(Ask(line, "01 00", kNow + 500), "");
 }
 
 TEST(Line, TheSameSeedGivesTheSameFaults) {
