@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <cstdio>
-#include <cstring>
 #include <map>
 #include <utility>
 
@@ -11,9 +10,9 @@
 #include "Protocol/link/PortSettings.h"
 #include "host/session/Failure.h"
 #include "host/session/NearNames.h"
+#include "host/session/RecordText.h"
 #include "host/session/TagSelection.h"
 #include "platform/clock.h"
-#include "platform/text.h"
 
 namespace ostrel::host {
 namespace {
@@ -29,12 +28,6 @@ struct ParityName {
 constexpr ParityName kParityNames[] = {
     {"none", "Нет"}, {"even", "Чет"}, {"odd", "Нечет"}, {"mark", "Маркер"}, {"space", "Пробел"},
 };
-
-template <std::size_t Size>
-void StoreText(char (&field)[Size], const std::string& utf8) {
-  const std::string text = platform::Utf8ToCp1251(utf8).substr(0, Size - 1);
-  std::memcpy(field, text.c_str(), text.size() + 1);
-}
 
 PortSettings MakePortSettings(const ChannelConfig& config) {
   PortSettings settings = {};

@@ -5,13 +5,11 @@
 #include <functional>
 #include <optional>
 
+#include "Protocol/model/HistoryQuality.h"
 #include "host/session/Catalogue.h"
 #include "host/session/HistoryInterval.h"
 
 namespace ostrel::host {
-
-inline constexpr std::uint32_t kHistoryGood = 0x000400C0;
-inline constexpr std::uint32_t kHistoryBad = 0x00040000;
 
 struct HistoryRecord {
   WallTime time = 0;

@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstring>
 #include <string_view>
 
 #include "Protocol/model/TagCatalogue.h"
+#include "host/session/RecordText.h"
 #include "host/session/TagSelection.h"
-#include "platform/text.h"
 
 namespace ostrel::host {
 namespace {
@@ -16,12 +15,6 @@ namespace {
 constexpr std::uint8_t kWinterTime = 1;
 
 constexpr std::size_t kPortPrefix = 3;
-
-template <std::size_t Size>
-void StoreText(char (&field)[Size], const std::string& utf8) {
-  const std::string text = platform::Utf8ToCp1251(utf8).substr(0, Size - 1);
-  std::memcpy(field, text.c_str(), text.size() + 1);
-}
 
 void FillDescriptor(CDeviceTag& tag, const std::array<std::uint32_t, 10>& descriptor) {
   tag.CanonicalType = static_cast<std::uint16_t>(descriptor[kColumnDataType]);

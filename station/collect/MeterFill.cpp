@@ -88,7 +88,7 @@ FillResult MeterFill::Read(const Portion& portion, std::int64_t now) {
   host::HistoryReader reader(host::HistoryClient(channel_.Protocol(), meter_.type.id, meter_.index));
   const auto sink = [&](const host::HistoryRecord& record) {
     const std::int64_t time = RecordTime(fill.tag, record.time);
-    const bool good = record.quality == host::kHistoryGood && record.value;
+    const bool good = record.quality == kHistoryGood && record.value;
     result.records.push_back({.time = time,
                               .utc = UtcOfWall(time),
                               .value = good ? record.value : std::nullopt,

@@ -1,7 +1,8 @@
-// What ostrel-host tells of the plug-in's tags, against the tables made from the meters' documents.
+// What ostrel-host tells of the plug-in's tags, against the tables made from the meters' documents; and which plug-in it takes.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <filesystem>
 #include <set>
 
 #include "tests/end_to_end/Programs.h"
@@ -10,6 +11,7 @@
 namespace ostrel::test {
 namespace {
 
+using ::testing::HasSubstr;
 using Ids = std::set<std::uint32_t>;
 
 /// The ids of a row of ranges that have a name: none lies before the branch.
@@ -54,22 +56,40 @@ TEST(Catalogue, ListsTheTagsOfEachTypeInJson) {
 TEST(Catalogue, ListsTheTypesInTheHostsOrder) {
   Bench bench;
   const HostRun run = bench.RunPlain({"types", "--json"});
-  ASSERT_EQ(9U, run.events.size()) << run.errors;
-  std::vector<int> ids;
-  for (const auto& event : run.events) ids.push_back(event["type"]);
-  EXPECT_EQ((std::vector<int>{0, 1, 2, 3, 6, 7, 8, 11, 12}), ids);
-  EXPECT_EQ("СЭТ-4ТМ.02М,03М", run.events[6]["display"]);
-  EXPECT_EQ("SET4TMM02M03", run.events[6]["name"]);
+  ASSERT_EQ(std::size(kMeterTypes), run.events.size()) << run.errors;
+  for (std::size_t i = 0; i < run.events.size(); ++i) EXPECT_EQ(kMeterTypes[i], run.events[i]["type"]);
+  EXPECT_EQ(R"({"display":"СЭТ-4ТМ.02М,03М","event":"type","name":"SET4TMM02M03","type":8})", run.events[6].dump());
 }
 
 TEST(Catalogue, SaysWhatIsWrongWithATypeOrABranch) {
   Bench bench;
-  for (const std::vector<std::string>& wrong :
-       {std::vector<std::string>{"tags", "--type", "4"}, {"tags", "--type", "1", "--branch", "ae"}}) {
+  using Arguments = std::vector<std::string>;
+  for (const Arguments& wrong : {Arguments{"tags", "--type", "4"}, {"tags", "--type", "1", "--branch", "ae"}}) {
     const HostRun run = bench.RunPlain(wrong);
     EXPECT_EQ(2, run.exitCode) << wrong.back();
-    EXPECT_NE(std::string::npos, run.errors.find(wrong.back())) << run.errors;
+    EXPECT_THAT(run.errors, HasSubstr(wrong.back()));
   }
+}
+
+// A plug-in that is registered is the one that is taken when none is named.
+TEST(Registration, FindsThePlugInThroughTheHostsList) {
+  Bench bench;
+  const std::string module = bench.File("libElsewhere.so");
+  const std::filesystem::path programs = OSTREL_PROGRAMS;
+  std::filesystem::copy_file(programs.parent_path() / "lib" / "libOstrelProtocol.so", module);
+  EXPECT_EQ(0, bench.RunPlain({"register", "--module", module}).exitCode);
+  EXPECT_THAT(FileText(bench.File("registry")), HasSubstr(module));
+  EXPECT_EQ(9U, bench.RunPlain({"types", "--json"}).events.size());
+
+  // Proof that it is that copy which is asked: without it the command fails and names it.
+  std::filesystem::remove(module);
+  const HostRun lost = bench.RunPlain({"types", "--json"});
+  EXPECT_EQ(2, lost.exitCode);
+  EXPECT_THAT(lost.errors, HasSubstr(module));
+
+  EXPECT_EQ(0, bench.RunPlain({"unregister"}).exitCode);
+  EXPECT_EQ(9U, bench.RunPlain({"types", "--json"}).events.size()) << "the one beside the program again";
+  EXPECT_EQ(0, bench.RunPlain({"unregister"}).exitCode) << "twice is no error";
 }
 
 }  // namespace

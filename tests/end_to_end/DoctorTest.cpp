@@ -2,64 +2,32 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "tests/end_to_end/Programs.h"
+#include "tests/support/TableFile.h"
 
 namespace ostrel::test {
 namespace {
 
 using ::testing::HasSubstr;
 
-struct Ward {
-  const char* finding;
-  const char* says;
-  const char* meter = "12:1";
-  const char* faults = "";
-  const char* channelKeys = "";
-  const char* meterKeys = "";
-  std::uint32_t type = 1;
-  int exitCode = 3;
-};
-
-const Ward kWards[] = {
-    {.finding = "good", .says = "50 asks", .meter = "12:1:serial=4711:offset_s=90", .exitCode = 0},
-    {.finding = "chatter", .says = "another master", .faults = "[[fault]]\nkind=\"chatter\"\nms=300\nbytes=3\n"},
-    {.finding = "silence", .says = "--scan-addresses", .meter = "12:1:silent=1"},
-    {.finding = "garbage", .says = "--scan-speeds", .faults = "[[fault]]\nkind=\"wrong-speed\"\n"},
-    {.finding = "echo", .says = "echo = true", .faults = "[[fault]]\nkind=\"echo\"\n"},
-    {.finding = "good", .says = "none lost", .faults = "[[fault]]\nkind=\"echo\"\n", .channelKeys = "echo = true", .exitCode = 0},
-    {.finding = "no-echo", .says = "echo = false", .channelKeys = "echo = true"},
-    {.finding = "late", .says = "set timeout_ms = ", .faults = "[[fault]]\nkind=\"late\"\nms=600\n"},
-    {.finding = "bursts", .says = "latency timer", .faults = "[[fault]]\nkind=\"pieces\"\nms=16\nbytes=4\n", .exitCode = 0},
-    {.finding = "foreign", .says = "another address answered (13)", .faults = "[[fault]]\nkind=\"foreign\"\n"},
-    {.finding = "glued", .says = "two meters have this address", .faults = "[[fault]]\nkind=\"doubled\"\n"},
-    {.finding = "level1-refused", .says = "level1_password", .meterKeys = "level1_password = \"111111\""},
-    {.finding = "level2-refused",
-     .says = "four minutes",
-     .meter = "12:1:password2=222222",
-     .meterKeys = "level2_password = \"333333\"",
-     .exitCode = 0},
-    {.finding = "wrong-type", .says = "set type = 8", .meter = "12:8"},
-};
-
+// Side by side: most of the time they listen.
 TEST(Doctor, FindsTheOneCause) {
-  std::vector<std::unique_ptr<Bench>> benches;
+  const std::vector<TableRow> wards = ReadTable("end_to_end/doctor.tsv", 8);
+  std::vector<Bench> benches(wards.size());
   std::vector<std::unique_ptr<Background>> hosts;
-  // Side by side: most of the time they listen.
-  for (const Ward& ward : kWards) {
-    Bench& bench = *benches.emplace_back(std::make_unique<Bench>());
-    bench.StartMeters({ward.meter}, ward.faults);
-    bench.Configure(ward.channelKeys, MeterTable("feeder", 12, ward.type, ward.meterKeys));
-    hosts.push_back(bench.StartHost({"doctor", "--json"}));
+  for (std::size_t i = 0; i < wards.size(); ++i) {
+    const TableRow& ward = wards[i];
+    benches[i].StartMeters({ward[6]}, ward[7].empty() ? "" : "[[fault]]\n" + WithLineEnds(ward[7]));
+    benches[i].Configure(ward[4], MeterTable("feeder", 12, static_cast<std::uint32_t>(std::stoul(ward[3])), ward[5]));
+    hosts.push_back(benches[i].StartHost({"doctor", "--json"}));
   }
   for (std::size_t i = 0; i < hosts.size(); ++i) {
-    SCOPED_TRACE(std::string(kWards[i].finding) + " " + kWards[i].says);
-    EXPECT_EQ(kWards[i].exitCode, hosts[i]->Wait(60)) << hosts[i]->Errors();
+    SCOPED_TRACE(wards[i][0] + " " + wards[i][1]);
+    EXPECT_EQ(std::stoi(wards[i][2]), hosts[i]->Wait(60)) << hosts[i]->Errors();
     const HostRun run = Bench::Read(0, hosts[i]->Output(), {});
     ASSERT_EQ(1U, run.events.size()) << hosts[i]->Output();
-    EXPECT_EQ(kWards[i].finding, run.events[0]["finding"]);
-    EXPECT_THAT(run.events[0]["text"].get<std::string>(), HasSubstr(kWards[i].says));
+    EXPECT_EQ(wards[i][0], run.events[0]["finding"]);
+    EXPECT_THAT(run.events[0]["text"].get<std::string>(), HasSubstr(wards[i][1]));
   }
   const auto good = nlohmann::json::parse(hosts[0]->Output());
   EXPECT_EQ("00004711", good["serial"]);
@@ -67,23 +35,20 @@ TEST(Doctor, FindsTheOneCause) {
 }
 
 TEST(Doctor, TellsPortsApart) {
-  const struct {
-    const char* device;
-    const char* finding;
-  } rows[] = {{"/dev/ttyNOSUCH", "port-missing"}, {"/etc/hostname", "port-no-line"}, {"tcp:127.0.0.1:1", "port-failed"}};
   Bench bench;
-  for (const auto& row : rows) {
-    const HostRun run = bench.RunPlain({"doctor", "--json", "--device", row.device});
+  const auto finding = [&](const std::string& device) {
+    const HostRun run = bench.RunPlain({"doctor", "--json", "--device", device});
     EXPECT_EQ(4, run.exitCode);
-    ASSERT_EQ(1U, run.events.size()) << run.errors;
-    EXPECT_EQ(row.finding, run.events[0]["finding"]);
-  }
+    return run.events.size() == 1 ? run.events[0]["finding"].get<std::string>() : run.errors;
+  };
+  EXPECT_EQ("port-missing", finding("/dev/ttyNOSUCH"));
+  EXPECT_EQ("port-no-line", finding("/etc/hostname"));
+  EXPECT_EQ("port-failed", finding("tcp:127.0.0.1:1"));
   bench.StartMeters({"12:1"});
   bench.Configure("", MeterTable("feeder", 12, 1));
   const auto holder = bench.StartHost({"run", "--json"});
   ASSERT_TRUE(holder->WaitFor("\"pass\""));
-  const HostRun busy = bench.RunPlain({"doctor", "--json", "--device", bench.File("line")});
-  EXPECT_EQ("port-busy", busy.events.at(0)["finding"]);
+  EXPECT_EQ("port-busy", finding(bench.File("line")));
 }
 
 TEST(Doctor, SearchesAddressesAndSpeeds) {

@@ -13,6 +13,7 @@
 
 #include "tests/end_to_end/Programs.h"
 #include "tests/support/Hex.h"
+#include "tests/support/TableFile.h"
 
 namespace ostrel::test {
 namespace {
@@ -115,37 +116,22 @@ TEST_F(MeterProgram, ServesOneTcpClientAfterTheOther) {
 TEST_F(MeterProgram, SaysWhatIsWrongAndHow) {
   const std::string plain = folder_.File("plain");
   WriteBytes(plain, "not a link");
-  const struct {
-    std::string line, meter, faults;
-    int code;
-    std::string message;
-  } rows[] = {
-      {"", "12:1", "", 2, "--line"},
-      {"pty:x", "", "", 2, "METER"},
-      {"usb:x", "12:1", "", 2, "--line: \"usb:x\" is not pty:PATH, tcp:PORT or serial:DEVICE"},
-      {"tcp:70000", "12:1", "", 2, "\"70000\" is no port number"},
-      {"pty:x", "12:1:ku=0", "", 2, "12:1:ku=0: ku: \"0\" is not 1..65535"},
-      {"pty:x", "12:1", "\n[[fault]]\nkind = \"slow\"\n", 2, "plan:3: kind is no kind of fault"},
-      {"pty:x", "12:1", "seed = 1\n[[fault]]\nevery = 2\n", 2, "plan:2: kind is missing"},
-      {"pty:x", "12:1", "[[fault]]\nkind = \"late\"\nms = -1\n", 2, "plan:3: ms is not a number from 0 to"},
-      {"pty:x", "12:1", "sead = 1\n", 2, "plan:1: sead is not known here"},
-      {"pty:" + plain, "12:1", "", 4, plain},
-      {"pty:" + folder_.File("no/such/folder"), "12:1", "", 4, "no/such/folder"},
-      {"serial:" + folder_.File("no-device"), "12:1", "", 4, "no-device"},
+  const auto inFolder = [&](std::string text) {
+    const std::size_t at = text.find("FOLDER/");
+    return at == std::string::npos ? text : text.replace(at, 7, folder_.File(""));
   };
-  for (const auto& row : rows) {
-    WriteBytes(folder_.File("plan"), row.faults);
+  for (const TableRow& row : ReadTable("end_to_end/meter_mistakes.tsv", 5)) {
+    WriteBytes(folder_.File("plan"), WithLineEnds(row[2]));
     std::vector<std::string> arguments = {"--faults", folder_.File("plan")};
-    if (!row.line.empty()) arguments.insert(arguments.end(), {"--line", row.line});
-    if (!row.meter.empty()) arguments.push_back(row.meter);
+    if (!row[0].empty()) arguments.insert(arguments.end(), {"--line", inFolder(row[0])});
+    if (!row[1].empty()) {
+      for (const std::string& meter : Split(row[1], ' ')) arguments.push_back(meter);
+    }
     Background program("ostrel-meter", arguments, folder_.File("out"));
-    EXPECT_EQ(program.Wait(10), row.code) << row.message;
-    EXPECT_NE(program.Errors().find(row.message), std::string::npos) << program.Errors();
+    EXPECT_EQ(program.Wait(10), std::stoi(row[3])) << row[4];
+    EXPECT_NE(program.Errors().find(inFolder(row[4])), std::string::npos) << program.Errors();
   }
   EXPECT_EQ(ReadBytes(plain), "not a link");
-  Background twice("ostrel-meter", {"--line", "pty:x", "12:1", "12:8"}, folder_.File("out"));
-  EXPECT_EQ(twice.Wait(10), 2);
-  EXPECT_NE(twice.Errors().find("12:8: address: another meter has it"), std::string::npos) << twice.Errors();
 }
 
 }  // namespace

@@ -3,9 +3,9 @@
 
 #include <sys/types.h>
 
-#include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <utility>
@@ -18,7 +18,7 @@ namespace ostrel::test {
 /// A program in the background, its standard output and error in files. Ended with its owner.
 class Background {
  public:
-  Background(const std::string& program, const std::vector<std::string>& arguments, const std::string& outputFile);
+  Background(const std::string& program, std::vector<std::string> arguments, const std::string& outputFile);
   ~Background();
   Background(const Background&) = delete;
   Background& operator=(const Background&) = delete;
@@ -29,11 +29,11 @@ class Background {
   /// Exit code; -1 when a signal ended it or it does not end within the time.
   [[nodiscard]] int Wait(int seconds);
   void Signal(int signal);
-  [[nodiscard]] std::string Output() const;
-  [[nodiscard]] std::string Errors() const;
+  [[nodiscard]] std::string Output() const { return ReadBytes(output_); }
+  [[nodiscard]] std::string Errors() const { return ReadBytes(output_ + ".err"); }
 
  private:
-  [[nodiscard]] bool Ended(int& exitCode);
+  [[nodiscard]] bool Ended();
 
   std::string output_;
   pid_t process_;
@@ -49,32 +49,28 @@ struct Shown {
 
 struct HostRun {
   int exitCode = -1;
-  std::string errors;
-  std::map<std::pair<std::string, int>, Shown> tags;  // by meter and id
-  std::vector<std::string> log;                       // without time stamps
-  std::vector<nlohmann::json> events;
+  std::string errors = {};
+  std::map<std::pair<std::string, int>, Shown> tags = {};  // by meter and id
+  std::vector<std::string> log = {};                       // without time stamps
+  std::vector<nlohmann::json> events = {};
 };
 
 /// A folder with a line of simulated meters and a configuration for it.
 class Bench {
  public:
-  Bench() = default;
-
   /// Meters as ostrel-meter takes them; `faults` is the text of a plan.
   void StartMeters(const std::vector<std::string>& meters, const std::string& faults = {});
   void StopMeters();
   /// A configuration with one channel on that line. `meters` are the [[channel.meter]] tables.
   void Configure(const std::string& channelKeys, const std::string& meters, const std::string& topKeys = {});
+  [[nodiscard]] std::unique_ptr<Background> StartHost(std::vector<std::string> arguments);
   [[nodiscard]] HostRun Run(const std::vector<std::string>& arguments, int seconds = 120);
   /// A command that needs no meters and takes no configuration.
   [[nodiscard]] HostRun RunPlain(const std::vector<std::string>& arguments, int seconds = 120);
-  [[nodiscard]] std::unique_ptr<Background> StartHost(const std::vector<std::string>& arguments);
   [[nodiscard]] std::string File(const std::string& name) const { return folder_.File(name); }
   [[nodiscard]] static HostRun Read(int exitCode, const std::string& output, const std::string& errors);
 
  private:
-  [[nodiscard]] std::vector<std::string> WithConfig(std::vector<std::string> arguments) const;
-
   TemporaryFolder folder_;
   std::unique_ptr<Background> meters_;
 };

@@ -1,28 +1,19 @@
 // A channel of the host over the real plug-in and a line inside this process, on the virtual clock.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <thread>
 
-#include "Protocol/model/TagCatalogue.h"
-#include "Protocol/object/CProtocol.h"
 #include "host/session/Channel.h"
 #include "host/session/ClientWrite.h"
-#include "host/session/Failure.h"
-#include "tests/host/FakeStream.h"
+#include "tests/host/FailureOf.h"
+#include "tests/support/PlugInFactory.h"
+#include "tests/support/SimulatedChannel.h"
 
 namespace ostrel::host {
 namespace {
 
-class StaticFactory final : public IClassFactory {
- public:
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
-  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
-  ULONG STDMETHODCALLTYPE Release() override { return 1; }
-  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID iid, void** object) override {
-    return (new CProtocol)->QueryInterface(iid, object);
-  }
-  HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
-};
+using ::testing::HasSubstr;
 
 MeterConfig MakeMeter(const char* name, std::uint32_t address, std::uint32_t type, const std::vector<const char*>& tags) {
   MeterConfig meter;
@@ -57,15 +48,10 @@ class ChannelTest : public testing::Test {
     return reports;
   }
 
-  ClockInPlace time;
-  StaticFactory factory;
+  test::ClockInPlace time;
+  test::PlugInFactory factory;
   Plugin plugin{ComPointer<IClassFactory>(&factory)};
   HostServices services{{}};
-};
-
-struct QuietCase {
-  const char* name;
-  ChannelConfig config;
 };
 
 TEST_F(ChannelTest, PassesAreSeenWhenNothingIsOnTheLine) {
@@ -73,19 +59,16 @@ TEST_F(ChannelTest, PassesAreSeenWhenNothingIsOnTheLine) {
   off.exchange = false;
   ChannelConfig closed = MakeChannel({MakeMeter("unreachable", 1, 1, {"A+ Tariff Sum"})});
   closed.device = "/nowhere/at/all";
-  const QuietCase cases[] = {
-      {"no meters", MakeChannel({})}, {"exchange off", MakeChannel({off})}, {"port cannot be opened", closed}};
-  for (const QuietCase& row : cases) {
-    SCOPED_TRACE(row.name);
-    Channel channel(plugin, services, row.config);
+  for (const auto& [config, quality] : {std::pair{MakeChannel({}), 0}, {MakeChannel({off}), 64}, {closed, 12}}) {
+    Channel channel(plugin, services, config);
     channel.Start();
     const std::vector<PassReport> reports = TakePasses(channel, 3);
     channel.Stop();
     ASSERT_EQ(3U, reports.size());
     EXPECT_EQ(3U, reports[2].pass);
-    if (row.config.meters.empty()) continue;
+    if (config.meters.empty()) continue;
     const TagReading& reading = reports[2].meters.at(0).readings.at(0);
-    EXPECT_EQ(row.config.meters[0].exchange ? 12 : 64, reading.quality);
+    EXPECT_EQ(quality, reading.quality);
     EXPECT_EQ(Value{}, reading.value) << "what the plug-in zeroed is no measurement";
   }
   EXPECT_NE("", services.PortProblem("COM3"));
@@ -96,42 +79,35 @@ TEST_F(ChannelTest, PassesAreNotCountedTwice) {
   Channel channel(plugin, services, MakeChannel({}));
   PassReport report;
   EXPECT_FALSE(channel.TakePass(report)) << "not started";
-  time.clock.SetLimit(5);
+  time.SetLimit(5);
   channel.Start();
-  time.clock.WaitForLimit();
+  time.WaitForLimit();
   EXPECT_FALSE(channel.TakePass(report)) << "before the first pass";
   // Each pass begins 10 ms after the wait of the one before; the period is a second in steps of 100 ms.
-  time.clock.SetLimit(500);
-  time.clock.WaitForLimit();
+  time.SetLimit(500);
+  time.WaitForLimit();
   EXPECT_TRUE(channel.TakePass(report));
   EXPECT_FALSE(channel.TakePass(report));
-  time.clock.SetLimit(1500);
-  time.clock.WaitForLimit();
+  time.SetLimit(1500);
+  time.WaitForLimit();
   EXPECT_TRUE(channel.TakePass(report));
   EXPECT_EQ(2U, report.pass);
   EXPECT_FALSE(channel.TakePass(report));
-  time.clock.ClearLimit();
+  time.ClearLimit();
   channel.Stop();
 }
 
 TEST_F(ChannelTest, ConfigurationMistakesThatOnlyThePlugInKnows) {
-  const auto message = [&](const MeterConfig& meter) -> std::string {
-    try {
-      const Channel channel(plugin, services, MakeChannel({meter}));
-      return "accepted";
-    } catch (const Failure& failure) {
-      return failure.what();
-    }
+  const auto message = [&](const MeterConfig& meter) {
+    return FailureOf([&] { const Channel channel(plugin, services, MakeChannel({meter})); });
   };
   EXPECT_EQ("f:3: tags: the meter has no tag \"Frequencyy\"; did you mean \"Frequency\"?",
             message(MakeMeter("a", 1, 1, {"Frequency", "Frequencyy"})));
-  // The type has one phase only.
-  EXPECT_EQ("f:3: tags: no tag fits \"Voltage Phase 2*\"", message(MakeMeter("a", 1, 12, {"Voltage Phase 2*"})));
-  EXPECT_NE(std::string::npos,
-            message(MakeMeter("a", 1, 4, {})).find("there is no meter type 4; there are 0, 1, 2, 3, 6, 7, 8, 11, 12"));
+  EXPECT_EQ("f:3: tags: no tag fits \"Voltage Phase 2*\"", message(MakeMeter("a", 1, 12, {"Voltage Phase 2*"}))) << "one phase";
+  EXPECT_THAT(message(MakeMeter("a", 1, 4, {})), HasSubstr("there is no meter type 4; there are 0, 1, 2, 3, 6, 7, 8, 11, 12"));
   MeterConfig named = MakeMeter("a", 1, 1, {});
   named.type = "СЭТ-4ТМ.3";
-  EXPECT_NE(std::string::npos, message(named).find("did you mean \"СЭТ-4ТМ.03\""));
+  EXPECT_THAT(message(named), HasSubstr("did you mean \"СЭТ-4ТМ.03\""));
 }
 
 TEST_F(ChannelTest, WriteToASilentMeterIsGivenUpAsUnanswered) {

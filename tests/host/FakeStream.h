@@ -2,29 +2,16 @@
 #pragma once
 
 #include <algorithm>
-#include <cstdint>
 #include <functional>
 #include <map>
-#include <string>
-#include <vector>
 
 #include "host/ports/ByteStream.h"
-#include "platform/virtual_clock.h"
+#include "tests/support/SimulatedChannel.h"
 
 namespace ostrel::host {
 
-using Bytes = std::vector<std::uint8_t>;
-
-/// Puts a virtual clock in for the time of a test.
-class ClockInPlace {
- public:
-  ClockInPlace() { platform::ReplaceClock(&clock); }
-  ~ClockInPlace() { platform::ReplaceClock(nullptr); }
-  ClockInPlace(const ClockInPlace&) = delete;
-  ClockInPlace& operator=(const ClockInPlace&) = delete;
-
-  platform::VirtualClock clock{1'800'000'000'000};
-};
+using test::Bytes;
+using test::ClockInPlace;
 
 /// What the other end does; shared, so that a test can look at it while a port owns the stream.
 struct FakeLine {

@@ -81,34 +81,28 @@ std::string PowerCuts(std::mt19937& random, WallTime begin, WallTime now, WallTi
 }
 
 TEST(HistoryReader, AnyIntervalIsItsPartOfTheWholeMemory) {
-  const struct {
-    WallTime period;
-    const char* now;
-    const char* change;
-    const char* begin;  // of the memory, were there no cuts; first record of an hour
-  } rows[] = {
-      {3, "2026-04-02T10:40", "2026-03-29T02:00", "2026-03-10T00:03"},
-      {3, "2026-10-30T10:40", "2026-10-25T02:00", "2026-10-10T00:03"},
-      {15, "2026-04-20T10:40", "2026-03-29T02:00", "2026-01-01T00:15"},
-      {30, "2026-04-20T10:40", "2026-03-29T02:00", "2025-12-01T00:30"},
-      {30, "2026-11-20T10:40", "2026-10-25T02:00", "2026-07-01T00:30"},
-      {60, "2026-11-20T10:40", "2026-10-25T02:00", "2026-05-01T01:00"},
-  };
+  using Row = std::tuple<WallTime, const char*, const char*, const char*>;  // period, now, change of the clock, first record
+  const Row rows[] = {{3, "2026-04-02T10:40", "2026-03-29T02:00", "2026-03-10T00:03"},
+                      {3, "2026-10-30T10:40", "2026-10-25T02:00", "2026-10-10T00:03"},
+                      {15, "2026-04-20T10:40", "2026-03-29T02:00", "2026-01-01T00:15"},
+                      {30, "2026-04-20T10:40", "2026-03-29T02:00", "2025-12-01T00:30"},
+                      {30, "2026-11-20T10:40", "2026-10-25T02:00", "2026-07-01T00:30"},
+                      {60, "2026-11-20T10:40", "2026-10-25T02:00", "2026-05-01T01:00"}};
   std::mt19937 random(9);
   for (const char* const zoneName : {"UTC", "Europe/Berlin"}) {
     const test::TimeZone zone(zoneName);
-    for (const auto& row : rows) {
-      const WallTime now = At(row.now);
-      const WallTime change = At(row.change);
-      const std::string keys = "dst=1:at=" + WallTimeText(now) + ":period=" + std::to_string(row.period) +
-                               PowerCuts(random, At(row.begin), now, change);
-      const Series whole = ReadMeter(keys).Whole(At(row.begin) - 20 * kDaySeconds, now + kDaySeconds);
+    for (const auto& [period, nowText, changeText, beginText] : rows) {
+      const WallTime now = At(nowText);
+      const WallTime change = At(changeText);
+      const WallTime begin = At(beginText);
+      const std::string keys =
+          "dst=1:at=" + WallTimeText(now) + ":period=" + std::to_string(period) + PowerCuts(random, begin, now, change);
+      const Series whole = ReadMeter(keys).Whole(begin - 20 * kDaySeconds, now + kDaySeconds);
       ASSERT_LT(500U, whole.size()) << keys;
       for (int i = 0; i < 9; ++i) {
         // Every third one lies about the change.
         const WallTime middle =
-            i % 3 == 0 ? change
-                       : At(row.begin) + static_cast<WallTime>(random() % static_cast<std::uint32_t>(now - At(row.begin)));
+            i % 3 == 0 ? change : begin + static_cast<WallTime>(random() % static_cast<std::uint32_t>(now - begin));
         const WallTime length = kHourSeconds + random() % (99 * kHourSeconds);
         const WallTime from = middle - static_cast<WallTime>(random() % static_cast<std::uint32_t>(length));
         ReadMeter meter(keys);

@@ -8,29 +8,23 @@
 namespace ostrel::platform {
 namespace {
 
-/// A thread that enters the section once, notes its number and leaves; it stands in the queue when it is made.
-class Contender {
- public:
-  Contender(FairSection& section, std::vector<int>& served, int number)
-      : thread_([&section, &served, number] {
-          const CriticalSectionGuard guard(section);
-          served.push_back(number);
-        }) {
-    while (section.Waiters() < static_cast<std::uint64_t>(number)) std::this_thread::yield();
-  }
-  ~Contender() { thread_.join(); }
-
- private:
-  std::thread thread_;
-};
+/// A thread that enters the section once, notes its number and leaves; it stands in the queue when this returns.
+std::jthread Contend(FairSection& section, std::vector<int>& served, int number) {
+  std::jthread thread([&section, &served, number] {
+    const CriticalSectionGuard guard(section);
+    served.push_back(number);
+  });
+  while (section.Waiters() < static_cast<std::uint64_t>(number)) std::this_thread::yield();
+  return thread;
+}
 
 TEST(FairSection, WaitersAreServedInOrderBeforeTheHolderComesAgain) {
   FairSection section;
   std::vector<int> served;
   section.Enter();
-  const Contender first(section, served, 1);
-  const Contender second(section, served, 2);
-  const Contender third(section, served, 3);
+  const std::jthread first = Contend(section, served, 1);
+  const std::jthread second = Contend(section, served, 2);
+  const std::jthread third = Contend(section, served, 3);
   section.Leave();
   section.Enter();
   EXPECT_EQ(served, (std::vector{1, 2, 3}));
@@ -46,7 +40,7 @@ TEST(FairSection, StaysHeldUntilItsHolderHasLeftAsOftenAsEntered) {
   section.Leave();
   std::thread([&] { section.Leave(); }).join();
   {
-    const Contender other(section, served, 1);
+    const std::jthread other = Contend(section, served, 1);
     EXPECT_TRUE(served.empty());
     section.Leave();
   }

@@ -1,3 +1,4 @@
+// Keys and texts of the registry, and identifiers as text.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -7,8 +8,6 @@
 
 namespace ostrel::platform {
 namespace {
-
-using testing::ElementsAre;
 
 /// Keys below one of the tests' own, so that on Windows nothing else is touched.
 class Registry : public testing::Test {
@@ -25,7 +24,7 @@ TEST_F(Registry, KeepsSpellingIgnoresCaseAndDeletesSubtreesWithoutNeighbours) {
   ASSERT_TRUE(SetRegistryText("ostrel.TEST\\MIXED", "nAME", "other"));
   EXPECT_EQ("other", RegistryText("OSTREL.test\\mixed", "NAME"));
   EXPECT_FALSE(RegistryText("OSTREL.test\\mixed", "none"));
-  EXPECT_THAT(RegistrySubkeys("Ostrel.Test"), ElementsAre("Mixed"));
+  EXPECT_THAT(RegistrySubkeys("Ostrel.Test"), testing::ElementsAre("Mixed"));
   for (const char* key : {"Ostrel.Test\\A\\B\\C", "Ostrel.Test\\A\\D", "Ostrel.Test\\A-B", "Ostrel.Test\\AA"}) {
     ASSERT_TRUE(CreateRegistryKey(key)) << key;
   }
@@ -34,8 +33,7 @@ TEST_F(Registry, KeepsSpellingIgnoresCaseAndDeletesSubtreesWithoutNeighbours) {
 }
 
 TEST_F(Registry, TextsComeBackAsTheyWere) {
-  for (const std::string& text : {std::string(), std::string(R"(C:\Программы\it's 100% = "x"\)"), std::string("two\nlines"),
-                                  std::string("[not a key]"), std::string("=\\n\\\\")}) {
+  for (const char* text : {"", R"(C:\Программы\it's 100% = "x"\)", "two\nlines", "[not a key]", "=\\n\\\\"}) {
     ASSERT_TRUE(SetRegistryText("Ostrel.Test", "", text));
     EXPECT_EQ(text, RegistryText("Ostrel.Test", ""));
   }

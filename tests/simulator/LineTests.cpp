@@ -1,3 +1,4 @@
+// The simulated line: requests found in a stream of bytes, and answers delivered and spoiled by its faults.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -5,7 +6,9 @@
 #include <utility>
 
 #include "simulator/Line.h"
-#include "tests/simulator/OneMeter.h"
+#include "simulator/RequestFramer.h"
+#include "tests/support/SimulatedLine.h"
+#include "tests/support/TableFile.h"
 
 namespace ostrel::test {
 namespace {
@@ -14,6 +17,9 @@ using sim::Delivery;
 using sim::Fault;
 using sim::FaultKind;
 using sim::Line;
+using sim::RequestFramer;
+
+constexpr std::int64_t kNow = 1795348800000;
 
 Line MakeLine(std::vector<Fault> faults, std::uint64_t seed = 1, sim::Pace pace = {}) {
   std::vector<sim::Meter> meters;
@@ -22,7 +28,7 @@ Line MakeLine(std::vector<Fault> faults, std::uint64_t seed = 1, sim::Pace pace 
 }
 
 /// Deliveries as "@7000 01 00", with microseconds; those that come together are one.
-std::string Ask(Line& line, const char* request, std::int64_t now = kNoon) {
+std::string Ask(Line& line, const char* request, std::int64_t now = kNow) {
   std::string text;
   std::int64_t last = -1;
   for (const Delivery& delivery : line.Transact(Frame(request), now)) {
@@ -84,11 +90,11 @@ TEST(Line, PaceCountsTheBitsOfAByteInMicroseconds) {
 TEST(Line, FailsForATime) {
   Line line = MakeLine({{.kind = FaultKind::PortFailure, .every = 2, .ms = 500}});
   EXPECT_NE(Ask(line, "01 00"), "");
-  EXPECT_FALSE(line.IsDown(kNoon));
+  EXPECT_FALSE(line.IsDown(kNow));
   EXPECT_EQ(Ask(line, "01 00"), "");
-  EXPECT_TRUE(line.IsDown(kNoon + 499));
-  EXPECT_FALSE(line.IsDown(kNoon + 500));
-  EXPECT_NE(Ask(line, "01 00", kNoon + 500), "");
+  EXPECT_TRUE(line.IsDown(kNow + 499));
+  EXPECT_FALSE(line.IsDown(kNow + 500));
+  EXPECT_NE(Ask(line, "01 00", kNow + 500), "");
 }
 
 TEST(Line, TheSameSeedGivesTheSameFaults) {
@@ -101,6 +107,49 @@ TEST(Line, TheSameSeedGivesTheSameFaults) {
   };
   EXPECT_EQ(run(1), run(1));
   EXPECT_NE(run(1), run(2));
+}
+
+std::string Joined(const std::vector<Bytes>& requests) {
+  std::string text;
+  for (const Bytes& request : requests) text += (text.empty() ? "" : "|") + ToHex(request);
+  return text;
+}
+
+TEST(RequestFramer, FindsEveryRequestAtItsLastByte) {
+  const char* const bodies =
+      "01 00|01 01 30 30 30 30 30 30|01 04 00|01 05 00 00|01 08 00|01 08 06|01 08 06 01|01 08 11 A1|01 08 18 00|01 08 20 04 00|"
+      "01 09 01 00|01 03 07 05|01 03 0D 00 00 12|01 03 0C 42 07 14 07 08 03 26 01|01 03 1B 00 64|01 03 2F 00|"
+      "01 03 2F 04 00 00 00 00 01|01 03 28 00 00 00 10 22 11 26 00 1E|01 06 03 00 10 08|01 0A 84 00 00 0F 00|01 7F 11";
+  for (const std::string& body : Split(bodies, '|')) {
+    RequestFramer framer;
+    const Bytes frame = Frame(body);
+    for (std::size_t i = 0; i + 1 < frame.size(); ++i) EXPECT_EQ(Joined(framer.Feed({&frame[i], 1}, 0)), "") << body;
+    EXPECT_EQ(Joined(framer.Feed({&frame.back(), 1}, 0)), ToHex(frame)) << body;
+    EXPECT_FALSE(framer.Pending());
+  }
+}
+
+TEST(RequestFramer, TakesSeveralAtOnceAndKeepsTheRest) {
+  RequestFramer framer;
+  EXPECT_EQ(Joined(framer.Feed(Hex("01 00 00 20  02 00 00 D0  03 05"), 0)), "01 00 00 20|02 00 00 D0");
+  EXPECT_TRUE(framer.Pending());
+}
+
+TEST(RequestFramer, GivesUpAfterAQuietGapOnly) {
+  RequestFramer framer;
+  const Bytes half = Hex("01 05 00");
+  EXPECT_TRUE(framer.Feed(half, 1000).empty());
+  EXPECT_TRUE(framer.GiveUp(1000 + sim::kQuietGapMs - 1).empty());
+  EXPECT_EQ(framer.GiveUp(1000 + sim::kQuietGapMs), half);
+  EXPECT_TRUE(framer.GiveUp(5000).empty());
+  EXPECT_EQ(Joined(framer.Feed(Frame("01 00"), 5000)), ToHex(Frame("01 00")));
+}
+
+/// The first five bytes of this request are a right frame by themselves, but of no length that it can have.
+TEST(RequestFramer, AFitByChanceInsideARequestIsNotItsEnd) {
+  const Bytes command = WithCheck(Frame("01 08 20"));
+  RequestFramer framer;
+  EXPECT_EQ(Joined(framer.Feed(command, 0)), ToHex(command));
 }
 
 }  // namespace

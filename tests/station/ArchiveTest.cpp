@@ -1,17 +1,67 @@
 // The archive on both engines: the same cases against a SQLite file and against a PostgreSQL server of its own.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <array>
 #include <cstdlib>
-#include <fstream>
+#include <filesystem>
+#include <stdexcept>
 
 #include "station/archive/Schema.h"
 #include "station/archive/Writer.h"
 #include "station/collect/Completeness.h"
-#include "tests/station/PostgresServer.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace ostrel::station {
 namespace {
+
+/// The server refuses to run as root; Debian's package has a user for it.
+std::string AsServer(const std::string& command) { return geteuid() == 0 ? "runuser -u postgres -- " + command : command; }
+
+void Command(const std::string& command) {
+  if (std::system((command + " >/dev/null 2>&1").c_str()) != 0) throw std::runtime_error("failed: " + command);
+}
+
+/// A PostgreSQL server of the tests' own, on a socket in a temporary folder.
+class PostgresServer {
+ public:
+  PostgresServer() {
+    std::array<char, 32> name{"/tmp/ostrel-postgres-XXXXXX"};
+    folder_ = mkdtemp(name.data());
+    for (const auto& version : std::filesystem::directory_iterator("/usr/lib/postgresql"))
+      binaries_ = (version.path() / "bin").string();
+    if (geteuid() == 0) Command("chown postgres " + folder_);
+    Command(AsServer(binaries_ + "/initdb -D " + folder_ + "/data -A trust -E UTF8 --no-sync"));
+    Start();
+  }
+  ~PostgresServer() {
+    try {
+      Stop();
+    } catch (const std::runtime_error&) {
+      // It was stopped by the test.
+    }
+    std::filesystem::remove_all(folder_);
+  }
+  PostgresServer(const PostgresServer&) = delete;
+  PostgresServer& operator=(const PostgresServer&) = delete;
+
+  void Start() { Control("-l " + folder_ + "/data/log -o '-c listen_addresses= -c fsync=off -k " + folder_ + "' start"); }
+  void Stop() { Control("-m immediate stop"); }
+  /// An empty database's address.
+  [[nodiscard]] std::string NewDatabase() {
+    const std::string name = "t" + std::to_string(++databases_);
+    const std::string user = geteuid() == 0 ? "postgres" : std::getenv("USER");
+    Command(AsServer(binaries_ + "/createdb -h " + folder_ + " -U " + user + " " + name));
+    return "postgresql:///" + name + "?host=" + folder_ + "&user=" + user;
+  }
+
+ private:
+  void Control(const std::string& what) const { Command(AsServer(binaries_ + "/pg_ctl -D " + folder_ + "/data -w " + what)); }
+
+  std::string folder_;
+  std::string binaries_;
+  int databases_ = 0;
+};
 
 class ArchiveTest : public testing::TestWithParam<const char*> {
  protected:
@@ -21,6 +71,12 @@ class ArchiveTest : public testing::TestWithParam<const char*> {
   }
   [[nodiscard]] bool OnServer() const { return std::string(GetParam()) == "postgres"; }
   [[nodiscard]] std::string Where() { return OnServer() ? Server().NewDatabase() : folder_.File("archive.db"); }
+
+  [[nodiscard]] std::unique_ptr<Database> Migrated() {
+    auto base = OpenDatabase(Where());
+    Migrate(*base);
+    return base;
+  }
 
   static MeterRow Row(const std::string& serial, const std::string& name = "feeder") {
     MeterRow row;
@@ -41,8 +97,7 @@ struct Delivery {
 };
 
 TEST_P(ArchiveTest, ASecondDeliveryChangesNothingAndAGoodRecordReplacesABadOne) {
-  const auto base = OpenDatabase(Where());
-  Migrate(*base);
+  const auto base = Migrated();
   Archive archive(*base);
   const MeterKey key = archive.Enter(Row("1"));
   const Delivery deliveries[] = {{RecordState::Lost, {}, true, {}},   {RecordState::Bad, {}, true, {}},
@@ -59,8 +114,7 @@ TEST_P(ArchiveTest, ASecondDeliveryChangesNothingAndAGoodRecordReplacesABadOne) 
 }
 
 TEST_P(ArchiveTest, AMeterIsItsSerialNumberAtAPlace) {
-  const auto base = OpenDatabase(Where());
-  Migrate(*base);
+  const auto base = Migrated();
   Archive archive(*base);
   const MeterKey first = archive.Enter(Row("1"));
   EXPECT_EQ(first, archive.Enter(Row("1")));
@@ -75,8 +129,7 @@ TEST_P(ArchiveTest, AMeterIsItsSerialNumberAtAPlace) {
 }
 
 TEST_P(ArchiveTest, TheOutboxGivesNoNumberTwice) {
-  const auto base = OpenDatabase(Where());
-  Migrate(*base);
+  const auto base = Migrated();
   Archive archive(*base);
   archive.Post("north", "t", "1");
   archive.Post("south", "t", "2");
@@ -89,8 +142,7 @@ TEST_P(ArchiveTest, TheOutboxGivesNoNumberTwice) {
 }
 
 TEST_P(ArchiveTest, AStationForgetsItsOwnOnly) {
-  const auto base = OpenDatabase(Where());
-  Migrate(*base);
+  const auto base = Migrated();
   Archive archive(*base);
   MeterRow south = Row("1");
   south.place.station = "south";

@@ -2,7 +2,6 @@
 // models say, record by record.
 #include <gtest/gtest.h>
 
-#include "Protocol/object/CProtocol.h"
 #include "host/ports/Devices.h"
 #include "host/session/Channel.h"
 #include "platform/clock.h"
@@ -11,6 +10,7 @@
 #include "station/collect/Completeness.h"
 #include "station/collect/MeterFill.h"
 #include "tests/expectation/HistoryExpectation.h"
+#include "tests/support/PlugInFactory.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/TimeZone.h"
 
@@ -20,17 +20,6 @@ namespace {
 constexpr std::uint32_t kFirstTag = 40108;
 constexpr std::int64_t kDay = 86400;
 constexpr std::int64_t kHour = 3600;
-
-class ProtocolFactory final : public IClassFactory {
- public:
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
-  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
-  ULONG STDMETHODCALLTYPE Release() override { return 1; }
-  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID iid, void** object) override {
-    return (new CProtocol)->QueryInterface(iid, object);
-  }
-  HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
-};
 
 /// A channel with simulated meters, and what fills the archive from it.
 class Site {
@@ -94,7 +83,7 @@ class Site {
     return tags;
   }
 
-  ProtocolFactory factory_;
+  test::PlugInFactory factory_;
   host::Plugin plugin_{host::ComPointer<IClassFactory>(&factory_)};
   std::shared_ptr<sim::Line> line_;
   std::unique_ptr<host::Channel> channel_;

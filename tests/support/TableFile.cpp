@@ -4,8 +4,9 @@
 
 #include <charconv>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
+
+#include "tests/support/TemporaryFolder.h"
 
 namespace ostrel::test {
 
@@ -16,8 +17,12 @@ std::vector<std::string> Split(const std::string& text, char mark) {
   return parts;
 }
 
+std::string ReadBeside(const std::string& name) {
+  return ReadBytes((std::filesystem::path(OSTREL_SOURCES) / "tests" / name).string());
+}
+
 std::vector<TableRow> ReadTable(const std::string& name, std::size_t fields) {
-  std::ifstream file(std::filesystem::path(OSTREL_SOURCES) / "tests" / name);
+  std::istringstream file(ReadBeside(name));
   std::vector<TableRow> rows;
   for (std::string line; std::getline(file, line);) {
     if (line.starts_with('#')) continue;
@@ -25,7 +30,13 @@ std::vector<TableRow> ReadTable(const std::string& name, std::size_t fields) {
     EXPECT_EQ(fields, rows.back().size()) << name << ": " << line;
     rows.back().resize(fields);
   }
+  EXPECT_FALSE(rows.empty()) << name;
   return rows;
+}
+
+std::string WithLineEnds(std::string text) {
+  for (std::size_t at; (at = text.find("\\n")) != std::string::npos;) text.replace(at, 2, "\n");
+  return text;
 }
 
 std::vector<std::uint32_t> Numbers(const std::string& text, char mark) {

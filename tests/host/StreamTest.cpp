@@ -1,10 +1,13 @@
-// The serial device on a real pseudo-terminal.
+// The streams: the serial device on a real pseudo-terminal, TCP against a socket of our own.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include <asio/ip/tcp.hpp>
+#include <asio/read.hpp>
+#include <asio/write.hpp>
 #include <memory>
 
 #include "host/ports/Devices.h"
@@ -29,6 +32,7 @@ extern "C" int tcsetattr(int descriptor, int when, const termios* settings) noex
 namespace ostrel::host {
 namespace {
 
+using asio::ip::tcp;
 using test::Bytes;
 
 std::unique_ptr<ByteStream> Open(const std::string& path) {
@@ -99,23 +103,19 @@ TEST_F(SerialStreamTest, SpeedAndParityAreSet) {
   EXPECT_FALSE(stream->SetMode({.baud = 12345}));
 }
 
-TEST_F(SerialStreamTest, IsTakenAlone) {
-  std::string error;
+TEST_F(SerialStreamTest, SaysWhatCannotBeOpened) {
+  test::WriteBytes(folder_.File("file"), "text");
+  const auto problem = [](const std::string& path) {
+    std::string error;
+    return OpenSerial(path, error) == nullptr ? error : "opened";
+  };
+  EXPECT_EQ(folder_.File("file") + ": not a serial line", problem(folder_.File("file")));
+  EXPECT_EQ(folder_.File("none") + ": No such file or directory", problem(folder_.File("none")));
   {
     const auto stream = Open(path_);
-    EXPECT_EQ(nullptr, OpenSerial(path_, error));
-    EXPECT_NE("", error);
+    EXPECT_NE("opened", problem(path_)) << "taken alone";
   }
-  EXPECT_NE(nullptr, OpenSerial(path_, error)) << "free again after it was closed";
-}
-
-TEST_F(SerialStreamTest, WhatIsNoSerialLineIsSaid) {
-  test::WriteBytes(folder_.File("file"), "text");
-  std::string error;
-  EXPECT_EQ(nullptr, OpenSerial(folder_.File("file"), error));
-  EXPECT_EQ(folder_.File("file") + ": not a serial line", error);
-  EXPECT_EQ(nullptr, OpenSerial(folder_.File("none"), error));
-  EXPECT_EQ(folder_.File("none") + ": No such file or directory", error);
+  EXPECT_EQ("opened", problem(path_)) << "free again";
 }
 
 TEST_F(SerialStreamTest, VanishedDeviceFailsAndANewOneBehindTheSameNameWorks) {
@@ -145,15 +145,36 @@ TEST_F(SerialStreamTest, DeviceThatTakesNothingCannotHoldTheSender) {
   close(stopper);
 }
 
-TEST(Devices, TextsAreChecked) {
-  constexpr const char* kTcp = "must be tcp:HOST:PORT with a port number from 1 to 65535";
-  const std::pair<const char*, const char*> rows[] = {
-      {"/dev/ttyUSB0", ""},      {"simulated", ""},       {"tcp:gateway:4001", ""},
-      {"tcp:[::1]:4001", ""},    {"", "is empty"},        {"tcp:gateway", kTcp},
-      {"tcp::4001", kTcp},       {"tcp:gateway:0", kTcp}, {"tcp:gateway:65536", kTcp},
-      {"tcp:gateway:40x", kTcp},
-  };
-  for (const auto& [text, problem] : rows) EXPECT_EQ(problem, CheckDeviceText(text)) << text;
+TEST(TcpStream, TakesBytesBothWaysUntilTheOtherEndCloses) {
+  asio::io_context context;
+  tcp::acceptor acceptor{context, tcp::endpoint(asio::ip::address_v4::loopback(), 0)};
+  const std::string device = "tcp:127.0.0.1:" + std::to_string(acceptor.local_endpoint().port());
+  std::string error;
+  const auto stream = DeviceOpener(device)(error);
+  ASSERT_NE(nullptr, stream) << error;
+  tcp::socket peer = acceptor.accept();
+  const Bytes sent = {1, 2, 3};
+  EXPECT_TRUE(stream->Send(sent.data(), sent.size()));
+  Bytes received(3);
+  asio::read(peer, asio::buffer(received));
+  EXPECT_EQ(sent, received);
+
+  Bytes buffer(8);
+  EXPECT_EQ(0U, stream->Receive(buffer.data(), buffer.size(), 5));
+  asio::write(peer, asio::buffer(sent));
+  EXPECT_EQ(3U, stream->Receive(buffer.data(), buffer.size(), 1000));
+  asio::write(peer, asio::buffer(sent));
+  EXPECT_EQ(3U, stream->Receive(buffer.data(), buffer.size(), 1000)) << "a wait that was given up takes no bytes along";
+  EXPECT_FALSE(stream->Failed());
+
+  peer.close();
+  EXPECT_EQ(0U, stream->Receive(buffer.data(), buffer.size(), 1000));
+  EXPECT_TRUE(stream->Failed());
+  EXPECT_FALSE(stream->Send(sent.data(), sent.size()));
+
+  acceptor.close();
+  EXPECT_EQ(nullptr, DeviceOpener(device)(error));
+  EXPECT_EQ(device + ": Connection refused", error);
 }
 
 }  // namespace
