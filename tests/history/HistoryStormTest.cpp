@@ -214,14 +214,15 @@ TEST(FreeLine, WhatNeedsNoMeterDoesNotWaitForTheLine) {
   history.Protocol().UnlockExchange();
 }
 
+/// The order at an exchange's end: link state, then the line's freedom, then the message.
 TEST(FreeLine, AFailureIsWrittenWhenTheLineIsFree) {
   struct Noting final : CProtocol {
     std::uint32_t STDMETHODCALLTYPE UnlockExchange() override {
-      if (channel != nullptr) lines.push_back(channel->LogLines().size());
+      if (channel != nullptr) seen.push_back({Device(0)->LinkDown, channel->LogLines().size()});
       return CProtocol::UnlockExchange();
     }
     SimulatedChannel* channel = nullptr;
-    std::vector<std::size_t> lines;  // of the event log
+    std::vector<std::pair<std::uint32_t, std::size_t>> seen;  // link down, lines of the event log
   };
   auto* const protocol = new Noting;
   HistoryChannel history(1, "", {.retries = 1, .protocol = protocol});
@@ -229,7 +230,8 @@ TEST(FreeLine, AFailureIsWrittenWhenTheLineIsFree) {
   protocol->channel = &history;
   EXPECT_EQ(0U, history.List(kMain, "2026-11-22", "2026-11-23").result);
   EXPECT_EQ(0U, history.Read(40000, "2026-11-22").result);
-  EXPECT_THAT(protocol->lines, testing::ElementsAre(0U, 1U)) << "each message follows its own request's line";
+  EXPECT_THAT(protocol->seen, testing::ElementsAre(std::pair(1U, 0U), std::pair(1U, 1U)))
+      << "each message follows its own request's line";
   protocol->channel = nullptr;
 }
 
