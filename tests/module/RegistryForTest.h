@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include "platform/registry.h"
-#include "tests/support/Environment.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TimeZone.h"
 
 namespace ostrel::test {
 

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -12,6 +11,7 @@
 #include "Protocol/model/TagCatalogue.h"
 #include "platform/text.h"
 #include "simulator/MeterTypes.h"
+#include "tests/support/FailingMemory.h"
 
 namespace ostrel::test {
 namespace {
@@ -46,6 +46,7 @@ void FillFromDescriptor(CDeviceTag& tag, const TagDescriptor& row) {
 }  // namespace
 
 std::int64_t UtcMs(std::string_view text) {
+  const SparedMemory spared;
   unsigned month = 0, day = 0;
   int year = 0, hour = 0, minute = 0, second = 0, milliseconds = 0;
   EXPECT_LE(3, std::sscanf(std::string(text).c_str(), "%d-%u-%u %d:%d:%d.%d", &year, &month, &day, &hour, &minute, &second,
@@ -110,10 +111,8 @@ std::uint32_t SimulatedChannel::AddMeter(std::uint32_t address, std::uint32_t ty
 }
 
 CDeviceTag* SimulatedChannel::AddTag(std::uint32_t device, std::uint32_t number, bool inUse) {
-  std::array<std::uint32_t, sizeof(TagDescriptor) / sizeof(std::uint32_t)> columns{};
-  protocol_->GetTagDescriptor(number, 0, 0, columns.data());
   auto* const tag = new CDeviceTag;
-  FillFromDescriptor(*tag, std::bit_cast<TagDescriptor>(columns));
+  FillFromDescriptor(*tag, TagDescriptors()[number]);
   tag->TagNumber = number;
   tag->PortNumber = static_cast<std::uint32_t>(std::atoi(protocol_->Channel.PortName + 3));
   tag->DeviceAddress = Entry(device).Address;
