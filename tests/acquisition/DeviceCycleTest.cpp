@@ -86,7 +86,7 @@ TEST(DeviceCycle, AsksOnlyForUsedTagsOutsideAHoldWithTheExchangeOn) {
   meter.Entry().FailHold = 1;
   meter.Entry().FailHoldTimer.SetPeriod(true, 60000);
   EXPECT_EQ(0U, meter.Count());
-  meter.channel.Clock().Advance(60000);
+  meter.Clock().Advance(60000);
   EXPECT_NE(0U, meter.Count());
   EXPECT_EQ(0U, meter.Entry().FailHold);
   meter.Entry().ExchangeOn = 0;
@@ -100,13 +100,13 @@ TEST(DeviceCycle, PausesBeforeTheWalkAndBeforeTheClockAndEndsAtTheFirstReadThatF
   meter.Add(9);
   meter.Add(75);
   meter.Cycle();
-  const std::int64_t before = meter.channel.Clock().Elapsed();
+  const std::int64_t before = meter.Clock().Elapsed();
   meter.Cycle();
-  EXPECT_EQ(5 + 200, meter.channel.Clock().Elapsed() - before);
+  EXPECT_EQ(5 + 200, meter.Clock().Elapsed() - before);
   meter.Silence();
-  meter.channel.Line().ClearRecords();
+  meter.Line().ClearRecords();
   EXPECT_EQ(0U, meter.Cycle());
-  EXPECT_THAT(meter.Take(""), ElementsAre("01 05 00 01", "01 05 00 01"));
+  EXPECT_THAT(meter.Take(), ElementsAre("01 05 00 01", "01 05 00 01"));
 }
 
 TEST(DeviceCycle, ReadsTheMetersOwnFactorsOnceWithNeutralOnesBefore) {
@@ -123,19 +123,19 @@ TEST(DeviceCycle, ReadsTheMetersOwnFactorsOnceWithNeutralOnesBefore) {
   EXPECT_EQ(0xF0, meter.Entry().VariantBytes[0]);
   EXPECT_EQ(0x0F, meter.Entry().VariantBytes[2]);
   meter.Silence(false);
-  meter.channel.Line().ClearRecords();
+  meter.Line().ClearRecords();
   EXPECT_EQ(1U, meter.Cycle());
-  EXPECT_THAT(meter.Take(""), ElementsAre("01 08 02", "01 08 02", "01 08 12", "01 08 11 40", "01 04 00",
-                                          "01 03 0D 01 00 20"));  // the clock's correction is due at once, and not again
+  EXPECT_THAT(meter.Take(), ElementsAre("01 08 02", "01 08 02", "01 08 12", "01 08 11 40", "01 04 00",
+                                        "01 03 0D 01 00 20"));  // the clock's correction is due at once, and not again
   EXPECT_EQ(5000U, std::uint32_t{meter.Entry().MeterConstant});
   meter.Cycle();
-  EXPECT_THAT(meter.Take(""), ElementsAre("01 08 11 40", "01 04 00"));
+  EXPECT_THAT(meter.Take(), ElementsAre("01 08 11 40", "01 04 00"));
 }
 
 TEST(DeviceCycle, TakesNoFactorsFromAnAnswerOfAnotherLength) {
   MeterInTurn meter;
   meter.Add(75);
-  meter.channel.Line().ReplyAlways("01 08 12", "01 01 40");
+  meter.Line().ReplyAlways("01 08 12", "01 01 40");
   EXPECT_EQ(0U, meter.Cycle());
   EXPECT_EQ(0U, LoadFlag(meter.Entry().InfoRead));
 }
@@ -160,11 +160,11 @@ TEST(DeviceCycle, DoesNotShareAnAnswerThatAHistoryReadHasOverwritten) {
   meter.Add(9);
   meter.Add(18);
   meter.Cycle();
-  meter.channel.Line().ClearRecords();
+  meter.Line().ClearRecords();
   ClearUpdated(*protocol, 0);
   protocol->armed = true;
   EXPECT_EQ(1U, ServeTags(*protocol, 0));
-  EXPECT_THAT(meter.Take(""), ElementsAre("01 05 00 01", "01 08 02", "01 08 02", "01 08 12", "01 05 00 01"));
+  EXPECT_THAT(meter.Take(), ElementsAre("01 05 00 01", "01 08 02", "01 08 02", "01 08 12", "01 05 00 01"));
 }
 
 TEST(DeviceCycle, CarriesOutWritesBeforeReadsAndHoldsThemBackFromBadTags) {
@@ -185,7 +185,7 @@ TEST(DeviceCycle, CarriesOutWritesBeforeReadsAndHoldsThemBackFromBadTags) {
     LeaveWrite(*tag, 1.0F);
     for (int pass = 0; pass < 2; ++pass) {
       EXPECT_EQ(1U, meter.Cycle());
-      const auto requests = meter.Take("");
+      const auto requests = meter.Take();
       const bool written = (pass == 0) == row.writtenAtOnce;
       EXPECT_EQ(written ? 1 : 0, std::ranges::count_if(requests, [](auto& text) { return text.starts_with("01 03 "); })) << pass;
       EXPECT_EQ(written, requests.front().starts_with("01 03 ")) << pass;

@@ -24,16 +24,10 @@ constexpr char kVariant[] = "!01 01 40 13 20 15";
 constexpr char kUnknownVariant[] = "!01 00 00 10 00 14";
 constexpr char kStatus1[] = "!01 01 C1 E0";  // valid, and too short for a value
 
-class Readings : public testing::Test {
+class Readings : public testing::Test, protected OneMeterChannel {
  protected:
-  Readings() {
-    Protocol().Running = 1;
-    SetScale("5000 1 1 1");
-  }
-  ~Readings() override { Protocol().Running = 0; }
+  Readings() : OneMeterChannel({}, {.logRequest = 1}) { SetScale("5000 1 1 1"); }
 
-  DeviceEntry& Entry() { return channel_.Entry(meter_); }
-  CProtocol& Protocol() { return channel_.Protocol(); }
   void SetScale(const std::string& text) {
     const auto numbers = Numbers(text);
     Entry().MeterConstant = numbers[0];
@@ -42,34 +36,27 @@ class Readings : public testing::Test {
     Entry().PowerScale = static_cast<float>(numbers[3]);
   }
   /// The tag read from a meter that answers this, whatever it is asked.
-  CDeviceTag& Read(std::uint32_t number, const std::string& answer) {
-    return ReadAgain(*channel_.AddTag(meter_, number), answer);
-  }
+  CDeviceTag& Read(std::uint32_t number, const std::string& answer) { return ReadAgain(*Add(number), answer); }
   CDeviceTag& ReadAgain(CDeviceTag& tag, const std::string& answer) {
-    channel_.Line().ReplyAlways("", answer);
-    EXPECT_EQ(1U, ReadTag(Protocol(), &tag, Send::Request, meter_)) << tag.TagNumber << ": " << answer;
+    Line().ReplyAlways("", answer);
+    EXPECT_EQ(1U, ReadTag(Protocol(), &tag, Send::Request, device)) << tag.TagNumber << ": " << answer;
     return tag;
   }
-  std::uint32_t Read(CDeviceTag& tag, Send send = Send::Request) { return ReadTag(Protocol(), &tag, send, meter_); }
-
-  SimulatedChannel channel_;
-  const std::uint32_t meter_ = channel_.AddMeter(1, 1, {.logRequest = 1});
+  std::uint32_t Read(CDeviceTag& tag, Send send = Send::Request) { return ReadTag(Protocol(), &tag, send, device); }
 };
 
 TEST_F(Readings, AskAsTheMetersDocumentSays) {
-  SimulatedChannel& channel = channel_;
-  channel.Configure({.retries = 1});
-  const auto meter = channel.AddMeter(0x10C, 1, {.logRequest = 0x1A});  // only the low byte of an address goes out
-  channel.Line().ReplyAlways("0C", "");
-  channel.Line().ReplyAlways("0C 04", "0C 30 15 10 03 21 06 12 00");
+  Configure({.retries = 1});
+  const auto meter = AddMeter(0x10C, 1, {.logRequest = 0x1A});  // only the low byte of an address goes out
+  Line().ReplyAlways("0C", "");
+  Line().ReplyAlways("0C 04", "0C 30 15 10 03 21 06 12 00");
   for (const TableRow& row : ReadTable("model/expected_catalogue.tsv", 5)) {
     const std::uint32_t number = Numbers(row[0])[0] - kFirstDaId;
     if (number >= kDaTagCount || row[4] == "never") continue;
-    channel.Line().ClearRecords();
-    EXPECT_EQ(row[4].empty() ? 1U : 0U, ReadTag(channel.Protocol(), channel.AddTag(meter, number), Send::Request, meter))
-        << row[0];
+    Line().ClearRecords();
+    EXPECT_EQ(row[4].empty() ? 1U : 0U, ReadTag(Protocol(), AddTag(meter, number), Send::Request, meter)) << row[0];
     std::string sent;
-    for (const std::string& text : channel.Line().RequestTexts()) sent += (sent.empty() ? "" : " > ") + text.substr(3);
+    for (const std::string& text : Line().RequestTexts()) sent += (sent.empty() ? "" : " > ") + text.substr(3);
     EXPECT_EQ(row[4], sent) << row[0];
   }
 }
@@ -79,8 +66,7 @@ TEST_F(Readings, TakeTheMonthFromTheMetersClock) {
   constexpr std::uint32_t kPrevious = 207;
   const struct {
     std::uint32_t tag;
-    const char* clock;
-    const char* request;
+    const char *clock, *request;
   } rows[] = {{kCurrent, "01 00 00 00 04 01 01 26 01", "01 05 31 00"},
               {kPrevious, "01 00 00 00 04 01 01 26 01", "01 05 3C 00"},
               {kCurrent, "01 59 59 23 04 31 12 26 01", "01 05 3C 00"},
@@ -89,14 +75,14 @@ TEST_F(Readings, TakeTheMonthFromTheMetersClock) {
               {kCurrent, "01 00 00 00 07 01 10 26 00", "01 05 3A 00"},
               {kCurrent, "", "01 05 30 00"},
               {kPrevious, "", "01 05 31 00"}};
-  channel_.Configure({.retries = 1});
+  Configure({.retries = 1});
   for (const auto& row : rows) {
-    channel_.Line().ClearRecords();
-    channel_.Line().ReplyAlways("01 05", kEnergies);
-    CDeviceTag& tag = *channel_.AddTag(meter_, row.tag);
-    channel_.Line().Reply("01 04 00", {row.clock});
+    Line().ClearRecords();
+    Line().ReplyAlways("01 05", kEnergies);
+    CDeviceTag& tag = *Add(row.tag);
+    Line().Reply("01 04 00", {row.clock});
     EXPECT_EQ(1U, Read(tag)) << row.request;
-    EXPECT_THAT(channel_.Line().RequestTexts(), ElementsAre("01 04 00", row.request));
+    EXPECT_THAT(Line().RequestTexts(), ElementsAre("01 04 00", row.request));
     EXPECT_EQ(kQualityGood, tag.Quality);
   }
 }
@@ -134,7 +120,7 @@ TEST_F(Readings, ShowLogRecordsWithAsManyStampsAsTheirLogHas) {
 
 TEST_F(Readings, OfSmallIntegersChangeTheirByteAlone) {
   for (const auto& [number, answer] : {std::pair(212U, "!01 00 01 E1 C0"), {243U, "!01 00 E7 60 4A"}, {212U, kStatus1}}) {
-    CDeviceTag& tag = *channel_.AddTag(meter_, number);
+    CDeviceTag& tag = *Add(number);
     tag.Value.ullVal = 0x1122334455667788;
     ReadAgain(tag, answer);
     EXPECT_EQ(0x11223344556677U, tag.Value.ullVal >> 8) << number;
@@ -168,12 +154,10 @@ TEST_F(Readings, LearnTheMetersVariantAndCoefficients) {
 
 TEST_F(Readings, StampTheMomentAndReplaceTexts) {
   CDeviceTag& tag = Read(3, "!01 03 02 0A 70 BF");
-  channel_.Clock().Advance(1500);
+  Clock().Advance(1500);
   for (int i = 0; i < 3; ++i) ReadAgain(tag, "!01 03 02 0A 70 BF");
   EXPECT_EQ("3.2.a", TextOf(tag));
-  const FILETIME now = platform::UtcFileTime();
-  EXPECT_EQ(now.dwLowDateTime, tag.Timestamp.dwLowDateTime);
-  EXPECT_EQ(now.dwHighDateTime, tag.Timestamp.dwHighDateTime);
+  EXPECT_EQ(platform::UtcFileTime().dwLowDateTime, tag.Timestamp.dwLowDateTime);
 }
 
 TEST_F(Readings, OfEveryTagHaveADecodingOfItsType) {
@@ -183,10 +167,10 @@ TEST_F(Readings, OfEveryTagHaveADecodingOfItsType) {
   const std::set<std::uint32_t> ownState = {98, 99, 100, 102, 185, 211};
   for (std::uint32_t number = 0; number <= kDaTagCount; ++number) {
     if (ownState.count(number) != 0) continue;
-    CDeviceTag& tag = *channel_.AddTag(meter_, number % kDaTagCount);
+    CDeviceTag& tag = *Add(number % kDaTagCount);
     tag.TagNumber = number;
     tag.Value.vt = VT_EMPTY;
-    EXPECT_EQ(1U, DecodeTag(Protocol(), tag, meter_));
+    EXPECT_EQ(1U, DecodeTag(Protocol(), tag, device));
     const bool decoded = undecoded.count(number) == 0;
     EXPECT_EQ(decoded ? kQualityGood : kQualityDeviceFailure, tag.Quality) << number;
     EXPECT_EQ(decoded ? tag.CanonicalType : VARTYPE{VT_EMPTY}, tag.Value.vt) << number;
@@ -195,36 +179,27 @@ TEST_F(Readings, OfEveryTagHaveADecodingOfItsType) {
 
 TEST_F(Readings, OfThePlugInsOwnStateAskNothing) {
   const struct {
-    std::uint32_t tag, exchangeOn;
-    VARTYPE type;
-    float value;
-  } rows[] = {{kTagLogNumber, 1, VT_R4, 7},
-              {98, 1, VT_R4, 0},
-              {99, 1, VT_R4, 0},
-              {100, 1, VT_R4, 0},
-              {185, 1, VT_R4, 0},
-              {98, 0, VT_R4, 0},
-              {kTagExchange, 1, VT_BOOL, 1},
-              {kTagLogNumber, 0, VT_R4, 7},
-              {185, 0, VT_R4, 0},
-              {kTagExchange, 0, VT_BOOL, 0},
-              {kTagExchange, 5, VT_BOOL, 1}};
+    std::uint32_t tag;
+    float off, on;  // by the exchange
+  } rows[] = {{kTagLogNumber, 7, 7}, {98, 0, 0}, {99, 0, 0}, {100, 0, 0}, {185, 0, 0}, {kTagExchange, 0, 1}};
+  Entry().LogNumber = 7;
   for (const auto& row : rows) {
-    SCOPED_TRACE(std::to_string(row.tag) + " exchange " + std::to_string(row.exchangeOn));
-    Entry().LogNumber = 7;
-    Entry().ExchangeOn = row.exchangeOn;
-    CDeviceTag& tag = *channel_.AddTag(meter_, row.tag);
-    tag.Timestamp = {1, 2};
-    EXPECT_EQ(1U, Read(tag));
-    EXPECT_EQ(kQualityGood, tag.Quality);
-    EXPECT_EQ(row.type, tag.Value.vt);
-    EXPECT_EQ(row.value, NumberOf(tag));
-    EXPECT_EQ(0U, tag.Updated);
-    EXPECT_EQ(1U, tag.Timestamp.dwLowDateTime);
+    for (const std::uint32_t exchangeOn : {0U, 1U, 5U}) {
+      SCOPED_TRACE(std::to_string(row.tag) + " exchange " + std::to_string(exchangeOn));
+      Entry().ExchangeOn = exchangeOn;
+      CDeviceTag& tag = *Add(row.tag);
+      tag.Timestamp = {1, 2};
+      EXPECT_EQ(1U, Read(tag));
+      EXPECT_EQ(kQualityGood, tag.Quality);
+      EXPECT_EQ(row.tag == kTagExchange ? VT_BOOL : VT_R4, tag.Value.vt);
+      EXPECT_EQ(exchangeOn == 0 ? row.off : row.on, NumberOf(tag));
+      EXPECT_EQ(0U, tag.Updated);
+      EXPECT_EQ(1U, tag.Timestamp.dwLowDateTime);
+    }
   }
   Entry().ExchangeOn = 0;
   for (const std::uint32_t number : {0U, 9U, 103U, 188U, 210U, 243U}) {
-    CDeviceTag& tag = *channel_.AddTag(meter_, number);
+    CDeviceTag& tag = *Add(number);
     for (const Send send : {Send::Request, Send::DecodeOnly}) EXPECT_EQ(1U, Read(tag, send));
     EXPECT_EQ(kQualityUncertain, tag.Quality) << number;
     EXPECT_EQ(0U, tag.Updated) << number;
@@ -232,31 +207,31 @@ TEST_F(Readings, OfThePlugInsOwnStateAskNothing) {
   Entry().ExchangeOn = 1;
   Entry().LogRequest = 0;
   Entry().LogCacheLength = 17;
-  CDeviceTag& noLog = *channel_.AddTag(meter_, 182);
+  CDeviceTag& noLog = *Add(182);
   EXPECT_EQ(1U, Read(noLog));
   EXPECT_EQ("", TextOf(noLog));
   EXPECT_EQ(kQualityGood, noLog.Quality);
-  EXPECT_EQ(0U, channel_.Line().RequestCount());
+  EXPECT_EQ(0U, Line().RequestCount());
 }
 
 TEST_F(Readings, RefuseWithoutATagOrAContext) {
-  EXPECT_EQ(0U, ReadTag(Protocol(), nullptr, Send::Request, meter_));
+  EXPECT_EQ(0U, ReadTag(Protocol(), nullptr, Send::Request, device));
   Protocol().HostContext = nullptr;
-  for (const Send send : {Send::Request, Send::DecodeOnly}) EXPECT_EQ(0U, Read(*channel_.AddTag(meter_, 17), send));
-  Protocol().HostContext = &channel_.Context();
+  for (const Send send : {Send::Request, Send::DecodeOnly}) EXPECT_EQ(0U, Read(*Add(17), send));
+  Protocol().HostContext = &Context();
 }
 
 TEST_F(Readings, ShareTheLastAnswerWhichIsNumbered) {
   const std::uint64_t before = Protocol().AnswerSerial;
-  channel_.Line().Reply("01 05 00 00", {"", "01 05", kEnergies});
-  Read(*channel_.AddTag(meter_, 17));
+  Line().Reply("01 05 00 00", {"", "01 05", kEnergies});
+  Read(*Add(17));
   EXPECT_EQ(before + 1, Protocol().AnswerSerial);
   EXPECT_EQ(19U, Protocol().AnswerLength) << "the channel's own answer does not count";
-  CDeviceTag& shared = *channel_.AddTag(meter_, 26);
+  CDeviceTag& shared = *Add(26);
   EXPECT_EQ(1U, Read(shared, Send::DecodeOnly));
   EXPECT_EQ(1.0F, shared.Value.fltVal);
   EXPECT_EQ(1U, shared.Updated);
-  Read(*channel_.AddTag(meter_, kTagLogNumber));
+  Read(*Add(kTagLogNumber));
   EXPECT_EQ(before + 1, Protocol().AnswerSerial);
 }
 
@@ -264,8 +239,8 @@ TEST_F(Readings, KeepALogAnswerAndThePreviousOneAfterAFailure) {
   Protocol().Channel.RetryCount = 1;
   Entry().LogNumber = 1;
   std::fill(std::begin(Entry().LogCache), std::end(Entry().LogCache), std::uint8_t{0xEE});
-  channel_.Line().Reply("01 09 01 13", {"", "!01 30 15 08 03 19 11 24 59 59 23 07 31 12 25 E2 4B"});
-  CDeviceTag& tag = *channel_.AddTag(meter_, kTagLastLog);
+  Line().Reply("01 09 01 13", {"", "!01 30 15 08 03 19 11 24 59 59 23 07 31 12 25 E2 4B"});
+  CDeviceTag& tag = *Add(kTagLastLog);
   EXPECT_EQ(0U, Read(tag));
   EXPECT_EQ(0xEE, Entry().LogCache[0]);
   EXPECT_EQ(1, Entry().LogNumber);

@@ -3,9 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <memory>
-
 #include "Protocol/model/TagCatalogue.h"
 #include "platform/clock.h"
 #include "platform/local_time.h"
@@ -19,21 +16,12 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr std::int64_t kMinute = 60;
-constexpr std::int64_t kHour = 3600;
-constexpr std::int64_t kOneDay = 86400;
-
-std::int64_t UtcMs(int year, unsigned month, unsigned day, int hour, int minute) {
-  const std::chrono::sys_days date = std::chrono::year(year) / month / day;
-  return (std::chrono::seconds(date.time_since_epoch()).count() + hour * kHour + minute * kMinute) * 1000;
-}
-
 struct Simulated : MeterInTurn {
   explicit Simulated(const std::string& settings, const LineOptions& options = {})
       : MeterInTurn(options, {.simulated = settings}) {}
 
   std::int64_t NowMs() { return platform::UtcMilliseconds(); }
-  sim::MeterView View() { return channel.Line().Meter(1).View(NowMs()); }
+  sim::MeterView View() { return Line().Meter(1).View(NowMs()); }
 
   /// Seconds that the meter's clock is ahead of the computer's.
   std::int64_t Ahead() {
@@ -69,38 +57,33 @@ TEST(SimulatedWrites, EveryParameterIsReadBack) {
       EXPECT_EQ(0U, LoadFlag(tag.WritePending));
       EXPECT_EQ(kQualityGood, tag.Quality);
       EXPECT_NEAR(row.shown, NumberOf(tag), row.shown * 1e-6);
-      EXPECT_THAT(simulated.channel.LogLines(), IsEmpty());
+      EXPECT_THAT(simulated.LogLines(), IsEmpty());
     }
   }
 }
 
 TEST(SimulatedWrites, CommandsTakeEffectInTheMeter) {
   Simulated simulated("offset_s=90");
-  const auto command = [&](std::uint32_t number, float value) {
-    CDeviceTag& tag = *simulated.Add(number);
-    simulated.Cycle();
+  const auto command = [](Simulated& meter, std::uint32_t number, float value) {
+    CDeviceTag& tag = *meter.Add(number);
+    meter.Cycle();
     LeaveWrite(tag, value);
-    simulated.Cycle();
+    meter.Cycle();
     EXPECT_EQ(0U, LoadFlag(tag.WritePending)) << number;
     EXPECT_EQ(0.0, NumberOf(tag)) << number;
     EXPECT_EQ(kQualityGood, tag.Quality) << number;
   };
-  const auto settings = [&] { return simulated.View().settings; };
   EXPECT_EQ(90, simulated.Ahead());
-  command(kTagTimeCorrection, 1);
+  command(simulated, kTagTimeCorrection, 1);
   EXPECT_EQ(0, simulated.Ahead());
-  command(kTagIndicationPeriod, 17);
-  EXPECT_EQ(17, settings().indicationPeriodSeconds);
-  command(kTagTransitionInhibitCommand, 1);
-  EXPECT_TRUE(settings().transitionInhibited);
-  command(kTagIndicationRecoveryCommand, 1);
-  EXPECT_TRUE(settings().recoveryInhibited);
-
+  command(simulated, kTagIndicationPeriod, 17);
+  EXPECT_EQ(17, simulated.View().settings.indicationPeriodSeconds);
+  command(simulated, kTagTransitionInhibitCommand, 1);
+  EXPECT_TRUE(simulated.View().settings.transitionInhibited);
+  command(simulated, kTagIndicationRecoveryCommand, 1);
+  EXPECT_TRUE(simulated.View().settings.recoveryInhibited);
   Simulated farOff("offset_s=-100000");
-  CDeviceTag& setup = *farOff.Add(kTagTimeSetup);
-  farOff.Cycle();
-  LeaveWrite(setup, 0);
-  farOff.Cycle();
+  command(farOff, kTagTimeSetup, 0);
   EXPECT_EQ(0, farOff.Ahead());
 }
 
@@ -114,7 +97,7 @@ TEST(SimulatedWrites, WaitForAMeterThatIsAwayAndGoOutOnce) {
   for (int pass = 0; pass < 3; ++pass) EXPECT_EQ(0U, simulated.Cycle());
   EXPECT_EQ(1U, LoadFlag(limit.WritePending) & LoadFlag(coefficient.WritePending));
   simulated.Silence(false);
-  simulated.channel.Line().ClearRecords();
+  simulated.Line().ClearRecords();
   for (int pass = 0; pass < 4; ++pass) EXPECT_EQ(1U, simulated.Cycle());
   EXPECT_THAT(simulated.Take("01 03 "), ElementsAre("01 03 2F 08 00 00 00 00 32", "01 03 1B 00 1E"));
   EXPECT_EQ(5.0, NumberOf(limit));
@@ -123,72 +106,71 @@ TEST(SimulatedWrites, WaitForAMeterThatIsAwayAndGoOutOnce) {
 
 // --- clock keeping
 
-/// Polls a meter for some days, on each full ten minutes: correction commands carry whole seconds, and polls at other
-/// fractions of a second would add to what the drill measures.
-void PollFor(Simulated& simulated, std::int64_t days) {
-  constexpr std::int64_t kStepMs = 10 * kMinute * 1000;
-  const std::int64_t end = simulated.NowMs() + days * kOneDay * 1000;
-  while (simulated.NowMs() < end) {
-    EXPECT_EQ(1U, simulated.Cycle());
-    simulated.channel.Clock().Advance(kStepMs - simulated.NowMs() % kStepMs);
+struct Drill : Simulated {
+  Drill(int offset, std::uint32_t days, const char* start)
+      : Simulated("offset_s=" + std::to_string(offset), {.clockCorrectionDays = days, .startUtcMs = UtcMs(start)}) {
+    Add(9);
   }
-}
 
-Simulated* Drill(const std::string& text, std::uint32_t days, std::int64_t startMs) {
-  auto* const simulated = new Simulated(text, {.clockCorrectionDays = days, .startUtcMs = startMs});
-  simulated->Add(9);
-  return simulated;
-}
+  /// On each full ten minutes: correction commands carry whole seconds, and polls at other fractions of a second would add to
+  /// what the drill measures.
+  void PollFor(int days) {
+    for (const std::int64_t end = NowMs() + days * 24 * 6 * kStepMs; NowMs() < end;) {
+      EXPECT_EQ(1U, Cycle());
+      Clock().Advance(kStepMs - NowMs() % kStepMs);
+    }
+  }
+
+  static constexpr std::int64_t kStepMs = 10LL * 60 * 1000;
+};
 
 constexpr const char* kCorrected = "COM3 ПРИБОР:1 Коррекция времени прибора";
-constexpr const char* kNotCorrected = "COM3 ПРИБОР:1 Ошибка коррекции времени прибора";
 
 // Ten minutes at two minutes a day: four steps leave two minutes, which the fifth takes; then a week of rest.
 TEST(ClockDrill, TenMinutesTakeFiveDays) {
   const TimeZone zone("Europe/Berlin");
   if (!zone.Applies()) GTEST_SKIP() << kInAnotherZone;
-  for (const int offset : {600, -600}) {
-    const std::unique_ptr<Simulated> simulated(Drill("offset_s=" + std::to_string(offset), 7, UtcMs(2026, 6, 1, 9, 0)));
-    const int sign = offset > 0 ? 1 : -1;
+  for (const int sign : {1, -1}) {
+    Drill drill(sign * 600, 7, "2026-06-01 09:00");
     for (const int left : {480, 360, 240, 120, 0}) {
-      PollFor(*simulated, 1);
-      EXPECT_EQ(1U, simulated->Corrections()) << left;
-      EXPECT_NEAR(sign * left, simulated->Ahead(), 2) << left;
+      drill.PollFor(1);
+      EXPECT_EQ(1U, drill.Corrections()) << left;
+      EXPECT_NEAR(sign * left, drill.Ahead(), 2) << left;
     }
-    PollFor(*simulated, 6);
-    EXPECT_EQ(0U, simulated->Corrections());
-    PollFor(*simulated, 1);
-    EXPECT_EQ(1U, simulated->Corrections());
-    EXPECT_EQ(std::vector<std::string>(6, kCorrected), simulated->channel.LogLines());
+    drill.PollFor(6);
+    EXPECT_EQ(0U, drill.Corrections());
+    drill.PollFor(1);
+    EXPECT_EQ(1U, drill.Corrections());
+    EXPECT_EQ(std::vector<std::string>(6, kCorrected), drill.LogLines());
   }
 }
 
 /// A meter takes one correction a day. The second is refused, which is logged and changes nothing.
 TEST(ClockDrill, ARefusedCorrectionIsReportedAndTheCycleGoesOn) {
-  const std::unique_ptr<Simulated> simulated(Drill("offset_s=600", 7, UtcMs(2026, 6, 1, 9, 0)));
-  simulated->Cycle();
-  simulated->Entry().ForceClockCheck = 1;
-  EXPECT_EQ(1U, simulated->Cycle());
-  EXPECT_EQ(0U, simulated->Entry().ForceClockCheck);
-  EXPECT_NEAR(480, simulated->Ahead(), 2);
-  EXPECT_EQ(1U, simulated->Entry().LinkUp);
-  EXPECT_THAT(simulated->channel.LogLines(), ElementsAre(kCorrected, kNotCorrected));
+  Drill drill(600, 7, "2026-06-01 09:00");
+  drill.Cycle();
+  drill.Entry().ForceClockCheck = 1;
+  EXPECT_EQ(1U, drill.Cycle());
+  EXPECT_EQ(0U, drill.Entry().ForceClockCheck);
+  EXPECT_NEAR(480, drill.Ahead(), 2);
+  EXPECT_EQ(1U, drill.Entry().LinkUp);
+  EXPECT_THAT(drill.LogLines(), ElementsAre(kCorrected, "COM3 ПРИБОР:1 Ошибка коррекции времени прибора"));
 }
 
 // The meter follows the computer's wall clock. Checked every ten minutes around the change, forced to be due all the time.
 TEST(ClockDrill, ChangesOfTheComputersTimeMakeNoStep) {
   const TimeZone zone("Europe/Berlin");
   if (!zone.Applies()) GTEST_SKIP() << kInAnotherZone;
-  for (const std::int64_t start : {UtcMs(2026, 3, 28, 22, 0), UtcMs(2026, 10, 24, 22, 0)}) {
+  for (const char* const start : {"2026-03-28 22:00", "2026-10-24 22:00"}) {
     for (const int offset : {0, 70, -70}) {
-      const std::unique_ptr<Simulated> simulated(Drill("offset_s=" + std::to_string(offset), 1, start));
+      Drill drill(offset, 1, start);
       for (int pass = 0; pass < 36; ++pass) {
-        simulated->Entry().NextClockCheck = 0;
-        simulated->Cycle();
-        EXPECT_LE(std::abs(simulated->Ahead()), 71) << "pass " << pass << " offset " << offset;
-        simulated->channel.Clock().Advance(10 * kMinute * 1000);
+        drill.Entry().NextClockCheck = 0;
+        drill.Cycle();
+        EXPECT_LE(std::abs(drill.Ahead()), 71) << "pass " << pass << " offset " << offset;
+        drill.Clock().Advance(Drill::kStepMs);
       }
-      EXPECT_THAT(simulated->channel.LogLines(), Contains(kCorrected));
+      EXPECT_THAT(drill.LogLines(), Contains(kCorrected));
     }
   }
 }

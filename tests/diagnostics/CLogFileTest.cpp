@@ -47,15 +47,11 @@ TEST_F(LogFile, LiesWhereARussianPathSays) {
 }
 
 TEST_F(LogFile, StartsAnewBeyondItsLimit) {
-  const struct {
-    std::uint32_t limitKilobytes;
-    std::size_t before;
-    std::size_t after;
-  } rows[] = {{1, 1024, 1029}, {1, 1025, 5}, {0, 1, 5}, {0, 0, 5}, {4194304, 5000, 5005}};
-  for (const auto& row : rows) {
-    WriteBytes(path, std::string(row.before, '.'));
-    EXPECT_EQ(1, log.SetMaxSize(row.limitKilobytes).AppendLine("abc"));
-    EXPECT_EQ(row.after, ReadBytes(path).size()) << row.limitKilobytes << " KB, " << row.before;
+  using Sizes = std::vector<std::uint32_t>;  // limit in kilobytes, before, after
+  for (const Sizes& row : {Sizes{1, 1024, 1029}, {1, 1025, 5}, {0, 1, 5}, {0, 0, 5}, {4194304, 5000, 5005}}) {
+    WriteBytes(path, std::string(row[1], '.'));
+    EXPECT_EQ(1, log.SetMaxSize(row[0]).AppendLine("abc"));
+    EXPECT_EQ(row[2], ReadBytes(path).size()) << row[0] << " KB, " << row[1];
   }
 }
 

@@ -8,6 +8,7 @@
 
 #include "Protocol/diagnostics/DebugTrace.h"
 #include "platform/text.h"
+#include "tests/support/TableFile.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace ostrel::test {
@@ -28,33 +29,15 @@ int HighestLevel(const DebugTrace& trace, TraceChannel channel) {
 }
 
 TEST(TraceSettings, LevelsAreRead) {
-  const struct {
-    const char* settings;
-    int highest;
-  } rows[] = {{"", 0},
-              {"DBG_COMMON=2", 2},
-              {"DBG_COMMON=127", 127},
-              {"DBG_COMMON=128", 127},
-              {"DBG_COMMON=255", 127},
-              {"DBG_COMMON=256", 0},
-              {"DBG_COMMON=257", 1},
-              {"DBG_COMMON=-1", 0},
-              {"DBG_COMMON=+2", 2},
-              {"DBG_COMMON= 2", 2},
-              {"DBG_COMMON=\t2x9", 2},
-              {"DBG_COMMON=- 2", 0},
-              {"DBG_COMMON=abc", 0},
-              {"DBG_COMMON=", 0},
-              {"dbg_common=2", 0},
-              {"DBG_COMMON=1 DBG_COMMON=2", 1},
-              {"MYDBG_COMMON=3", 3},
-              {"DBG_COMMON=99999999999999999999", 127}};
   DebugTrace trace;
-  for (const auto& row : rows) {
+  const auto highestOf = [&trace](const std::string& settings) {
     trace.ApplySettings(Ole("DBG_COMMON=9").c_str());
-    trace.ApplySettings(Ole(row.settings).c_str());
-    EXPECT_EQ(row.highest, HighestLevel(trace, TraceChannel::Common)) << '"' << row.settings << '"';
-  }
+    trace.ApplySettings(Ole(settings).c_str());
+    return HighestLevel(trace, TraceChannel::Common);
+  };
+  for (const TableRow& row : ReadTable("diagnostics/levels.tsv", 2))
+    EXPECT_EQ(row[1], std::to_string(highestOf(row[0]))) << row[0];
+  EXPECT_EQ(2, highestOf("DBG_COMMON=\t2"));
   trace.ApplySettings(nullptr);
   EXPECT_EQ(0, HighestLevel(trace, TraceChannel::Common));
 }
@@ -98,15 +81,9 @@ TEST_F(TraceFile, LevelsDecide) {
   EXPECT_THAT(Lines(), ElementsAre(EndsWith("] two"), EndsWith("] zero"), EndsWith("] below")));
 }
 
-TEST_F(TraceFile, OnlyTheFirstPathCounts) {
+TEST_F(TraceFile, IsNotWrittenWithASizeLimitOfZeroNorUnderASecondPathNorWhereItCannotBe) {
   trace.SetFile(Ole(folder.File("other.log")).c_str());
   trace.SetFile(nullptr);
-  trace.WriteCommon(1, "x");
-  EXPECT_EQ(1U, Lines().size());
-  EXPECT_FALSE(std::filesystem::exists(folder.File("other.log")));
-}
-
-TEST_F(TraceFile, ASizeLimitOfZeroSwitchesItOff) {
   for (const char* settings : {"DBG_COMMON=2 FS=0", "DBG_COMMON=2 FS=abc", "DBG_COMMON=2 XFS=0"}) {
     trace.ApplySettings(Ole(settings).c_str());
     EXPECT_EQ(0, trace.WriteCommon(1, "x")) << settings;
@@ -114,6 +91,11 @@ TEST_F(TraceFile, ASizeLimitOfZeroSwitchesItOff) {
   EXPECT_FALSE(std::filesystem::exists(path));
   trace.ApplySettings(Ole("DBG_COMMON=2 FS=-1").c_str());
   EXPECT_NE(0, trace.WriteCommon(1, "x"));
+  EXPECT_EQ(1U, Lines().size());
+  EXPECT_FALSE(std::filesystem::exists(folder.File("other.log")));
+  DebugTrace missing(Ole(folder.File("missing/trace.log")).c_str(), Ole("DBG_COMMON=1").c_str());
+  EXPECT_EQ(0, missing.WriteCommon(1, "x"));
+  EXPECT_EQ(0, DebugTrace().WriteCommon(0, "x"));
 }
 
 TEST_F(TraceFile, IsSetAsideBeyondItsLimit) {
@@ -137,13 +119,6 @@ TEST_F(TraceFile, IsSetAsideBeyondItsLimit) {
     EXPECT_EQ(row.setAside ? row.before : 3, std::filesystem::file_size(reserve));
     EXPECT_EQ(row.setAside, std::filesystem::file_size(path) < 200);
   }
-}
-
-TEST_F(TraceFile, AFolderThatIsMissingIsNoLine) {
-  DebugTrace other(Ole(folder.File("missing/trace.log")).c_str(), Ole("DBG_COMMON=1").c_str());
-  EXPECT_EQ(0, other.WriteCommon(1, "x"));
-  DebugTrace none;
-  EXPECT_EQ(0, none.WriteCommon(0, "x"));
 }
 
 TEST_F(TraceFile, TwoObjectsAndASettingsThreadShareIt) {

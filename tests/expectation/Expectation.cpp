@@ -14,40 +14,32 @@ constexpr const char* kNo = "нет";
 
 double Rounded(double value, double unitsPerOne) { return std::round(value * unitsPerOne) / unitsPerOne; }
 
-std::string Dated(const CivilTime& civil, const char* format) {
+double Factors(const MeterView& view) { return static_cast<double>(view.settings.ku) * view.settings.ki; }
+
+std::string Printed(const char* format, auto... values) {
   char text[32];
-  std::snprintf(text, sizeof text, format, civil.day, civil.month, civil.year % 100);
+  std::snprintf(text, sizeof text, format, values...);
   return text;
 }
 
-double Factors(const MeterView& view) { return static_cast<double>(view.settings.ku) * view.settings.ki; }
+std::string Dated(const CivilTime& civil, const char* format) {
+  return Printed(format, civil.day, civil.month, civil.year % 100);
+}
 
 /// Nameplate and coefficients: tags 0 to 8.
 Expected NamePlate(const MeterView& view, std::uint32_t tag) {
-  char text[32];
   const auto version = ProgramVersion(view.model);
-  switch (tag) {
-    case 0:
-      std::snprintf(text, sizeof text, "N %08u", view.model.Serial());
-      return text;
-    case 1:
-      return Dated(ReleaseDate(view.model), "%02d/%02d/%02d");
-    case 2:
-      return static_cast<double>(view.spec.address);
-    case 3:
-      std::snprintf(text, sizeof text, "%x.%x.%x", version[0], version[1], version[2]);
-      return text;
-    case 4:
-      return static_cast<double>(view.model.Variant().constant);
-    case 5:
-      return (view.model.Variant().bytes[1] & 0x40) != 0 ? -40.0 : -20.0;
-    case 6:
-      return static_cast<double>(view.settings.ku);
-    case 7:
-      return static_cast<double>(view.settings.ki);
-    default:
-      return Factors(view);
-  }
+  const auto& variant = view.model.Variant();
+  const Expected values[] = {Printed("N %08u", view.model.Serial()),
+                             Dated(ReleaseDate(view.model), "%02d/%02d/%02d"),
+                             static_cast<double>(view.spec.address),
+                             Printed("%x.%x.%x", version[0], version[1], version[2]),
+                             static_cast<double>(variant.constant),
+                             (variant.bytes[1] & 0x40) != 0 ? -40.0 : -20.0,
+                             static_cast<double>(view.settings.ku),
+                             static_cast<double>(view.settings.ki),
+                             Factors(view)};
+  return values[tag];
 }
 
 /// Registers by tariff (9 to 44, nine per kind, the last one the sum) and those of the running tariff (45 to 48).
@@ -66,22 +58,13 @@ double PowerValue(const MeterView& view, PowerKind kind, int phase) {
 /// P, Q, S, power factor, a reserved angle, voltage and current of the phases (49 to 69) and of their sum (70 to 74).
 std::optional<Expected> PhaseValue(const MeterView& view, std::uint32_t tag) {
   const int phase = static_cast<int>((tag - 49) / 7 + 1) % 4;
-  switch ((tag - 49) % 7) {
-    case 0:
-      return PowerValue(view, PowerKind::Active, phase);
-    case 1:
-      return PowerValue(view, PowerKind::Reactive, phase);
-    case 2:
-      return PowerValue(view, PowerKind::Apparent, phase);
-    case 3:
-      return Rounded(view.model.PowerFactor(phase, view.now), 100);
-    case 5:
-      return Rounded(view.model.Voltage(phase, view.now), 100) * view.settings.ku;
-    case 6:
-      return Rounded(view.model.Current(phase, view.now), 10000) * view.settings.ki;
-    default:
-      return std::nullopt;
-  }
+  const std::uint32_t place = (tag - 49) % 7;
+  constexpr PowerKind kPowers[] = {PowerKind::Active, PowerKind::Reactive, PowerKind::Apparent};
+  if (place < 3) return PowerValue(view, kPowers[place], phase);
+  if (place == 3) return Rounded(view.model.PowerFactor(phase, view.now), 100);
+  if (place == 5) return Rounded(view.model.Voltage(phase, view.now), 100) * view.settings.ku;
+  if (place == 6) return Rounded(view.model.Current(phase, view.now), 10000) * view.settings.ki;
+  return std::nullopt;
 }
 
 /// Frequency, averaged values, voltages between phases, distortions: 75 to 93.
@@ -109,10 +92,7 @@ std::optional<Expected> LogText(const MeterView& view, std::uint32_t tag, std::u
   const auto event = record < view.spec.logEvents ? FindEvent(view.model.Seed(), log, record, view.now) : std::nullopt;
   if (!event) return isTime ? "00:00:00" : "00.00.00 ";
   const CivilTime civil = ToCivil(view.wall.Shown(second ? event->end : event->begin));
-  if (!isTime) return Dated(civil, "%02d.%02d.%02d ");
-  char text[32];
-  std::snprintf(text, sizeof text, "%02d:%02d:%02d", civil.hour, civil.minute, civil.second);
-  return text;
+  return isTime ? Printed("%02d:%02d:%02d", civil.hour, civil.minute, civil.second) : Dated(civil, "%02d.%02d.%02d ");
 }
 
 /// Sums of the running and the last day, month and year, six tags a kind: 186 to 209.

@@ -19,15 +19,8 @@ constexpr std::uint32_t kTagsOfProfile = 4;
 enum class Step : std::uint8_t { Day, Month, Year };
 
 MeterTime StartOf(const WallClock& wall, Step step, MeterTime time, int offset = 0) {
-  switch (step) {
-    case Step::Day:
-      return wall.DayStart(time, offset);
-    case Step::Month:
-      return wall.MonthStart(time, offset);
-    case Step::Year:
-      break;
-  }
-  return wall.YearStart(time, offset);
+  if (step == Step::Day) return wall.DayStart(time, offset);
+  return step == Step::Month ? wall.MonthStart(time, offset) : wall.YearStart(time, offset);
 }
 
 /// A day stays until the next one of its number in the month is over.
@@ -43,15 +36,8 @@ bool KeepsDay(const MeterView& view, MeterTime day) {
 /// Whether the values that ended `back` steps before the running one are kept.
 bool KeepsPeriod(const MeterView& view, Step step, int back) {
   const MeterType& type = view.model.Type();
-  switch (step) {
-    case Step::Day:
-      return back == 0 || (type.keepsDays && KeepsDay(view, view.wall.DayStart(view.now, -back - 1)));
-    case Step::Month:
-      return back <= (type.keepsMonthYearAgo ? 11 : 10);
-    case Step::Year:
-      break;
-  }
-  return back == 0;
+  if (step == Step::Month) return back <= (type.keepsMonthYearAgo ? 11 : 10);
+  return back == 0 || (step == Step::Day && type.keepsDays && KeepsDay(view, view.wall.DayStart(view.now, -back - 1)));
 }
 
 bool KeepsReading(const MeterView& view, Step step, int back) {
@@ -99,10 +85,6 @@ std::vector<MeterTime> KeptHours(const MeterView& view, MeterTime period) {
 }
 
 }  // namespace
-
-double ExpectedEnergy(const MeterView& view, std::size_t kind, int tariff, Period shown) {
-  return EnergyValue(view, view.model.Energy().Between(tariff, view.wall.TimeOf(shown.from), view.wall.TimeOf(shown.to))[kind]);
-}
 
 std::optional<double> ExpectedArchive(const MeterView& view, std::uint32_t tagId, MeterTime date, std::optional<int> tariff) {
   const bool reading = tagId >= kFirstReading;

@@ -10,9 +10,6 @@
 
 namespace ostrel::sim {
 
-/// What was counted between two shown times of a kind (A+, A-, R+, R- as 0..3) and tariff (1..8, 0 for the sum).
-[[nodiscard]] double ExpectedEnergy(const MeterView& view, std::size_t kind, int tariff, Period shown);
-
 /// An energy tag (40000 to 40107, 40120 to 40227) at the shown date of a record, of the tag's tariff or of the one given.
 /// Values of a period are dated by its end, readings by their own day. Nothing where the meter does not keep that record.
 [[nodiscard]] std::optional<double> ExpectedArchive(const MeterView& view, std::uint32_t tagId, MeterTime date,

@@ -8,32 +8,38 @@
 namespace ostrel::test {
 
 FILETIME TimeAt(std::string_view text) {
-  SYSTEMTIME f{};
-  FILETIME time{};
-  std::sscanf(std::string(text).c_str(), "%hu-%hu-%hu %hu:%hu:%hu.%hu", &f.wYear, &f.wMonth, &f.wDay, &f.wHour, &f.wMinute,
-              &f.wSecond, &f.wMilliseconds);
-  EXPECT_TRUE(platform::FieldsToFileTime(f, time)) << text;
-  return time;
+  constexpr std::int64_t kFrom1601 = 11'644'473'600'000;
+  const auto ticks = static_cast<std::uint64_t>((UtcMs(text) + kFrom1601) * 10'000);
+  return {static_cast<std::uint32_t>(ticks), static_cast<std::uint32_t>(ticks >> 32)};
 }
 
 std::string TimeText(const FILETIME& time) {
   SYSTEMTIME f{};
   EXPECT_TRUE(platform::FileTimeToFields(time, f));
   char text[64];
-  std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", f.wYear, f.wMonth, f.wDay, f.wHour, f.wMinute, f.wSecond);
-  return text + (f.wMilliseconds == 0 ? "" : "." + std::to_string(f.wMilliseconds));
+  std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d.%03d", f.wYear, f.wMonth, f.wDay, f.wHour, f.wMinute, f.wSecond,
+                f.wMilliseconds);
+  return std::string(text, f.wMilliseconds == 0 ? 19 : 23);
+}
+
+HistoryItem ItemOf(std::uint32_t tag, std::uint32_t device, std::uint8_t tariff, std::uint32_t type) {
+  return {.hostWord0_ = 0, .DeviceIndex = device, .hostWord8_ = 0, .MeterType = type, .TagId = tag, .Tariff = tariff};
+}
+
+std::uint32_t ListTimes(IProtocol& protocol, std::uint32_t tag, std::uint32_t device, std::string_view start,
+                        std::string_view end, TimestampList& list, std::uint32_t type) {
+  FILETIME first = TimeAt(start);
+  FILETIME last = TimeAt(end);
+  return protocol.GetHistoryTimestamps(type, tag, device, &first, &last, &list);
 }
 
 HistoryChannel::HistoryChannel(std::uint32_t meterType, const std::string& more, const LineOptions& options)
-    : SimulatedChannel(options),
-      type(meterType),
-      device(AddMeter(1, meterType, {.simulated = "searchpolls=0:installed=2026-11-22T00:00:00:at=2026-11-22T20:00:00" + more})) {
+    : OneMeterChannel(options, {.simulated = "searchpolls=0:installed=2026-11-22T00:00:00:at=2026-11-22T20:00:00" + more}, 1,
+                      meterType),
+      type(meterType) {
   Entry().InfoRead = 1;
   Entry().MeterConstant = 5000;
-  Protocol().Running = 1;
 }
-
-HistoryChannel::~HistoryChannel() { Protocol().Running = 0; }
 
 Listing HistoryChannel::List(std::uint32_t tagId, std::string_view start, std::string_view end) {
   FILETIME first = TimeAt(start);
@@ -50,8 +56,7 @@ Listing HistoryChannel::List(std::uint32_t tagId, std::string_view start, std::s
 }
 
 Reading HistoryChannel::Read(std::uint32_t tagId, std::string_view time, std::uint8_t tariff) {
-  const HistoryItem item{
-      .hostWord0_ = 0, .DeviceIndex = device, .hostWord8_ = 0, .MeterType = type, .TagId = tagId, .Tariff = tariff};
+  const HistoryItem item = ItemOf(tagId, device, tariff, type);
   Reading reading;
   std::memset(static_cast<void*>(&reading.value), kUntouched, sizeof reading.value);
   const FILETIME asked = TimeAt(time);
@@ -70,18 +75,9 @@ void HistoryChannel::ShowClock(const std::string& time) {
 }
 
 Texts HistoryChannel::Take(std::string_view start) {
-  Texts found;
-  for (const std::string& text : Line().RequestTexts()) {
-    if (text.substr(3).starts_with(start)) found.push_back(text.substr(3));
-  }
-  Line().ClearRecords();
-  return found;
-}
-
-Texts Clocks(const Listing& listing) {
-  Texts clocks;
-  for (auto time = listing.times.rbegin(); time != listing.times.rend(); ++time) clocks.push_back(time->substr(11, 5));
-  return clocks;
+  Texts texts = OneMeterChannel::Take("01 " + std::string(start));
+  for (std::string& text : texts) text.erase(0, 3);
+  return texts;
 }
 
 }  // namespace ostrel::test

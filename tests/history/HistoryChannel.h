@@ -16,17 +16,26 @@ namespace ostrel::test {
 
 using Texts = std::vector<std::string>;
 
-/// "2026-11-22 10:07:30.250"; minutes, seconds and milliseconds may be left out.
+/// As for UtcMs.
 [[nodiscard]] FILETIME TimeAt(std::string_view text);
 /// "2026-11-22 10:07:30.250", the milliseconds only when there are some.
 [[nodiscard]] std::string TimeText(const FILETIME& time);
 
 /// A+ of the first profile.
 inline constexpr std::uint32_t kMain = 40108;
+/// Readings of a day's begin, behind the profiles.
+inline constexpr std::uint32_t kFirstReading = 40120;
 inline constexpr std::uint32_t kGood = 0x000400C0;
 inline constexpr std::uint32_t kBad = 0x00040000;
 inline constexpr std::uint8_t kUntouched = 0xA5;
 inline constexpr std::uint32_t kUntouchedWord = 0xA5A5A5A5;
+/// An archive's answer behind the address: A+, A-, R+, R- of 2, 4, 6 and 8 kWh in half impulses of 5000 per kWh.
+inline constexpr const char* kEnergies = "00 00 4E 20 00 00 9C 40 00 00 EA 60 00 01 38 80";
+
+[[nodiscard]] HistoryItem ItemOf(std::uint32_t tag, std::uint32_t device = 0, std::uint8_t tariff = 0, std::uint32_t type = 1);
+/// The operation by itself, with an interval of its own.
+std::uint32_t ListTimes(IProtocol& protocol, std::uint32_t tag, std::uint32_t device, std::string_view start,
+                        std::string_view end, TimestampList& list, std::uint32_t type = 1);
 
 struct Listing {
   std::uint32_t result = 0;
@@ -42,17 +51,15 @@ struct Reading {
   HistoryValue value{};
 };
 
-class HistoryChannel : public SimulatedChannel {
+class HistoryChannel : public OneMeterChannel {
  public:
   /// With the meter's information read and its constant known to be 5000.
   explicit HistoryChannel(std::uint32_t meterType, const std::string& more = "", const LineOptions& options = {.retries = 1});
-  ~HistoryChannel();
 
   [[nodiscard]] Listing List(std::uint32_t tagId, std::string_view start, std::string_view end);
   /// Reads into a value that holds `kUntouched` in every byte.
   [[nodiscard]] Reading Read(std::uint32_t tagId, std::string_view time, std::uint8_t tariff = 1);
   [[nodiscard]] std::uint32_t Check(std::uint32_t tagId, std::string_view time);
-  [[nodiscard]] DeviceEntry& Entry() { return SimulatedChannel::Entry(device); }
 
   /// To every request that begins so: silence, or these bytes behind the address.
   void Silence(const std::string& request) { Line().ReplyAlways("01 " + request, ""); }
@@ -63,10 +70,8 @@ class HistoryChannel : public SimulatedChannel {
   Texts Take(std::string_view start = "");
 
   std::uint32_t type;
-  std::uint32_t device;
 };
 
-/// The times of a listing as "10:30", oldest first.
-[[nodiscard]] Texts Clocks(const Listing& listing);
+[[nodiscard]] inline bool IsProfile(std::uint32_t tag) { return tag >= kMain && tag < kFirstReading; }
 
 }  // namespace ostrel::test

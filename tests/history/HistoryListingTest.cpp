@@ -1,8 +1,11 @@
-// Record times of energy archives, the check for one, and what a listing asks of the meter first.
+// Record times of archives and profiles, the check for one, and what a listing asks of the meter.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "tests/history/HistoryChannel.h"
+#include "tests/support/TableFile.h"
 #include "tests/support/TimeZone.h"
 
 namespace ostrel::test {
@@ -13,69 +16,97 @@ using ::testing::IsEmpty;
 
 constexpr const char* kEarly = "2000-01-01";
 constexpr const char* kLate = "2100-01-01";
-constexpr const char* kNow = "2026-11-22 20:15:30";
 
-TEST(HistoryListing, ListsTheStepsThatTheMeterKeeps) {
-  const struct {
-    const char* zone;
-    std::uint32_t type;
-    std::uint32_t tag;
-    const char* clock;
-    const char* start;
-    std::size_t count;
-    Texts times;  // the first of them, and "" before the last
-  } rows[] = {
-      {"UTC", 0, 40000, kNow, kEarly, 1, {"2026-11-22"}},
-      {"UTC", 1, 40120, "2026-03-02 20:15:30", "2026-02-27", 4, {"2026-03-02", "2026-03-01", "2026-02-28", "2026-02-27"}},
-      // The days before a change of the clocks are shifted by it.
-      {"Europe/Berlin", 1, 40000, "2026-03-30 08:00:00", "2026-03-27", 3, {"2026-03-30", "2026-03-28 23", "2026-03-27 23"}},
-      {"Europe/Berlin", 8, 40000, "2026-10-26 08:00:00", "2026-10-24", 3, {"2026-10-26", "2026-10-25 01", "2026-10-24 01"}},
-      {"UTC", 0, 40036, "2012-03-31 23:59:59", "2011-12-01", 4, {"2012-03-01", "2012-02-01", "2012-01-01", "2011-12-01"}},
-      {"UTC", 12, 40192, kNow, kEarly, 2, {"2026-01-01", "2025-01-01"}},
-      {"UTC", 8, 40072, kNow, kEarly, 1, {"2026-01-01"}},
-      {"UTC", 8, 40120, kNow, kEarly, 0, {}},  // it can read cumulative energies and keeps, as its depth has it, none
-      {"UTC", 1, 40000, kNow, kEarly, 30, {"", "2026-10-24"}},
-      {"UTC", 1, 40120, kNow, kEarly, 31, {"", "2026-10-23"}},
-      {"UTC", 6, 40036, kNow, kEarly, 12, {"", "2025-12-01"}},
-      {"UTC", 0, 40036, kNow, kEarly, 11, {"", "2026-01-01"}},
-      {"UTC", 7, 40156, kNow, kEarly, 13, {"", "2025-11-01"}},
-      {"UTC", 2, 40192, kNow, kEarly, 2, {"", "2025-01-01"}},
-  };
-  for (const auto& row : rows) {
-    const TimeZone zone(row.zone);
-    if (!zone.Applies()) continue;
-    HistoryChannel history(row.type);
-    history.ShowClock(row.clock);
-    const Listing listing = history.List(row.tag, row.start, kLate);
-    EXPECT_EQ(1U, listing.result) << row.tag;
-    ASSERT_EQ(row.count, listing.times.size()) << row.type << " " << row.tag;
-    EXPECT_EQ(row.count, listing.count);
-    EXPECT_EQ(0U, listing.period) << "a period is a profile's";
-    for (std::size_t i = 0; i < row.times.size(); ++i) {
-      const bool last = row.times[0].empty();
-      EXPECT_TRUE((last ? listing.times.back() : listing.times[i]).starts_with(row.times[last ? 1 : i])) << row.tag << " " << i;
+std::string Joined(const Texts& texts, const char* between) {
+  std::string all;
+  for (const std::string& text : texts) all += (all.empty() ? "" : between) + text;
+  return all;
+}
+
+/// "10:30" of the day that the tests stand at, "2026-03-29 03:00:30" of another one.
+std::string Short(std::string time) {
+  if (time.ends_with(":00")) time.resize(time.size() - 3);
+  return time.starts_with("2026-11-22 ") ? time.substr(11) : time;
+}
+std::string Long(const std::string& time) { return time.size() < 16 ? "2026-11-22 " + time : time; }
+
+/// All of a few times, or their number with the first and the last of them.
+std::string Shown(Texts times) {
+  for (std::string& time : times) time = Short(time);
+  if (times.size() <= 7) return Joined(times, ", ");
+  return std::to_string(times.size()) + ": " + times.front() + " ... " + times.back();
+}
+
+/// Sets up what the line of the table's fourth column does.
+void Prepare(HistoryChannel& history, const std::string& line) {
+  for (const std::string& part : Split(line, ';')) {
+    const TableRow sides = Split(part, '=');
+    if (part == "new") history.Entry().InfoRead = 0;
+    if (sides.size() < 2) continue;
+    TableRow replies = Split(sides[1], '/');
+    for (std::string& reply : replies) reply = reply.empty() || reply == "*" ? reply : "01 " + reply;
+    if (sides[0] == "clock") {
+      history.ShowClock(sides[1]);
+    } else if (replies.size() == 1) {
+      history.Line().ReplyAlways("01 " + sides[0], replies[0]);
+    } else {
+      history.Line().Reply("01 " + sides[0], replies);
     }
   }
 }
 
-TEST(HistoryListing, TheStartIsIncludedAndTheEndIsNot) {
-  const struct {
-    const char* start;
-    const char* end;
-    Texts times;
-  } rows[] = {
-      {"2026-09-01", "2026-11-01", {"2026-10-01 00:00:00", "2026-09-01 00:00:00"}},
-      {"2026-09-01 00:00:00.001", "2026-11-01 00:00:00.001", {"2026-11-01 00:00:00", "2026-10-01 00:00:00"}},
-      {"2026-10-01", "2026-10-01", {"2026-10-01 00:00:00"}},  // exactly this one
-      {"2026-10-02", "2026-10-02", {}},
-      {"2026-11-01", "2026-09-01", {}},
-  };
-  HistoryChannel history(6);
-  for (const auto& row : rows) {
-    const Listing listing = history.List(40036, row.start, row.end);
-    EXPECT_EQ(row.times, listing.times) << row.start << " .. " << row.end;
-    EXPECT_EQ(TimeText(TimeAt(row.start)), listing.start) << "an energy listing leaves the interval alone";
-    EXPECT_EQ(1U, listing.result);
+void ExpectRequests(const std::string& claims, const Texts& sent) {
+  for (const std::string& claim : Split(claims, ';')) {
+    const std::size_t mark = std::min(claim.find_first_of(":x"), claim.size());
+    Texts found = sent;
+    std::erase_if(found, [&](const std::string& text) { return !text.starts_with(claim.substr(0, mark)); });
+    const bool counted = claim[mark] == 'x';
+    EXPECT_EQ(claim.substr(mark), claim.empty() ? "" : counted ? "x" + std::to_string(found.size()) : ":" + Joined(found, ","));
+  }
+}
+
+std::size_t Records(const Texts& requests) {
+  return static_cast<std::size_t>(std::ranges::count_if(requests, [](auto& text) { return text.starts_with("06"); }));
+}
+
+TEST(HistoryListing, ListsWhatTheMeterKeepsAndAsksForNoMore) {
+  for (const TableRow& row : ReadTable("history/listings.tsv", 11)) {
+    SCOPED_TRACE(Joined(row, " | "));
+    const TimeZone zone(row[1].empty() ? "UTC" : row[1]);
+    if (!row[1].empty() && !zone.Applies()) continue;
+    const std::size_t more = row[2].find(':');
+    HistoryChannel history(Numbers(row[2])[0], more == std::string::npos ? "" : row[2].substr(more));
+    Prepare(history, row[3]);
+    const std::uint32_t tag = Numbers(row[4])[0];
+    const Listing listing = history.List(tag, Long(row[5]), Long(row[6]));
+    EXPECT_EQ(row[7], std::to_string(listing.result) + " " + std::to_string(listing.period));
+    EXPECT_EQ(row[8].empty() ? row[5] + " .. " + row[6] : row[8], Short(listing.start) + " .. " + Short(listing.end));
+    EXPECT_EQ(row[9], Shown(listing.times));
+    EXPECT_EQ(listing.count, listing.times.size());
+    const Texts requests = history.Take();
+    ExpectRequests(row[10], requests);
+    if (listing.result == 0) continue;
+    EXPECT_EQ(row[3].starts_with("new") ? 1U : history.Entry().InfoRead, history.Entry().InfoRead);
+    // Again: a profile's records are kept, four values each, in the store of its own and not asked for twice.
+    EXPECT_EQ(listing.times, history.List(tag, Long(row[5]), Long(row[6])).times);
+    EXPECT_EQ(Records(requests), listing.count * (IsProfile(tag) ? 1 : 0) + Records(history.Take()));
+    const std::size_t stores[] = {history.Entry().ProfileStore1.Size(), history.Entry().ProfileStore2.Size(),
+                                  history.Entry().ProfileStore3.Size()};
+    for (std::uint32_t i = 0; i < 3; ++i) {
+      EXPECT_EQ(IsProfile(tag) && (tag - kMain) / 4 == i ? 4 * listing.count : 0, stores[i]) << i;
+    }
+  }
+}
+
+TEST(HistoryListing, ASearchMayTakeAHundredPollsAndNoMore) {
+  for (const int polls : {99, 100}) {
+    HistoryChannel history(1, ":searchpolls=" + std::to_string(polls));
+    const Listing listing = history.List(kMain, "2026-11-22 10:30", "2026-11-22 11:00");
+    EXPECT_EQ(polls == 99 ? 1U : 0U, listing.result) << "the hour may exist, so it is not passed over";
+    EXPECT_EQ(listing.result, listing.count);
+    const auto requests = history.Line().Requests();
+    EXPECT_EQ(10U, requests[5].tick - requests[4].tick) << "a short rest between two polls";
+    EXPECT_EQ(100U, history.Take("08 18 00").size());
   }
 }
 
@@ -90,39 +121,6 @@ TEST(HistoryListing, AddsToTheCountOfTheCaller) {
   EXPECT_EQ(9U, list.Count);
   EXPECT_EQ(99U, list.Period);
   EXPECT_EQ(2U, list.Times.Size());
-}
-
-TEST(HistoryListing, WhatFailsAndWhatOnlyListsNothing) {
-  const Texts kInformation = {"04 00", "08 02", "08 02", "08 12"};
-  const struct {
-    const char* what;
-    std::uint32_t type;
-    std::uint32_t tag;
-    const char* silentTo;
-    const char* clock;
-    std::uint32_t result;
-    Texts requests;
-  } rows[] = {
-      {"clock silent", 1, 40000, "04", "", 0, {"04 00"}},
-      {"information silent", 1, 40000, "08 02", "", 0, {"04 00", "08 02"}},
-      {"type not served", 5, 40000, "", "", 1, kInformation},
-      {"no such month", 1, 40036, "", "2026-13-22 00:00:00", 1, kInformation},
-      {"no such day", 1, 40000, "", "2026-02-30 00:00:00", 1, kInformation},
-      {"profile of another group", 0, 40112, "", "", 1, kInformation},
-      {"third profile of group 3", 6, 40116, "", "", 1, kInformation},
-      {"unlisted tag", 1, 40228, "", "", 0, {}},
-  };
-  for (const auto& row : rows) {
-    HistoryChannel history(row.type);
-    history.Entry().InfoRead = 0;
-    if (*row.clock != 0) history.ShowClock(row.clock);
-    if (*row.silentTo != 0) history.Silence(row.silentTo);
-    const Listing listing = history.List(row.tag, kEarly, kLate);
-    EXPECT_EQ(row.result, listing.result) << row.what;
-    EXPECT_THAT(listing.times, IsEmpty()) << row.what;
-    EXPECT_EQ(row.requests, history.Take()) << row.what;
-    EXPECT_EQ(row.requests == kInformation ? 1U : 0U, history.Entry().InfoRead) << row.what;
-  }
 }
 
 TEST(HistoryListing, ReadsTheMetersInformationOnceAndNothingOfAMeterThatIsSwitchedOff) {

@@ -1,9 +1,13 @@
 // Four host threads list and read history of two meters while the poll thread reads their current values: every value is the
-// one that stands at its time, no frame comes in between the pieces of another's answer, and polling goes on.
+// one that stands at its time, no frame comes in between the pieces of another's answer, and polling goes on. Then what history
+// does without the line.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <cmath>
+#include <functional>
+#include <future>
 #include <map>
 #include <mutex>
 #include <thread>
@@ -17,7 +21,6 @@ namespace {
 
 constexpr int kThreads = 4;
 constexpr std::uint32_t kUnread = 7;
-constexpr std::uint32_t kDayReading = 40120;
 
 /// Watches slot 22 for two things: a request while another thread's answer is still awaited, and a piece of an answer that
 /// is fetched by another thread than the one that asked.
@@ -25,42 +28,38 @@ class WatchedProtocol final : public CProtocol {
  public:
   std::uint32_t STDMETHODCALLTYPE TransmitAndRecieve(const std::uint8_t* request, std::uint32_t requestLength,
                                                      std::uint8_t* answer, std::uint32_t* count, std::uint32_t offset) override {
-    Enter(offset != 0);
+    Noting([&, self = std::this_thread::get_id()] {
+      const bool foreign = asked_ != std::thread::id() && asked_ != self;
+      if (inside_ || foreign || depth_ == 0 || owner_ != self || (offset != 0 && asked_ != self)) ++faults;
+      inside_ = true;
+      asked_ = self;
+    });
     const std::uint32_t result = CProtocol::TransmitAndRecieve(request, requestLength, answer, count, offset);
-    const std::lock_guard guard(mutex_);
-    inside_ = false;
+    Noting([&] { inside_ = false; });
     return result;
   }
   std::uint32_t STDMETHODCALLTYPE LockExchange() override {
     CProtocol::LockExchange();
-    const std::lock_guard guard(mutex_);
-    owner_ = std::this_thread::get_id();
-    ++depth_;
+    Noting([&] { owner_ = std::this_thread::get_id(), ++depth_; });
     return 1;
   }
   std::uint32_t STDMETHODCALLTYPE UnlockExchange() override {
-    {
-      const std::lock_guard guard(mutex_);
+    Noting([&] {
       if (--depth_ == 0) asked_ = {};
-    }
+    });
     return CProtocol::UnlockExchange();
   }
 
   std::atomic<int> faults{0};
 
  private:
-  void Enter(bool continuation) {
+  void Noting(const std::function<void()>& change) {
     const std::lock_guard guard(mutex_);
-    const auto self = std::this_thread::get_id();
-    const bool foreign = asked_ != std::thread::id() && asked_ != self;
-    if (inside_ || foreign || depth_ == 0 || owner_ != self || (continuation && asked_ != self)) ++faults;
-    inside_ = true;
-    asked_ = self;
+    change();
   }
 
   std::mutex mutex_;
-  std::thread::id owner_;
-  std::thread::id asked_;  // whose transaction runs
+  std::thread::id owner_, asked_;  // who holds the line, and whose transaction runs
   int depth_ = 0;
   bool inside_ = false;
 };
@@ -83,13 +82,13 @@ class Storm : public ::testing::Test {
           expected_[{device, tag, end}] = sim::ExpectedProfile(view, tag, end)->value;
         }
       }
-      expected_[{device, kDayReading, day.from}] = *sim::ExpectedArchive(view, kDayReading, day.from);
+      expected_[{device, kFirstReading, day.from}] = *sim::ExpectedArchive(view, kFirstReading, day.from);
     }
   }
 
   /// True when it was served; another thread may have listed something else meanwhile.
   bool Read(std::uint32_t device, std::uint32_t tag, const FILETIME& time) {
-    const HistoryItem item{.hostWord0_ = 0, .DeviceIndex = device, .hostWord8_ = 0, .MeterType = 1, .TagId = tag, .Tariff = 1};
+    const HistoryItem item = ItemOf(tag, device, 1);
     HistoryValue value{};
     value.Quality = kUnread;
     EXPECT_EQ(1U, watched_->ReadHistoryValue(1, &item, &time, &value));
@@ -98,7 +97,8 @@ class Storm : public ::testing::Test {
     stamp[10] = 'T';
     const double expected = expected_.at({device, tag, sim::ParseMeterTime(stamp).value()});
     EXPECT_EQ(kGood, value.Quality);
-    EXPECT_NEAR(expected, tag == kDayReading ? value.Value.dblVal : double{value.Value.fltVal}, std::fabs(expected) * 2e-7 + 1e-9)
+    EXPECT_NEAR(expected, tag == kFirstReading ? value.Value.dblVal : double{value.Value.fltVal},
+                std::fabs(expected) * 2e-7 + 1e-9)
         << stamp << " " << device << " " << tag;
     return true;
   }
@@ -116,10 +116,9 @@ class Storm : public ::testing::Test {
 };
 
 void Storm::ListAndRead(std::uint32_t device, std::uint32_t tag, int round) {
-  FILETIME start = TimeAt("2026-11-22 0" + std::to_string(round % 8) + ":30");
-  FILETIME end = TimeAt("2026-11-22 1" + std::to_string(round % 10) + ":30");
   TimestampList list{};
-  EXPECT_EQ(1U, watched_->GetHistoryTimestamps(1, tag, device, &start, &end, &list));
+  EXPECT_EQ(1U, ListTimes(*watched_, tag, device, "2026-11-22 0" + std::to_string(round % 8) + ":30",
+                          "2026-11-22 1" + std::to_string(round % 10) + ":30", list));
   const int hours = 10 + round % 10 - round % 8;
   EXPECT_EQ(static_cast<std::uint32_t>((tag < kMain + 4 ? 2 : 20) * hours), list.Count);
   for (const FILETIME& time : list.Times) served_ += Read(device, tag, time) ? 1 : 0;
@@ -129,7 +128,7 @@ void Storm::Client(int thread, int rounds) {
   for (int round = 0; round < rounds; ++round) {
     const auto device = static_cast<std::uint32_t>((thread + round) % 2);
     ListAndRead(device, kMain + static_cast<std::uint32_t>(thread + round) % 8, round);
-    EXPECT_TRUE(Read(device, kDayReading, TimeAt("2026-11-22")));
+    EXPECT_TRUE(Read(device, kFirstReading, TimeAt("2026-11-22")));
     FILETIME time = TimeAt("2026-11-01");
     EXPECT_EQ(1U, watched_->CheckHistoryTimestamp(1, 40036, device, &time));
   }
@@ -169,14 +168,12 @@ TEST_F(Storm, MetersComeAndGoMeanwhile) {
   clients.emplace_back([this, &done] {
     // The last meter is another one each time, or none: whatever comes back, nothing may break.
     while (!done) {
-      FILETIME start = TimeAt("2026-11-22 01:30");
-      FILETIME end = TimeAt("2026-11-22 03:30");
       TimestampList list{};
-      watched_->GetHistoryTimestamps(1, kMain, 2, &start, &end, &list);
+      ListTimes(*watched_, kMain, 2, "2026-11-22 01:30", "2026-11-22 03:30", list);
       HistoryValue value{};
-      const HistoryItem item{
-          .hostWord0_ = 0, .DeviceIndex = 2, .hostWord8_ = 0, .MeterType = 1, .TagId = kDayReading, .Tariff = 0};
-      watched_->ReadHistoryValue(1, &item, &end, &value);
+      const HistoryItem item = ItemOf(kFirstReading, 2);
+      const FILETIME time = TimeAt("2026-11-22 03:30");
+      watched_->ReadHistoryValue(1, &item, &time, &value);
     }
   });
   for (std::uint32_t change = 0; change < 200; ++change) {
@@ -197,6 +194,45 @@ TEST_F(Storm, MetersComeAndGoMeanwhile) {
   clients[2].join();
   watched_->Stop();
   EXPECT_EQ(0, watched_->faults);
+}
+
+// --- without the line
+
+TEST(FreeLine, WhatNeedsNoMeterDoesNotWaitForTheLine) {
+  HistoryChannel history(1);
+  ASSERT_EQ(1U, history.List(kMain, "2026-11-22 10:30", "2026-11-22 11:00").count);
+  history.Protocol().LockExchange();
+  auto asked = std::async(std::launch::async, [&history] {
+    std::uint32_t period = 0;
+    EXPECT_EQ(kGood, history.Read(kMain, "2026-11-22 10:30").value.Quality);
+    EXPECT_EQ(2, history.Protocol().GetHistoryInterval(40000, 0, &period));
+    history.Entry().ExchangeOn = 0;
+    EXPECT_EQ(0U, history.List(kMain, "2026-11-22 10:30", "2026-11-22 11:00").result);
+    EXPECT_EQ(0U, history.Check(40000, "2026-11-22"));
+  });
+  EXPECT_EQ(std::future_status::ready, asked.wait_for(std::chrono::seconds(20)));
+  history.Protocol().UnlockExchange();
+}
+
+/// The order at an exchange's end: link state, then the line's freedom, then the message.
+TEST(FreeLine, AFailureIsWrittenWhenTheLineIsFree) {
+  struct Noting final : CProtocol {
+    std::uint32_t STDMETHODCALLTYPE UnlockExchange() override {
+      if (channel != nullptr) seen.push_back({Device(0)->LinkDown, channel->LogLines().size()});
+      return CProtocol::UnlockExchange();
+    }
+    SimulatedChannel* channel = nullptr;
+    std::vector<std::pair<std::uint32_t, std::size_t>> seen;  // link down, lines of the event log
+  };
+  auto* const protocol = new Noting;
+  HistoryChannel history(1, "", {.retries = 1, .protocol = protocol});
+  history.Silence("");
+  protocol->channel = &history;
+  EXPECT_EQ(0U, history.List(kMain, "2026-11-22", "2026-11-23").result);
+  EXPECT_EQ(0U, history.Read(40000, "2026-11-22").result);
+  EXPECT_THAT(protocol->seen, testing::ElementsAre(std::pair(1U, 0U), std::pair(1U, 1U)))
+      << "each message follows its own request's line";
+  protocol->channel = nullptr;
 }
 
 }  // namespace

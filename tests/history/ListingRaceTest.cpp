@@ -24,7 +24,7 @@ class Race {
  public:
   explicit Race(const Interleaving& how) : how_(how) {
     channel_.Line().keepsRecords = false;
-    channel_.Line().ReplyAlways("01 05", "01 00 00 4E 20 00 00 9C 40 00 00 EA 60 00 01 38 80");
+    channel_.Line().ReplyAlways("01 05", std::string("01 ").append(kEnergies));
     channel_.Line().OnRequest([this](const std::string& request) { Watch(request); });
     device_ = channel_.AddMeter(1, 1, {.simulated = "searchpolls=0:ku=20:ki=100:at=2026-11-22T20:00:00"});
     for (const std::uint32_t number : {9U, 19U, 29U, 39U}) tags_.push_back(channel_.AddTag(device_, number));
@@ -33,8 +33,10 @@ class Race {
   /// Values that were scaled by other factors than the meter's.
   int Run() {
     CProtocol& protocol = channel_.Protocol();
-    if (how_.startsAt <= 0) StartListing();
-    if (how_.startsAt <= 0) Await([&] { return pollingDue_.load(); });
+    if (how_.startsAt <= 0) {
+      StartListing();
+      Await([&] { return pollingDue_.load(); });
+    }
     EXPECT_EQ(1U, protocol.Start());
     Await([&] { return polled_ >= kPolledRequests; });
     protocol.Stop();
@@ -77,10 +79,8 @@ class Race {
   void StartListing() {
     listing_ = std::thread([this] {
       Await([&] { return started_.load(); });
-      FILETIME start = TimeAt("2026-11-22 08:30");
-      FILETIME end = TimeAt("2026-11-22 09:30");
       TimestampList list{};
-      channel_.Protocol().GetHistoryTimestamps(1, how_.tag, device_, &start, &end, &list);
+      ListTimes(channel_.Protocol(), how_.tag, device_, "2026-11-22 08:30", "2026-11-22 09:30", list);
       pollingDue_ = true;
     });
     started_ = true;

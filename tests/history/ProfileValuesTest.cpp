@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/history/HistoryChannel.h"
+#include "tests/support/TableFile.h"
 
 namespace ostrel::test {
 namespace {
@@ -19,8 +20,7 @@ TEST(ProfileValues, PowersScaleAndCarryTheirQuality) {
   const struct {
     const char* period;
     std::uint32_t constant;
-    const char* coefficients;
-    const char* record;
+    const char *coefficients, *record;
     float value;
     std::uint32_t quality;
   } rows[] = {
@@ -52,31 +52,28 @@ TEST(ProfileValues, PowersScaleAndCarryTheirQuality) {
 TEST(ProfileValues, FourTagsShareOneRecord) {
   HistoryChannel history(1);
   history.Answer("06 03 00 F8", "03 E8 07 D0 0B B8 8F A0");
-  const float values[] = {0.2F, 0.4F, 0.6F, 0.8F};
   for (std::uint32_t i = 0; i < 4; ++i) {
     EXPECT_EQ(1U, history.List(kMain + i, kTenThirty, kEleven).count);
-    const Reading reading = history.Read(kMain + i, kTenThirty);
-    EXPECT_FLOAT_EQ(values[i], reading.value.Value.fltVal);
-    EXPECT_EQ(i == 3 ? kBad : kGood, reading.value.Quality);
+    const HistoryValue value = history.Read(kMain + i, kTenThirty).value;
+    EXPECT_FLOAT_EQ(0.2F * static_cast<float>(i + 1), value.Value.fltVal);
+    EXPECT_EQ(i == 3 ? kBad : kGood, value.Quality);
   }
   EXPECT_EQ(1U, history.Take("06").size()) << "the other three come from the store";
+  EXPECT_EQ(0x00F0, history.Entry().ProfileHeaderAddress);
 }
 
-TEST(ProfileValues, TheSecondListingReadsNoRecord) {
+TEST(ProfileValues, TheSecondListingServesWhatTheFirstRead) {
   HistoryChannel history(1);
   history.Answer("06 03 00 08", "83 E8 00 00 00 00 00 00");  // bad, and served as it is
-  const Listing first = history.List(kMain, "2026-11-22 00:30", kTwo);
-  const Reading firstBad = history.Read(kMain, "2026-11-22 00:30");
+  EXPECT_EQ(27U, history.List(kMain, "2026-11-22 00:30", kTwo).count);
+  const Reading first = history.Read(kMain, "2026-11-22 00:30");
   history.Answer("06 03", "00 00 00 00 00 00 00 00");
   history.Take();
-  const Listing second = history.List(kMain, "2026-11-22 00:30", kTwo);
-  EXPECT_EQ(27U, second.times.size());
-  EXPECT_EQ(first.times, second.times);
+  EXPECT_EQ(27U, history.List(kMain, "2026-11-22 00:30", kTwo).count);
   EXPECT_THAT(history.Take(), ElementsAre("04 00", "08 06", "08 02"));
-  const Reading secondBad = history.Read(kMain, "2026-11-22 00:30");
-  EXPECT_EQ(kBad, secondBad.value.Quality);
-  EXPECT_EQ(firstBad.value.Value.fltVal, secondBad.value.Value.fltVal);
-  EXPECT_EQ(27U * 4, history.Entry().ProfileStore1.Size());
+  const Reading second = history.Read(kMain, "2026-11-22 00:30");
+  EXPECT_EQ(kBad, second.value.Quality);
+  EXPECT_EQ(first.value.Value.fltVal, second.value.Value.fltVal);
 }
 
 TEST(ProfileValues, AnOverwrittenBlockTakesThePlaceOfTheOldRecords) {
@@ -101,7 +98,8 @@ TEST(ProfileValues, ALineThatFailsInMidWalkLosesNothing) {
     history.Silence(silentTo);
     const Listing cut = history.List(kMain, kTenThirty, kTwo);
     EXPECT_EQ(result, cut.result) << silentTo;
-    EXPECT_EQ(Texts({"10:30", "11:00", "11:30", "12:00"}), Clocks(cut));
+    EXPECT_THAT(cut.times,
+                ElementsAre("2026-11-22 12:00:00", "2026-11-22 11:30:00", "2026-11-22 11:00:00", "2026-11-22 10:30:00"));
     EXPECT_EQ(kGood, history.Read(kMain, "2026-11-22 12:00").value.Quality) << "what was listed can be read";
     history.Line().ReplyAlways("", "*");
     history.Take();
@@ -140,24 +138,19 @@ TEST(ProfileValues, TypesThatAreServedNoValue) {
 
 // Another meter in its place, or the same one again, which is told by the empty store.
 TEST(ProfileValues, AMeterThatIsExchangedDuringTheWalkFailsItAndStartsWithItsOwnStore) {
-  for (const auto& [address, moment] : {std::pair(2U, "01 08 02"),
-                                        {2U, "01 03"},
-                                        {2U, "01 08 18"},
-                                        {2U, "01 06"},
-                                        {1U, "01 03"},
-                                        {1U, "01 08 18"},
-                                        {1U, "01 06"}}) {
+  for (const std::string moment : {"2 01 08 02", "2 01 03", "2 01 08 18", "2 01 06", "1 01 03", "1 01 08 18", "1 01 06"}) {
+    const std::uint32_t address = Numbers(moment)[0];
     HistoryChannel history(1);
     EXPECT_EQ(3U, history.List(kMain, kTenThirty, "2026-11-22 12:00").count);
     bool exchanged = false;
-    history.Line().OnRequest([&, added = address, at = std::string(moment)](const std::string& request) {
-      if (exchanged || !request.starts_with(at)) return;
+    history.Line().OnRequest([&](const std::string& request) {
+      if (exchanged || !request.starts_with(moment.substr(2))) return;
       exchanged = true;
       history.Protocol().RemoveDevice(0);
-      history.AddMeter(added, 1);
+      history.AddMeter(address, 1);
     });
-    EXPECT_EQ(0U, history.List(kMain, kTenThirty, kTwo).result) << address << " " << moment;
-    EXPECT_EQ(0U, history.Entry().ProfileStore1.Size()) << address << " " << moment;
+    EXPECT_EQ(0U, history.List(kMain, kTenThirty, kTwo).result) << moment;
+    EXPECT_EQ(0U, history.Entry().ProfileStore1.Size()) << moment;
     EXPECT_EQ(0U, history.Entry().ProfileHeaderAddress * (address - 1)) << moment;
   }
 }

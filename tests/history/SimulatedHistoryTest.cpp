@@ -11,13 +11,9 @@
 namespace ostrel::test {
 namespace {
 
-constexpr std::uint32_t kFirstCumulative = 40120;
-
-bool IsProfile(std::uint32_t tag) { return tag >= kMain && tag < kFirstCumulative; }
-
 /// The tariff that a tag's place in its class tells, 0 for the sum.
 std::uint8_t TariffOf(std::uint32_t tag) {
-  const std::uint32_t place = (tag < kMain ? tag - kFirstHdaId : tag - kFirstCumulative) % 9;
+  const std::uint32_t place = (tag < kMain ? tag - kFirstHdaId : tag - kFirstReading) % 9;
   return static_cast<std::uint8_t>(place == 8 || IsProfile(tag) ? 0 : place + 1);
 }
 
@@ -49,7 +45,7 @@ struct OldMeter : HistoryChannel {
       const auto expected = Expected(tag, MeterTimeOf(time));
       if (!expected) continue;
       const HistoryValue value = Read(tag, time, TariffOf(tag)).value;
-      const double shown = tag < kFirstCumulative ? double{value.Value.fltVal} : value.Value.dblVal;
+      const double shown = tag < kFirstReading ? double{value.Value.fltVal} : value.Value.dblVal;
       EXPECT_EQ(kGood, value.Quality) << tag << " " << time;
       EXPECT_NEAR(*expected, shown, std::fabs(*expected) * 2e-7 + 1e-9) << tag << " " << time;
       ++right;

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <map>
 
 #include "Protocol/acquisition/ClockCorrection.h"
 #include "Protocol/acquisition/TagReader.h"
@@ -18,15 +18,10 @@ namespace {
 
 constexpr const char* kOpen = "0C 01 30 30 30 30 30 30";
 
-/// A channel with one meter, as in a running poll thread.
-struct OneMeterChannel : SimulatedChannel {
-  explicit OneMeterChannel(const LineOptions& options = {}) : SimulatedChannel(options) {
-    Protocol().Running = 1;
-    AddMeter(12, 1);
-  }
-  ~OneMeterChannel() { Protocol().Running = 0; }
+struct MeterOnLine : OneMeterChannel {
+  explicit MeterOnLine(const LineOptions& options = {}, const DeviceOptions& meter = {}) : OneMeterChannel(options, meter, 12) {}
 
-  std::uint32_t Execute() { return ExecuteRequest(Protocol(), 0, request.data(), 6, answer.data(), 19); }
+  std::uint32_t Execute(std::uint32_t at = 0) { return ExecuteRequest(Protocol(), at, request.data(), 6, answer.data(), 19); }
 
   const Bytes request = Frame("0C 05 00 00");
   Bytes answer = Bytes(300);
@@ -35,13 +30,12 @@ struct OneMeterChannel : SimulatedChannel {
 
 struct Operation {
   const char* request;
-  std::uint32_t (*run)(OneMeterChannel& channel);
+  std::uint32_t (*run)(MeterOnLine& channel);
 };
 
-std::uint32_t Write(OneMeterChannel& channel) {
-  CDeviceTag& tag = *channel.AddTag(0, 99);
-  tag.WriteValue.fltVal = 10;
-  StoreFlag(tag.WritePending, 1);
+std::uint32_t Write(MeterOnLine& channel) {
+  CDeviceTag& tag = *channel.Add(99);
+  LeaveWrite(tag, 10);
   const std::uint32_t result = WriteTag(channel.Protocol(), tag, 0);
   EXPECT_EQ(0U, LoadFlag(tag.WritePending));
   return result;
@@ -49,8 +43,8 @@ std::uint32_t Write(OneMeterChannel& channel) {
 
 constexpr Operation kOperations[] = {
     {"0C 05 00 00", [](auto& channel) { return channel.Execute(); }},
-    {"0C 05 00 00", [](auto& channel) { return ReadTag(channel.Protocol(), channel.AddTag(0, 17), Send::Request, 0); }},
-    {"0C 08 09", [](auto& channel) { return ReadTag(channel.Protocol(), channel.AddTag(0, 95), Send::Request, 0); }},
+    {"0C 05 00 00", [](auto& channel) { return ReadTag(channel.Protocol(), channel.Add(17), Send::Request, 0); }},
+    {"0C 08 09", [](auto& channel) { return ReadTag(channel.Protocol(), channel.Add(95), Send::Request, 0); }},
     {"0C 03 07 0A", Write},
     {"0C 04 00", [](auto& channel) { return ReadMeterClock(channel.Protocol(), 0, channel.clock); }},
     {"0C 03 0D 00 00 20",
@@ -58,15 +52,18 @@ constexpr Operation kOperations[] = {
     {kOpen, [](auto& channel) { return OpenAccess(channel.Protocol(), 0); }},
 };
 
-char Letter(const std::string& message) {
-  const std::pair<const char*, char> letters[] = {{"Нет ответа от устройства", 'N'},
-                                                  {"Принят ошибочный пакет", 'P'},
-                                                  {"Коррекция времени прибора", 'C'},
-                                                  {"Ошибка коррекции времени прибора", 'E'}};
-  for (const auto& [text, letter] : letters) {
-    if (message == std::string("COM3 ПРИБОР:12 ") + text) return letter;
-  }
-  return '?';
+/// " N C": a letter for each message.
+std::string Letters(const SimulatedChannel& channel) {
+  const std::map<std::string, std::string> letters = {{"Нет ответа от устройства", " N"},
+                                                      {"Принят ошибочный пакет", " P"},
+                                                      {"Коррекция времени прибора", " C"},
+                                                      {"Ошибка коррекции времени прибора", " E"},
+                                                      {"Ошибка доступа к уровню 2", " A"}};
+  const std::string prefix = "COM3 ПРИБОР:12 ";
+  std::string text;
+  for (const std::string& line : channel.LogLines())
+    text += letters.at(line.substr(line.starts_with(prefix) ? prefix.size() : 0));
+  return text;
 }
 
 /// "0F" with the address, "-" as silence.
@@ -80,18 +77,15 @@ std::vector<std::string> Replies(const std::string& field) {
 }
 
 std::string Outcome(const Operation& operation, const TableRow& row) {
-  OneMeterChannel channel;
+  MeterOnLine channel;
   channel.Line().Reply(operation.request, Replies(row[1]));
   if (std::string(operation.request) != kOpen) channel.Line().Reply(kOpen, Replies(row[2]));
   const std::uint32_t result = operation.run(channel);
-  std::string text = (result == 1 ? "+" : "-") + std::to_string(channel.Line().RequestCount());
-  text += " " + std::to_string(channel.Clock().Elapsed());
-  for (const std::string& line : channel.LogLines()) text += std::string(" ") + Letter(line);
-  const DeviceEntry& entry = channel.Entry(0);
-  EXPECT_EQ(1U, entry.LinkUp + entry.LinkDown);
+  EXPECT_EQ(1U, channel.Entry().LinkUp + channel.Entry().LinkDown);
   const bool alwaysSucceeds = &operation == &kOperations[5];
-  EXPECT_EQ(alwaysSucceeds ? entry.LinkUp : result, entry.LinkUp);
-  return text;
+  EXPECT_EQ(alwaysSucceeds ? channel.Entry().LinkUp : result, channel.Entry().LinkUp);
+  return (result == 1 ? "+" : "-") + std::to_string(channel.Line().RequestCount()) + " " +
+         std::to_string(channel.Clock().Elapsed()) + Letters(channel);
 }
 
 TEST(Exchange, CostsWhatItsOperationAllows) {
@@ -103,15 +97,15 @@ TEST(Exchange, CostsWhatItsOperationAllows) {
 }
 
 TEST(Exchange, EndsWhenTheChannelClosesForEver) {
-  OneMeterChannel channel;
+  MeterOnLine channel;
   channel.Line().ReplyAlways("0C 05", "0C 05");
   EXPECT_EQ(0U, channel.Execute());
   EXPECT_EQ(2U * kMaxReopenings + 1, channel.Line().RequestCount());
-  EXPECT_EQ(1U, channel.Entry(0).LinkDown);
+  EXPECT_EQ(1U, channel.Entry().LinkDown);
 }
 
 TEST(Exchange, GathersOneByteAtATimeWithOneTry) {
-  OneMeterChannel channel({.retries = 1});
+  MeterOnLine channel({.retries = 1});
   channel.Line().Reply("0C 05 00 00", {"0C|05|00|00|00|05|05|05|05|05|05|05|05|05|05|05|05"});  // no status in it
   EXPECT_EQ(1U, channel.Execute());
   EXPECT_EQ(1U, channel.Line().RequestCount());
@@ -119,7 +113,7 @@ TEST(Exchange, GathersOneByteAtATimeWithOneTry) {
 }
 
 TEST(Exchange, NoiseFillsTheRoomAndNothingMoreIsAskedFor) {
-  OneMeterChannel channel;
+  MeterOnLine channel;
   std::string noise = "!";
   for (int i = 0; i < 400; ++i) noise += "7E";
   channel.Line().ReplyAlways("0C", noise);
@@ -132,7 +126,7 @@ TEST(Exchange, StrayBytesHoldTheLineForSoLongAndNoLonger) {
   std::string stray = "!FF";
   for (int i = 1; i < 240; ++i) stray += "|FF";
   for (const bool stopped : {false, true}) {
-    OneMeterChannel channel;
+    MeterOnLine channel;
     channel.Line().ReplyAlways("", stray);
     channel.Line().PauseReads(250);
     channel.Protocol().Running = stopped ? 0 : 1;
@@ -145,16 +139,16 @@ TEST(Exchange, StrayBytesHoldTheLineForSoLongAndNoLonger) {
 }
 
 TEST(Exchange, WithoutTriesNothingIsSentOrSaid) {
-  OneMeterChannel channel({.retries = 0});
+  MeterOnLine channel({.retries = 0});
   for (const int reading : {0, 1, 2, 4}) EXPECT_EQ(0U, kOperations[reading].run(channel)) << reading;
   EXPECT_EQ(0U, channel.Line().RequestCount());
-  EXPECT_EQ(1U, channel.Entry(0).LinkDown);
+  EXPECT_EQ(1U, channel.Entry().LinkDown);
   EXPECT_THAT(channel.LogLines(), testing::IsEmpty());
 }
 
 TEST(Exchange, TriesOnceWithoutAPollThreadAndKeepsToIt) {
   for (std::size_t i = 0; i < std::size(kOperations); ++i) {
-    OneMeterChannel channel;
+    MeterOnLine channel;
     channel.Protocol().Running = 0;
     channel.Line().ReplyAlways("", "");
     kOperations[i].run(channel);
@@ -166,33 +160,32 @@ TEST(Exchange, TriesOnceWithoutAPollThreadAndKeepsToIt) {
 }
 
 TEST(Exchange, PausesBeforeEachNewRequestOnly) {
-  OneMeterChannel channel({.preSendPauseMs = 30});
+  MeterOnLine channel({.preSendPauseMs = 30});
   channel.Line().Reply("0C 05 00 00", {"0C 01", "0C 00 00 0F A0 | 00 00 27 10 00 00 00 05 00 00 00 01"});
   EXPECT_EQ(1U, channel.Execute());
   EXPECT_EQ(30 + 5 + 30, channel.Clock().Elapsed());
 }
 
 TEST(Exchange, RejectsWhatIsNotThere) {
-  OneMeterChannel channel;
+  MeterOnLine channel;
   channel.Protocol().Running = 0;
-  const Bytes& request = channel.request;
   for (const std::uint32_t device : {1U, 0xFFFFFFFFU}) {
-    EXPECT_EQ(0U, ExecuteRequest(channel.Protocol(), device, request.data(), 6, channel.answer.data(), 19));
-    EXPECT_EQ(0U, ReadTag(channel.Protocol(), channel.AddTag(0, 17), Send::Request, device));
-    EXPECT_EQ(0U, WriteTag(channel.Protocol(), *channel.AddTag(0, 99), device));
+    EXPECT_EQ(0U, channel.Execute(device));
+    EXPECT_EQ(0U, ReadTag(channel.Protocol(), channel.Add(17), Send::Request, device));
+    EXPECT_EQ(0U, WriteTag(channel.Protocol(), *channel.Add(99), device));
     EXPECT_EQ(0U, ReadMeterClock(channel.Protocol(), device, channel.clock));
     EXPECT_EQ(1U, CorrectMeterClock(channel.Protocol(), device, {}));
     EXPECT_EQ(0U, OpenAccess(channel.Protocol(), device));
   }
   EXPECT_EQ(0U, ExecuteRequest(channel.Protocol(), 0, nullptr, 6, channel.answer.data(), 19));
-  EXPECT_EQ(0U, ExecuteRequest(channel.Protocol(), 0, request.data(), 6, nullptr, 19));
+  EXPECT_EQ(0U, ExecuteRequest(channel.Protocol(), 0, channel.request.data(), 6, nullptr, 19));
   EXPECT_EQ(3, channel.Protocol().Channel.RetryCount);
   EXPECT_EQ(0U, channel.Line().RequestCount());
 }
 
 TEST(Exchange, SurvivesTheRemovalOfItsMeter) {
   for (const Operation& operation : kOperations) {
-    OneMeterChannel channel;
+    MeterOnLine channel;
     channel.AddMeter(13, 1);
     channel.Line().OnRequest([&channel](auto&) { channel.Protocol().RemoveDevice(1), channel.Protocol().RemoveDevice(0); });
     channel.Line().ReplyAlways("", "");
@@ -202,65 +195,22 @@ TEST(Exchange, SurvivesTheRemovalOfItsMeter) {
   }
 }
 
-/// The order at an exchange's end: link state, then the line's freedom, then the message.
-TEST(Exchange, FreesTheLineBeforeItsMessage) {
-  class Watched final : public CProtocol {
-   public:
-    std::uint32_t STDMETHODCALLTYPE UnlockExchange() override {
-      if (channel != nullptr) seen = {Device(0)->LinkDown, channel->LogLines().size()};
-      return CProtocol::UnlockExchange();
-    }
-    SimulatedChannel* channel = nullptr;
-    std::pair<std::uint32_t, std::size_t> seen;  // link down, messages
-  };
-  auto* const watched = new Watched;
-  OneMeterChannel channel({.protocol = watched});
-  watched->channel = &channel;
-  channel.Line().ReplyAlways("", "");
-  EXPECT_EQ(0U, channel.Execute());
-  EXPECT_EQ(std::pair(1U, std::size_t{0}), watched->seen);
-  EXPECT_THAT(channel.LogLines(), testing::SizeIs(1));
-}
-
 // --- the access channel
 
 TEST(OpenAccess, TriesLevel2First) {
-  const struct {
-    const char* name;
-    std::vector<std::string> level2, level1;
-    std::uint32_t result, keptLength, level2Open;
-    const char* password2;  // that stays
-    std::vector<std::string> log;
-  } rows[] = {
-      {"level 2 granted", {"0C 00"}, {}, 1, 4, 1, "222222", {}},
-      {"level 2 refused", {"0C 02"}, {"0C 00"}, 1, 4, 0, "", {"COM3 ПРИБОР:12 Ошибка доступа к уровню 2"}},
-      {"level 2 unanswered", {"", "", ""}, {"0C 00"}, 1, 4, 0, "", {"COM3 ПРИБОР:12 Ошибка доступа к уровню 2"}},
-      {"both refused", {"0C 02"}, {"0C 02"}, 0, 4, 0, "222222", {}},
-      {"both silent: level 1 speaks for both",
-       {"", "", ""},
-       {"", "", ""},
-       0,
-       0,
-       0,
-       "222222",
-       {"COM3 ПРИБОР:12 Нет ответа от устройства"}},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    SimulatedChannel channel;
-    channel.Protocol().Running = 1;
-    channel.AddMeter(12, 1, {.level1Password = "111111", .level2Password = "222222"});
-    channel.Line().Reply("0C 01 32 32 32 32 32 32", row.level2);
-    channel.Line().Reply("0C 01 31 31 31 31 31 31", row.level1);
-    EXPECT_EQ(row.result, OpenAccess(channel.Protocol(), 0));
-    EXPECT_EQ(row.level2.size() + row.level1.size(), channel.Line().RequestCount());
-    const DeviceEntry& entry = channel.Entry(0);
-    EXPECT_EQ(row.keptLength, channel.Protocol().AnswerLength);
-    EXPECT_EQ(row.level2Open, entry.Level2Open);
-    EXPECT_EQ(std::string(row.password2) + std::string(6 - std::strlen(row.password2), '\0'),
-              std::string(entry.Level2Password, 6));
-    EXPECT_EQ(row.result, entry.LinkUp);
-    EXPECT_EQ(row.log, channel.LogLines());
+  for (const TableRow& row : ReadTable("link/openings.tsv", 4)) {
+    MeterOnLine channel({}, {.level1Password = "111111", .level2Password = "222222"});
+    channel.Line().Reply("0C 01 32 32 32 32 32 32", Replies(row[1]));
+    channel.Line().Reply("0C 01 31 31 31 31 31 31", Replies(row[2]));
+    const std::uint32_t result = OpenAccess(channel.Protocol(), 0);
+    const DeviceEntry& entry = channel.Entry();
+    EXPECT_EQ(result, entry.LinkUp);
+    const std::string password(entry.Level2Password, 6);
+    std::string outcome;
+    for (const std::uint32_t number : {result, std::uint32_t{channel.Protocol().AnswerLength}, std::uint32_t{entry.Level2Open}})
+      outcome += std::to_string(number) + " ";
+    outcome += (password == std::string(6, '\0') ? "-" : password) + " " + std::to_string(channel.Line().RequestCount());
+    EXPECT_EQ(row[3], outcome + Letters(channel)) << row[0];
   }
 }
 

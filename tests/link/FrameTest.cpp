@@ -3,6 +3,7 @@
 
 #include "Protocol/link/Frame.h"
 #include "tests/support/Hex.h"
+#include "tests/support/TableFile.h"
 
 namespace ostrel::test {
 namespace {
@@ -23,46 +24,21 @@ TEST(Frame, CheckIsTheStandardsOneLowByteFirst) {
   EXPECT_EQ("FF FF", ToHex(std::span(frame).first(2)));
 }
 
-Bytes Long(std::size_t total) {
-  Bytes bytes(total - 2, 0x55);
-  return WithCheck(bytes);
-}
-
-Bytes Spoiled(Bytes bytes) {
-  bytes[bytes.size() / 2] ^= 0x10U;
+Bytes Answer(const std::string& field) {
+  if (field.starts_with('!')) return Hex(field.substr(1));
+  if (!field.starts_with('x')) return Frame(field);
+  Bytes bytes = WithCheck(Bytes(std::stoul(field.substr(1)) - 2, 0x55));
+  if (field.ends_with('^')) bytes[bytes.size() / 2] ^= 0x10U;
   return bytes;
 }
 
 TEST(Frame, EveryAnswerHasItsReason) {
-  const struct {
-    const char* name;
-    Bytes answer;
-    std::uint32_t expectedLength;
-    AnswerCheck check;
-  } rows[] = {
-      {"nothing", {}, 4, kAnswerBad},
-      {"one byte", Hex("01"), 4, kAnswerIncomplete},
-      {"three bytes", Hex("01 0F 00"), 4, kAnswerIncomplete},
-      {"four bytes, wrong check", Hex("01 0F 00 00"), 4, kAnswerIncomplete},
-      {"status ok by hand", Hex("01 00 00 20"), 4, kAnswerValid},
-      {"status ok, any length", Frame("01 00"), 0, kAnswerValid},
-      {"status 1, more expected", Frame("01 01"), 20, kAnswerBad},
-      {"status 5 is left to the engine", Frame("01 05"), 4, kAnswerValid},
-      {"status 5, more expected", Frame("01 05"), 19, kAnswerBad},
-      {"refused", Frame("01 0F"), 20, kAnswerRefused},
-      {"refused where four are expected", Frame("01 0F"), 4, kAnswerRefused},
-      {"refused, any length", Frame("01 0F"), 0, kAnswerRefused},
-      {"0F in a longer answer is data", Frame("01 0F 00"), 5, kAnswerValid},
-      {"another meter's address", Frame("02 00"), 4, kAnswerValid},
-      {"expected length, one bit wrong", Spoiled(Long(20)), 20, kAnswerIncomplete},
-      {"wrong length", Long(19), 20, kAnswerBad},
-      {"longest", Long(300), 0, kAnswerValid},
-      {"too long", Long(301), 0, kAnswerBad},
-      {"too long, wrong check", Spoiled(Long(301)), 0, kAnswerIncomplete},
-  };
-  for (const auto& row : rows) {
-    const auto received = static_cast<std::uint32_t>(row.answer.size());
-    EXPECT_EQ(row.check, ValidateAnswer(row.answer.data(), received, 1, row.expectedLength)) << row.name;
+  const std::map<std::string, AnswerCheck> reasons = {
+      {"Valid", kAnswerValid}, {"Incomplete", kAnswerIncomplete}, {"Bad", kAnswerBad}, {"Refused", kAnswerRefused}};
+  for (const TableRow& row : ReadTable("link/frames.tsv", 4)) {
+    const Bytes answer = Answer(row[1]);
+    const auto received = static_cast<std::uint32_t>(answer.size());
+    EXPECT_EQ(reasons.at(row[3]), ValidateAnswer(answer.data(), received, 1, Numbers(row[2])[0])) << row[0];
   }
 }
 

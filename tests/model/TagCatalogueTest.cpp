@@ -12,82 +12,39 @@
 namespace ostrel {
 namespace {
 
-constexpr std::uint32_t kUnwritten = 0xCCCCCCCC;
-
-struct ExpectedTag {
-  std::uint32_t id;
-  std::string name;
-  std::string description;
-  std::vector<std::uint32_t> numbers;
-};
-
-std::vector<ExpectedTag> ExpectedTags() {
-  std::vector<ExpectedTag> tags;
-  for (const test::TableRow& row : test::ReadTable("model/expected_catalogue.tsv", 5)) {
-    tags.push_back({test::Numbers(row[0]).front(), row[1], row[2], test::Numbers(row[3])});
-  }
-  return tags;
-}
-
-/// Every id of both branches, once and in order.
-bool IsWhole(const std::vector<ExpectedTag>& tags) {
-  if (tags.size() != kDaTagCount + kHdaTagCount) return false;
-  for (std::uint32_t i = 0; i < tags.size(); ++i) {
-    const std::uint32_t id = i < kDaTagCount ? kFirstDaId + i : kFirstHdaId + i - kDaTagCount;
-    if (tags[i].id != id) return false;
-  }
-  return true;
-}
-
-class TagCatalogueTest : public testing::Test {
- protected:
-  void SetUp() override { ASSERT_TRUE(IsWhole(tags_)); }
-  TagCatalogueTest() { protocol_->AddRef(); }
-  ~TagCatalogueTest() override { protocol_->Release(); }
-
-  /// What GetTagDescriptor leaves in a record of twelve numbers.
-  std::vector<std::uint32_t> Descriptor(std::uint32_t index, std::uint32_t branch) {
-    std::vector<std::uint32_t> numbers(12, kUnwritten);
-    EXPECT_EQ(1U, protocol_->GetTagDescriptor(index, branch, 0, numbers.data()));
-    return numbers;
-  }
-
-  const std::vector<ExpectedTag> tags_ = ExpectedTags();
-  CProtocol* const protocol_ = new CProtocol;
-};
-
-TEST_F(TagCatalogueTest, NamesEveryTag) {
-  for (const ExpectedTag& tag : tags_) {
-    char name[kNameBuffer] = {};
-    ASSERT_TRUE(platform::LoadModuleString(tag.id, name, sizeof name)) << tag.id;
-    EXPECT_EQ(tag.name, name) << tag.id;
-  }
-}
-
-/// Ten numbers of a current tag; the type of a history tag, and its class.
-TEST_F(TagCatalogueTest, DescribesEveryTagByItsNumbers) {
+/// Every id of both branches, once and in order: name, description in code page 1251, and ten numbers of a current tag, or the
+/// type of a history tag and its class.
+TEST(TagCatalogue, NamesExplainsAndDescribesEveryTag) {
+  auto* const protocol = new CProtocol;
+  protocol->AddRef();
   const auto classes = MakeHistoryClassMap();
   EXPECT_EQ(kHdaTagCount, classes.size());
-  for (const ExpectedTag& tag : tags_) {
-    const bool history = tag.id >= kFirstHdaId;
-    std::vector<std::uint32_t> numbers = tag.numbers;
-    ASSERT_EQ(history ? 2U : 10U, numbers.size()) << tag.id;
-    if (history) {
-      EXPECT_EQ(numbers[1], classes.at(tag.id)) << tag.id;
-      numbers.resize(1);
-    }
-    numbers.resize(12, kUnwritten);
-    EXPECT_EQ(numbers, Descriptor(tag.id - (history ? kFirstHdaId : kFirstDaId), history ? kBranchHda : kBranchDa)) << tag.id;
-  }
-}
-
-TEST_F(TagCatalogueTest, ExplainsTheTagsThatHaveATextInCodePage1251) {
-  for (std::uint32_t index = 0; index < kDaTagCount; ++index) {
-    const std::string& expected = tags_[index].description;
+  const auto rows = test::ReadTable("model/expected_catalogue.tsv", 5);
+  ASSERT_EQ(std::size_t{kDaTagCount + kHdaTagCount}, rows.size());
+  for (std::uint32_t i = 0; i < rows.size(); ++i) {
+    const bool history = i >= kDaTagCount;
+    const std::uint32_t index = history ? i - kDaTagCount : i;
+    const std::uint32_t id = (history ? kFirstHdaId : kFirstDaId) + index;
+    ASSERT_EQ(std::to_string(id), rows[i][0]);
     char text[kNameBuffer] = "left over";
-    EXPECT_EQ(expected.empty() ? 0U : 1U, protocol_->GetTagDescription(index, 0, text)) << index;
-    EXPECT_EQ(expected, platform::Cp1251ToUtf8(text)) << index;
+    ASSERT_TRUE(platform::LoadModuleString(id, text, sizeof text)) << id;
+    EXPECT_EQ(rows[i][1], text) << id;
+    if (!history) {
+      EXPECT_EQ(rows[i][2].empty() ? 0U : 1U, protocol->GetTagDescription(index, 0, text)) << id;
+      EXPECT_EQ(rows[i][2], platform::Cp1251ToUtf8(text)) << id;
+    }
+    std::vector<std::uint32_t> expected = test::Numbers(rows[i][3]);
+    ASSERT_EQ(history ? 2U : 10U, expected.size()) << id;
+    if (history) {
+      EXPECT_EQ(expected[1], classes.at(id)) << id;
+      expected.resize(1);
+    }
+    std::vector<std::uint32_t> numbers(12, 0xCCCCCCCC);
+    expected.resize(12, 0xCCCCCCCC);
+    EXPECT_EQ(1U, protocol->GetTagDescriptor(index, history ? kBranchHda : kBranchDa, 0, numbers.data()));
+    EXPECT_EQ(expected, numbers) << id;
   }
+  protocol->Release();
 }
 
 bool InRanges(const test::TableRow& row, std::uint32_t id) {
@@ -100,9 +57,8 @@ bool InRanges(const test::TableRow& row, std::uint32_t id) {
 TEST(TagSupport, GivesEachMeterTypeItsTags) {
   const struct {
     const char* branch;
-    bool (*supports)(std::uint32_t meterType, std::uint32_t id);
-    std::uint32_t first;
-    std::uint32_t last;
+    bool (*supports)(std::uint32_t type, std::uint32_t id);
+    std::uint32_t first, last;
   } branches[] = {{"da", SupportsDaTag, 19990, 20250}, {"hda", SupportsHdaTag, 39990, 40235}};
   const auto rows = test::ReadTable("model/expected_support.tsv", 3);
   ASSERT_EQ(18U, rows.size());

@@ -27,6 +27,11 @@ Result CallSlot(void* face, std::size_t slot, Arguments... arguments) {
   return reinterpret_cast<Entry>(table[slot])(face, arguments...);
 }
 
+/// The factory's CreateInstance.
+inline HRESULT CreateFrom(void* factory, void* outer, const GUID& iid, void** object) {
+  return CallSlot<HRESULT, void*, const GUID*, void**>(factory, 3, outer, &iid, object);
+}
+
 class BuiltModule : public testing::Test {
  protected:
   using GetClassObject = HRESULT(STDMETHODCALLTYPE*)(const GUID*, const GUID*, void**);
@@ -53,7 +58,7 @@ class BuiltModule : public testing::Test {
   [[nodiscard]] void* NewProtocol() const {
     void* const factory = NewFactory();
     void* protocol = nullptr;
-    EXPECT_EQ(S_OK, (CallSlot<HRESULT, void*, const GUID*, void**>(factory, 3, nullptr, &IID_IProtocol, &protocol)));
+    EXPECT_EQ(S_OK, CreateFrom(factory, nullptr, IID_IProtocol, &protocol));
     EXPECT_EQ(0u, CallSlot<ULONG>(factory, 2));
     return protocol;
   }

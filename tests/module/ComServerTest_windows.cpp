@@ -1,4 +1,5 @@
-// The module as the system knows it: registered by the system's program and created by the system.
+// The module as the system knows it: registered by the system's program, created by the system, and its texts, which come in
+// code page 1251 whatever the system speaks.
 #include <olectl.h>
 
 #include <cstdlib>
@@ -7,7 +8,7 @@
 #include "host/server/PlugInList.h"
 #include "platform/text.h"
 #include "tests/module/BuiltModule.h"
-#include "tests/module/RegisteredKeys.h"
+#include "tests/module/RegistryForTest.h"
 
 namespace ostrel::test {
 namespace {
@@ -93,6 +94,25 @@ TEST(ComServerRegistration, FailsByOneResultWhereObjectsCannotBeCreated) {
   EXPECT_EQ(SELFREG_E_CLASS, reinterpret_cast<Entry>(module.Symbol("DllRegisterServer"))());
   EXPECT_TRUE(FindPlugIn(CLSID_Protocol) == std::nullopt) << "listed, but without its class";
   EXPECT_EQ(SELFREG_E_CLASS, reinterpret_cast<Entry>(module.Symbol("DllUnregisterServer"))());
+}
+
+// The script that runs the tests says which code page it has set up, so that no run passes under another one than it means.
+TEST_F(BuiltModule, SpeaksCodePage1251UnderAnySystem) {
+  const char* const codePage = std::getenv("OSTREL_EXPECTED_CODE_PAGE");
+  ASSERT_NE(nullptr, codePage) << "OSTREL_EXPECTED_CODE_PAGE is not set";
+  ASSERT_EQ(codePage, std::to_string(::GetACP()));
+  void* const protocol = NewProtocol();
+  void* const browser = Face(protocol, IID_IBrowser);
+  char text[260] = {};
+  const auto describe = [&](std::uint32_t index) {
+    return CallSlot<std::uint32_t, std::uint32_t, std::uint32_t, char*>(browser, 7, index, 0, text);
+  };
+  EXPECT_EQ(1u, describe(211));
+  EXPECT_STREQ("\xCE\xE1\xEC\xE5\xED", text);  // Обмен
+  EXPECT_EQ(0u, describe(65536 + 211)) << "ids have 16 bits in the table, and are not cut to them";
+  EXPECT_STREQ("", text);
+  CallSlot<ULONG>(browser, 2);
+  CallSlot<ULONG>(protocol, 2);
 }
 
 }  // namespace

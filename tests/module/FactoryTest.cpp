@@ -1,5 +1,6 @@
 // What keeps the module loaded, and what its factory gives and refuses.
 #include <functional>
+#include <utility>
 
 #include "Protocol/model/DeviceEntry.h"
 #include "tests/module/BuiltModule.h"
@@ -13,33 +14,18 @@ constexpr auto kNoInterface = static_cast<HRESULT>(0x80004002);
 
 class Factory : public BuiltModule {};
 
-TEST_F(Factory, RefusalsClearThePointer) {
-  int something = 0;
-  const struct {
-    const char* what;
-    GUID classId;
-    GUID iid;
-    HRESULT expected;
-  } rows[] = {
-      {"another class", IID_IUnknown, IID_IClassFactory, kClassNotAvailable},
-      {"not a face of a factory", CLSID_Protocol, IID_IProtocol, kNoInterface},
+TEST_F(Factory, RefusalsClearThePointerAndLeaveNothingBehind) {
+  void* object = this;
+  const auto expect = [&](HRESULT expected, HRESULT result) {
+    EXPECT_EQ(expected, result);
+    EXPECT_EQ(nullptr, std::exchange(object, this));
   };
-  for (const auto& row : rows) {
-    void* object = &something;
-    EXPECT_EQ(row.expected, ClassObject(row.classId, row.iid, &object)) << row.what;
-    EXPECT_EQ(nullptr, object) << row.what;
-    EXPECT_EQ(S_OK, CanUnloadNow()) << row.what;
-  }
-}
-
-TEST_F(Factory, RefusedObjectsLeaveNothingBehind) {
+  expect(kClassNotAvailable, ClassObject(IID_IUnknown, IID_IClassFactory, &object));
+  expect(kNoInterface, ClassObject(CLSID_Protocol, IID_IProtocol, &object));
+  EXPECT_EQ(S_OK, CanUnloadNow());
   void* const factory = NewFactory();
-  void* object = factory;
-  EXPECT_EQ(kNoAggregation, (CallSlot<HRESULT, void*, const GUID*, void**>(factory, 3, factory, &IID_IProtocol, &object)));
-  EXPECT_EQ(nullptr, object);
-  object = factory;
-  EXPECT_EQ(kNoInterface, (CallSlot<HRESULT, void*, const GUID*, void**>(factory, 3, nullptr, &IID_IClassFactory, &object)));
-  EXPECT_EQ(nullptr, object);
+  expect(kNoAggregation, CreateFrom(factory, factory, IID_IProtocol, &object));
+  expect(kNoInterface, CreateFrom(factory, nullptr, IID_IClassFactory, &object));
   EXPECT_EQ(0u, CallSlot<ULONG>(factory, 2));
   EXPECT_EQ(S_OK, CanUnloadNow());
 }

@@ -1,11 +1,6 @@
 // The module registers itself through its own entry points: what it writes, replaces, removes and leaves alone.
-#include <cstdlib>
-#include <filesystem>
-
 #include "host/server/PlugInList.h"
-#include "platform/registry.h"
 #include "tests/module/BuiltModule.h"
-#include "tests/module/RegisteredKeys.h"
 #include "tests/module/RegistryForTest.h"
 
 namespace ostrel::test {

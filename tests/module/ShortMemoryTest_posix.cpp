@@ -39,20 +39,14 @@ class ShortModule : public BuiltModule {
     return allocations;
   }
 
-  HRESULT MakeFactory() {
-    void* factory = nullptr;
-    const HRESULT result = ClassObject(CLSID_Protocol, IID_IClassFactory, &factory);
-    if (factory != nullptr) CallSlot<ULONG>(factory, 2);
-    return result;
-  }
-  HRESULT MakeObject() {
+  HRESULT Make(bool withObject) {
     void* factory = nullptr;
     void* object = nullptr;
     HRESULT result = ClassObject(CLSID_Protocol, IID_IClassFactory, &factory);
-    if (factory == nullptr) return result;
-    result = CallSlot<HRESULT, void*, const GUID*, void**>(factory, 3, nullptr, &IID_IProtocol, &object);
-    if (object != nullptr) CallSlot<ULONG>(object, 2);
-    CallSlot<ULONG>(factory, 2);
+    if (factory != nullptr && withObject) result = CreateFrom(factory, nullptr, IID_IProtocol, &object);
+    for (void* const made : {object, factory}) {
+      if (made != nullptr) CallSlot<ULONG>(made, 2);
+    }
     return result;
   }
 
@@ -61,8 +55,8 @@ class ShortModule : public BuiltModule {
 
 TEST_F(ShortModule, ExportsEndWithTheirFailureResults) {
   const Row rows[] = {
-      {"DllGetClassObject", [this] { return MakeFactory(); }, E_OUTOFMEMORY},
-      {"CreateInstance", [this] { return MakeObject(); }, E_OUTOFMEMORY},
+      {"DllGetClassObject", [this] { return Make(false); }, E_OUTOFMEMORY},
+      {"CreateInstance", [this] { return Make(true); }, E_OUTOFMEMORY},
       {"DllRegisterServer", [this] { return Call("DllRegisterServer"); }, kRegistrationFailed},
       {"DllUnregisterServer", [this] { return Call("DllUnregisterServer"); }, kRegistrationFailed},
   };

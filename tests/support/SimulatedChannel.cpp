@@ -2,7 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <bit>
+#include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -10,6 +11,7 @@
 #include "Protocol/model/TagCatalogue.h"
 #include "platform/text.h"
 #include "simulator/MeterTypes.h"
+#include "tests/support/FailingMemory.h"
 
 namespace ostrel::test {
 namespace {
@@ -42,6 +44,17 @@ void FillFromDescriptor(CDeviceTag& tag, const TagDescriptor& row) {
 }
 
 }  // namespace
+
+std::int64_t UtcMs(std::string_view text) {
+  const SparedMemory spared;
+  unsigned month = 0, day = 0;
+  int year = 0, hour = 0, minute = 0, second = 0, milliseconds = 0;
+  EXPECT_LE(3, std::sscanf(std::string(text).c_str(), "%d-%u-%u %d:%d:%d.%d", &year, &month, &day, &hour, &minute, &second,
+                           &milliseconds));
+  const std::chrono::sys_days date = std::chrono::year(year) / month / day;
+  const auto time = date + std::chrono::hours(hour) + std::chrono::minutes(minute) + std::chrono::seconds(second);
+  return std::chrono::milliseconds(time.time_since_epoch()).count() + milliseconds;
+}
 
 PortSettings MakePortSettings(const LineOptions& options) {
   PortSettings settings{};
@@ -98,10 +111,8 @@ std::uint32_t SimulatedChannel::AddMeter(std::uint32_t address, std::uint32_t ty
 }
 
 CDeviceTag* SimulatedChannel::AddTag(std::uint32_t device, std::uint32_t number, bool inUse) {
-  std::array<std::uint32_t, sizeof(TagDescriptor) / sizeof(std::uint32_t)> columns{};
-  protocol_->GetTagDescriptor(number, 0, 0, columns.data());
   auto* const tag = new CDeviceTag;
-  FillFromDescriptor(*tag, std::bit_cast<TagDescriptor>(columns));
+  FillFromDescriptor(*tag, TagDescriptors()[number]);
   tag->TagNumber = number;
   tag->PortNumber = static_cast<std::uint32_t>(std::atoi(protocol_->Channel.PortName + 3));
   tag->DeviceAddress = Entry(device).Address;
@@ -118,6 +129,19 @@ void SimulatedChannel::StartTrace(std::string_view settings) {
 }
 
 std::vector<std::string> SimulatedChannel::TraceLines() const { return MessagesOf(folder_.File("trace.log")); }
+
+OneMeterChannel::OneMeterChannel(const LineOptions& options, const DeviceOptions& meter, std::uint32_t address,
+                                 std::uint32_t type)
+    : SimulatedChannel(options), device(AddMeter(address, type, meter)) {
+  Protocol().Running = 1;
+}
+
+std::vector<std::string> OneMeterChannel::Take(std::string_view start) {
+  std::vector<std::string> texts = Line().RequestTexts();
+  Line().ClearRecords();
+  std::erase_if(texts, [&](const std::string& text) { return !text.starts_with(start); });
+  return texts;
+}
 
 void LeaveWrite(CDeviceTag& tag, float value) {
   tag.WriteValue.vt = tag.CanonicalType;

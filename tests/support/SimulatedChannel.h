@@ -24,6 +24,8 @@ namespace ostrel::test {
 
 /// 2026-11-22 20:00:00 UTC, a Sunday
 inline constexpr std::int64_t kEvening = 1795377600000;
+/// Milliseconds since 1970 of "2026-11-22 10:07:30.250"; the time of day, or its end, may be left out.
+[[nodiscard]] std::int64_t UtcMs(std::string_view text);
 
 /// The virtual clock for the time of a test.
 class ClockInPlace : public platform::VirtualClock {
@@ -97,6 +99,23 @@ class SimulatedChannel {
   DebugTrace trace_;
   HostContext context_;
   CProtocol* protocol_;
+};
+
+/// With one meter, as in a running poll thread.
+class OneMeterChannel : public SimulatedChannel {
+ public:
+  explicit OneMeterChannel(const LineOptions& options = {}, const DeviceOptions& meter = {}, std::uint32_t address = 1,
+                           std::uint32_t type = 1);
+  ~OneMeterChannel() { Protocol().Running = 0; }
+
+  using SimulatedChannel::Entry;
+  [[nodiscard]] DeviceEntry& Entry() { return Entry(device); }
+  CDeviceTag* Add(std::uint32_t number, bool inUse = true) { return AddTag(device, number, inUse); }
+  void Silence(bool silent = true) { Line().ReplyAlways("", silent ? "" : "*"); }
+  /// The requests since the last call that begin so.
+  std::vector<std::string> Take(std::string_view start = "");
+
+  std::uint32_t device;
 };
 
 /// A write as a client's host leaves it, in the tag's own type.

@@ -215,20 +215,13 @@ void SimulatedLine::Queue(const std::string& reply) {
   if (reply.empty()) return;
   const bool raw = reply.starts_with('!');
   Bytes whole;
-  std::vector<std::size_t> ends;
   for (const std::string& piece : Split(reply.substr(raw ? 1 : 0), '|')) {
-    const Bytes bytes = Hex(piece);
-    whole.insert(whole.end(), bytes.begin(), bytes.end());
-    ends.push_back(whole.size());
+    input_.push_back(Hex(piece));
+    whole.insert(whole.end(), input_.back().begin(), input_.back().end());
   }
-  if (!raw) whole = WithCheck(std::move(whole));
-  ends.back() = whole.size();
-  auto from = whole.begin();
-  for (const std::size_t end : ends) {
-    const auto to = whole.begin() + static_cast<std::ptrdiff_t>(end);
-    input_.emplace_back(from, to);
-    from = to;
-  }
+  if (raw) return;
+  const Bytes checked = WithCheck(whole);
+  input_.back().insert(input_.back().end(), checked.end() - 2, checked.end());
 }
 
 HRESULT SimulatedLine::Receive(std::uint8_t* buffer, std::uint32_t* length) {

@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 
-#include "tests/support/Environment.h"
 #include "tests/support/TimeZone.h"
 
 namespace ostrel::test {
@@ -20,6 +19,10 @@ bool Use(const std::string& zone) {
 }
 
 }  // namespace
+
+void SetVariable(const std::string& name, const std::string& value) {
+  value.empty() ? ::unsetenv(name.c_str()) : ::setenv(name.c_str(), value.c_str(), 1);
+}
 
 TimeZone::TimeZone(const std::string& zone) : before_(Current()), applies_(Use(zone)) {}
 

@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 
-#include "tests/support/Environment.h"
 #include "tests/support/TimeZone.h"
 
 namespace ostrel::test {
@@ -18,6 +17,8 @@ std::string ZoneOfProcess() {
 }
 
 }  // namespace
+
+void SetVariable(const std::string& name, const std::string& value) { ::_putenv((name + '=' + value).c_str()); }
 
 TimeZone::TimeZone(const std::string& zone) : applies_(zone == ZoneOfProcess()) {}
 
