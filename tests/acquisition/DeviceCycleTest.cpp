@@ -3,74 +3,35 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <string>
-#include <vector>
 
 #include "Protocol/acquisition/TagWalk.h"
 #include "Protocol/meter/MeterInfo.h"
 #include "Protocol/model/TagCatalogue.h"
 #include "tests/acquisition/MeterInTurn.h"
+#include "tests/support/TableFile.h"
 
 namespace ostrel::test {
 namespace {
 
 using ::testing::ElementsAre;
 
-void AddAllTags(MeterInTurn& meter, std::uint32_t type) {
+std::vector<std::uint32_t> AllTags(std::uint32_t type) {
+  std::vector<std::uint32_t> tags;
   for (std::uint32_t id = kFirstDaId; id <= kLastDaId; ++id) {
-    if (SupportsDaTag(type, id)) meter.Add(id - kFirstDaId);
+    if (SupportsDaTag(type, id)) tags.push_back(id - kFirstDaId);
   }
+  return tags;
 }
 
-/// The cycle after the one-time reading, without the clock's request at its end.
-std::size_t WalkCount(MeterInTurn& meter) {
-  meter.Cycle();
-  return meter.Count() - 1;
-}
-
-TEST(DeviceCycle, AsksOncePerGroupOfTags) {
-  const struct {
-    std::uint32_t type;
-    std::size_t walkWithLog;
-    std::size_t walkWithoutLog;
-    std::size_t onceRead;
-  } rows[] = {{0, 122, 99, 3}, {1, 122, 99, 3}, {8, 122, 99, 3}, {2, 64, 41, 1}, {3, 73, 50, 3},
-              {6, 73, 50, 3},  {7, 73, 50, 3},  {11, 95, 72, 3}, {12, 60, 37, 1}};
-  for (const auto& row : rows) {
-    for (const std::uint8_t log : {std::uint8_t{1}, std::uint8_t{0}}) {
-      SCOPED_TRACE("type " + std::to_string(row.type) + " log " + std::to_string(log));
-      MeterInTurn meter({}, {.logRequest = log}, row.type);
-      AddAllTags(meter, row.type);
-      const std::size_t walk = log != 0 ? row.walkWithLog : row.walkWithoutLog;
-      EXPECT_EQ(row.onceRead + walk + 1, meter.Count()) << "first cycle";
-      EXPECT_EQ(walk + 1, meter.Count()) << "later cycle";
-    }
-  }
-}
-
-TEST(DeviceCycle, SharesAnswersWithinShortLists) {
-  const struct {
-    std::vector<std::uint32_t> tags;
-    std::size_t requests;
-    const char* why;
-  } rows[] = {
-      {{100, 184}, 1, "a command tag has no answer to share"},
-      {{103, 87}, 2, "a log answer is no averaged frequency"},
-      {{87, 103}, 2, "the first log record is read by itself"},
-      {{188, 200}, 2, "one clock request for both"},
-      {{103, 104}, 2, "the first log record's tags are read one by one"},
-      {{107, 108}, 1, "later records share"},
-      {{214, 215}, 2, "limits are read one by one"},
-      {{214, 214}, 2, "also the same limit twice"},
-      {{9, 9}, 1, "the same tag twice"},
-      {{9, 18, 27, 36}, 1, "four energies of one tariff"},
-      {{9, 10}, 2, "two tariffs"},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.why);
-    MeterInTurn meter;
-    for (const std::uint32_t number : row.tags) meter.Add(number);
-    EXPECT_EQ(row.requests, WalkCount(meter));
+TEST(DeviceCycle, AsksOncePerGroupOfTagsThatShareAnAnswer) {
+  for (const TableRow& row : ReadTable("acquisition/cycles.tsv", 6)) {
+    SCOPED_TRACE(row[0] + ", type " + row[1] + ": " + row[3]);
+    const std::uint32_t type = Numbers(row[1])[0];
+    MeterInTurn meter({}, {.logRequest = static_cast<std::uint8_t>(Numbers(row[2])[0])}, type);
+    for (const std::uint32_t number : row[3] == "*" ? AllTags(type) : Numbers(row[3])) meter.Add(number);
+    const std::uint32_t walk = Numbers(row[5])[0];
+    EXPECT_EQ(Numbers(row[4])[0] + walk + 1, meter.Count()) << "first cycle";
+    EXPECT_EQ(walk + 1, meter.Count()) << "later cycle";
   }
 }
 
@@ -80,7 +41,8 @@ TEST(DeviceCycle, AsksOnlyForUsedTagsOutsideAHoldWithTheExchangeOn) {
   EXPECT_EQ(0U, meter.Count()) << "nobody uses it";
   used->Use();
   const CDeviceTag* const shared = meter.Add(18, false);
-  EXPECT_EQ(1U, WalkCount(meter));
+  meter.Cycle();
+  EXPECT_EQ(1U + 1, meter.Count()) << "the clock's request comes last";
   EXPECT_EQ(kQualityGood, shared->Quality) << "decoded along with the used one";
   EXPECT_EQ(1U, shared->Updated);
   meter.Entry().FailHold = 1;

@@ -207,11 +207,9 @@ TEST(PollThread, ObeysSeveralThreadsOfTheHost) {
   poll.channel.Line().keepsRecords = false;
   CProtocol& protocol = poll.channel.Protocol();
   const PortSettings settings = MakePortSettings({.pollPeriodSeconds = 1});
-  const std::function<void()> operations[] = {
-      [&] { protocol.Start(); },          [&] { protocol.Stop(); },
-      [&] { protocol.SignalStop(); },     [&] { protocol.SetPortSettings(&poll.channel.Context(), &settings); },
-      [&] { protocol.CanPollDevice(0); },
-  };
+  const std::function<void()> operations[] = {[&] { protocol.Start(); }, [&] { protocol.Stop(); }, [&] { protocol.SignalStop(); },
+                                              [&] { protocol.SetPortSettings(&poll.channel.Context(), &settings); },
+                                              [&] { protocol.CanPollDevice(0); }};
   std::vector<std::thread> hosts;
   for (int first = 0; first < 3; ++first) {
     hosts.emplace_back([&operations, first] {

@@ -66,29 +66,14 @@ TEST_F(Writes, AreAsLongAsTheCatalogueSays) {
 }
 
 TEST_F(Writes, OfTheClockCarryTheComputersTime) {
-  const struct {
-    const char *zone, *now;
-    std::uint32_t tag;
-    float value;
-    const char* frame;
-  } rows[] = {
-      {"UTC", "2026-11-22 23:59:59", 97, 1, "01 03 0D 59 59 23"},
-      {"UTC", "2026-11-22 00:00:00", 97, -1, "01 03 0D 00 00 00"},
-      {"UTC", "2026-11-22 01:02:03", 97, 127, "01 03 0D 03 02 01"},
-      {"UTC", "2026-03-08 14:07:42", 98, 0, "01 03 0C 42 07 14 07 08 03 26 01"},     // a Sunday
-      {"UTC", "2024-03-05 00:00:00", 98, kNan, "01 03 0C 00 00 00 02 05 03 24 01"},  // a Tuesday
-      {"UTC", "2026-03-09 00:00:00", 98, 1, "01 03 0C 00 00 00 01 09 03 26 01"},     // a Monday
-      {"UTC", "1999-12-31 23:00:00", 98, 1, "01 03 0C 00 00 23 05 31 12 00 01"},     // a Friday
-      {"Europe/Berlin", "2026-07-31 22:30:00", 98, 1, "01 03 0C 00 30 00 06 01 08 26 01"},
-  };
-  for (const auto& row : rows) {
-    const TimeZone zone(row.zone);
+  for (const TableRow& row : ReadTable("acquisition/clock_writes.tsv", 5)) {
+    const TimeZone zone(row[0]);
     if (!zone.Applies()) continue;
-    Clock().SetUtcMilliseconds(UtcMs(row.now));
-    EXPECT_EQ(row.frame, Written(row.tag, row.value));
+    Clock().SetUtcMilliseconds(UtcMs(row[1]));
+    EXPECT_EQ("01 " + row[4], Written(Numbers(row[2])[0], FloatOf(row[3])));
     EXPECT_EQ(0U, pending_);
   }
-  Clock().SetUtcMilliseconds(UtcMs(rows[0].now));
+  Clock().SetUtcMilliseconds(UtcMs("2026-11-22 23:59:59"));
   Line().Reply("01 03 0D 59 59 23", {"", "", "01 00"});
   Written(97, 1);
   EXPECT_EQ(3U, Line().RequestCount()) << "a new try carries the time of the first";

@@ -42,33 +42,23 @@ TEST(ArchiveEnergy, IsAddressedByThePeriodThatEnded) {
 }
 
 TEST(ArchiveEnergy, ScalesByConstantAndSignedCoefficients) {
-  const struct {
-    const char* raw;  // of A+
-    std::uint32_t constant;
-    const char* coefficients;
-    double value;
-  } rows[] = {
-      {"00 00 4E 20", 5000, "00 01 00 01", 2.0},
-      {"00 00 4E 20", 5000, "00 0A 00 14", 400.0},
-      {"FF FF FF FF", 5000, "00 01 00 01", -0.0001},
-      {"80 00 00 00", 1, "00 01 00 01", -1073741824.0},
-      {"00 00 4E 20", 5000, "FF FF 00 02", -4.0},
-      {"00 00 4E 20", 0x80001388, "00 01 00 01", 2.0},  // the doubled constant is a 32-bit number
-  };
-  for (const auto& row : rows) {
-    Archives history(6, std::string(row.raw) + "00 00 00 00 00 00 00 00 00 00 00 00");
-    history.Entry().MeterConstant = row.constant;
-    history.Answer("08 02", std::string(row.coefficients) + "00 00 00 00 00 00");
-    EXPECT_DOUBLE_EQ(row.value, history.Read(40120, "2026-11-22").value.Value.dblVal) << row.raw << " " << row.constant;
-    EXPECT_FLOAT_EQ(static_cast<float>(row.value), history.Read(40000, "2026-11-22").value.Value.fltVal) << row.raw;
-  }
-  for (const std::uint32_t constant : {0U, 0x80000000U}) {
-    Archives history(1);
-    history.Entry().MeterConstant = constant;
-    const Reading reading = history.Read(40120, "2026-11-22");
-    EXPECT_EQ(1U, reading.result);
-    EXPECT_EQ(kBad, reading.value.Quality) << "no division by zero";
-    EXPECT_EQ(0xA5A5A5A5A5A5A5A5, reading.value.Value.ullVal);
+  for (const TableRow& row : ReadTable("history/energies.tsv", 4)) {
+    SCOPED_TRACE(row[0] + " " + row[1] + " " + row[2]);
+    Archives history(6, row[0] + "00 00 00 00 00 00 00 00 00 00 00 00");
+    history.Entry().MeterConstant = Numbers(row[1])[0];
+    history.Answer("08 02", row[2] + "00 00 00 00 00 00");
+    for (const std::uint32_t tag : {40000U, kFirstReading}) {
+      const auto [result, value] = history.Read(tag, "2026-11-22");
+      EXPECT_EQ(1U, result);
+      EXPECT_EQ(row[3] == "bad" ? kBad : kGood, value.Quality);
+      if (row[3] == "bad") {
+        EXPECT_EQ(0xA5A5A5A5A5A5A5A5, value.Value.ullVal);
+      } else if (tag == kFirstReading) {
+        EXPECT_DOUBLE_EQ(DoubleOf(row[3]), value.Value.dblVal);
+      } else {
+        EXPECT_FLOAT_EQ(FloatOf(row[3]), value.Value.fltVal);
+      }
+    }
   }
 }
 

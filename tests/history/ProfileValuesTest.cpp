@@ -17,35 +17,20 @@ constexpr const char* kEleven = "2026-11-22 11:00";
 constexpr const char* kTwo = "2026-11-22 14:00";
 
 TEST(ProfileValues, PowersScaleAndCarryTheirQuality) {
-  const struct {
-    const char* period;
-    std::uint32_t constant;
-    const char *coefficients, *record;
-    float value;
-    std::uint32_t quality;
-  } rows[] = {
-      {"1E", 5000, "00 01 00 01", "03 E8 00 00 00 00 00 00", 0.2F, kGood},
-      {"03", 5000, "00 01 00 01", "03 E8 00 00 00 00 00 00", 2.0F, kGood},
-      {"1E", 5000, "00 0A 00 14", "03 E8 00 00 00 00 00 00", 40.0F, kGood},
-      {"1E", 5000, "FF FF 00 01", "03 E8 00 00 00 00 00 00", -0.2F, kGood},
-      {"1E", 5000, "00 01 00 01", "83 E8 00 00 00 00 00 00", 0.2F, kBad},
-      {"1E", 5000, "00 01 00 01", "FF FF FF FF FF FF FF FE", 6.5534F, kBad},
-      {"1E", 0, "00 01 00 01", "03 E8 00 00 00 00 00 00", 0.0F, kBad},
-      {"20", 0x04000000, "00 01 00 01", "03 E8 00 00 00 00 00 00", 0.0F, kBad},  // the divisor wraps to nothing
-  };
-  for (const auto& row : rows) {
+  for (const TableRow& row : ReadTable("history/powers.tsv", 6)) {
     HistoryChannel history(1);
-    history.Entry().MeterConstant = row.constant;
-    history.Answer("08 06", std::string("00 ") + row.period);
-    history.Answer("08 02", std::string(row.coefficients) + "00 00 00 00 00 00");
+    history.Entry().MeterConstant = Numbers(row[1])[0];
+    history.Answer("08 06", "00 " + row[0]);
+    history.Answer("08 02", row[2] + "00 00 00 00 00 00");
     history.Answer("03 28", "00");
     history.Answer("08 18", "00 00 00 10 00");
-    history.Answer("06 03", row.record);
-    EXPECT_LT(0U, history.List(kMain, kTenThirty, kEleven).count);
-    const Reading reading = history.Read(kMain, row.constant > 5000 ? "2026-11-22 10:32" : kTenThirty);
-    EXPECT_EQ(row.quality, reading.value.Quality) << row.record << " " << row.constant;
-    EXPECT_FLOAT_EQ(row.value, reading.value.Value.fltVal) << row.record << " " << row.constant;
-    EXPECT_EQ(VT_R4, reading.value.Value.vt);
+    history.Answer("06 03", row[3]);
+    const Listing listing = history.List(kMain, kTenThirty, kEleven);
+    ASSERT_LT(0U, listing.count);
+    const HistoryValue value = history.Read(kMain, listing.times.back()).value;
+    EXPECT_EQ(row[5] == "good" ? kGood : kBad, value.Quality) << row[3] << " " << row[1];
+    EXPECT_FLOAT_EQ(FloatOf(row[4]), value.Value.fltVal) << row[3] << " " << row[1];
+    EXPECT_EQ(VT_R4, value.Value.vt);
   }
 }
 

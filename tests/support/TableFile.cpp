@@ -45,11 +45,19 @@ std::vector<std::uint32_t> Numbers(const std::string& text, char mark) {
   return numbers;
 }
 
-float FloatOf(const std::string& text) {
-  float number = 0;
+namespace {
+
+template <class Number>
+Number Parsed(const std::string& text) {
+  Number number = 0;
   const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), number);
   EXPECT_TRUE(problem == std::errc() && end == text.data() + text.size()) << text;
   return number;
 }
+
+}  // namespace
+
+float FloatOf(const std::string& text) { return Parsed<float>(text); }
+double DoubleOf(const std::string& text) { return Parsed<double>(text); }
 
 }  // namespace ostrel::test

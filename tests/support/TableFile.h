@@ -24,5 +24,6 @@ using TableRow = std::vector<std::string>;
 
 /// With a decimal point whatever the program's locale is.
 float FloatOf(const std::string& text);
+double DoubleOf(const std::string& text);
 
 }  // namespace ostrel::test
