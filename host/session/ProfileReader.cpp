@@ -73,6 +73,7 @@ HistoryOutcome ProfileReader::Read() {
 
 HistoryOutcome ProfileReader::ReadBack(WallTime first) {
   const WallTime memory = HoursOfMemory();
+  const WallTime withHeaders = client_.Depth(tag_) / (RecordsOfHour() + 1);
   std::vector<Records> stretches;
   HistoryOutcome outcome = HistoryOutcome::Complete;
   WallTime hours = 0;
@@ -87,6 +88,7 @@ HistoryOutcome ProfileReader::ReadBack(WallTime first) {
       records.push_back(record);
       if (std::exchange(hour, HourOf(record.time)) != HourOf(record.time)) ++hours;
     });
+    if (hours >= withHeaders && records.empty()) break;
     end = begin;
   }
   for (auto stretch = stretches.rbegin(); stretch != stretches.rend(); ++stretch) {
@@ -116,11 +118,11 @@ void ProfileReader::Tell(WallTime done) {
 }
 
 /// No more than the type keeps, nor than the memory's addresses of two bytes can tell apart: each hour takes a header and its
-/// records, of eight bytes each.
+/// records, of eight bytes each. Whether a smaller memory counts the headers among its records is not known: once as many hours
+/// came as it then holds, a stretch without any is its end.
 WallTime ProfileReader::HoursOfMemory() {
   constexpr WallTime kCells = 0x10000 / 8;
-  const WallTime recordsOfHour = std::max<WallTime>(kHourSeconds / period_, 1);
-  return std::min<WallTime>(client_.Depth(tag_) / recordsOfHour, kCells / (1 + recordsOfHour));
+  return std::min<WallTime>(client_.Depth(tag_) / RecordsOfHour(), kCells / (1 + RecordsOfHour()));
 }
 
 bool ProfileReader::SearchFromBefore() {

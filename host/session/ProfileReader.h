@@ -38,6 +38,7 @@ class ProfileReader {
   void Give(const HistoryListing& listing, const HistorySink& sink);
   void Tell(WallTime done);
   [[nodiscard]] WallTime HoursOfMemory();
+  [[nodiscard]] WallTime RecordsOfHour() const { return std::max<WallTime>(kHourSeconds / period_, 1); }
 
   /// The hour block that keeps a record: a time is the end of its interval.
   [[nodiscard]] static WallTime HourOf(WallTime time);
