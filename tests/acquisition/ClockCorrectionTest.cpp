@@ -53,7 +53,7 @@ TEST(ClockCorrection, MovesAClockByTwoMinutesAtMost) {
     meter.Clock().SetUtcMilliseconds(now);
     meter.Entry().NextClockCheck = kUnchanged;
     EXPECT_EQ(row[3], meter.Compare(row[2]));
-    EXPECT_EQ(row[4].empty() ? kUnchanged : now / 1000 + Numbers(row[4])[0] * kDay, meter.Entry().NextClockCheck);
+    EXPECT_EQ(row[4].empty() ? kUnchanged : now / 1000 + Numbers(row[4])[0] * kDay, +meter.Entry().NextClockCheck);  // packed
   }
 }
 
@@ -75,7 +75,7 @@ TEST(ClockCorrection, IsDueByTimeOrByForce) {
     meter.Entry().ForceClockCheck = row.force;
     meter.Entry().NextClockCheck = row.next;
     EXPECT_EQ(row.due ? "20:00:00" : "", meter.Compare("00 00 20 07 22 11 26"));
-    EXPECT_EQ(row.due ? kNow + row.days * kDay : row.next, meter.Entry().NextClockCheck);
+    EXPECT_EQ(row.due ? kNow + row.days * kDay : row.next, +meter.Entry().NextClockCheck);
     EXPECT_EQ(row.force, meter.Entry().ForceClockCheck);
   }
   meter.Protocol().HostContext = nullptr;
