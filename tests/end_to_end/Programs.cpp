@@ -22,7 +22,7 @@ void Redirect(const std::string& path, int descriptor) {
 }
 
 pid_t Launch(const std::string& program, const std::vector<std::string>& arguments, const std::string& output) {
-  std::vector<std::string> all = {std::string(OSTREL_PROGRAMS) + "/" + program};
+  std::vector<std::string> all = {std::filesystem::path(OSTREL_PROGRAMS) / program};
   all.insert(all.end(), arguments.begin(), arguments.end());
   std::vector<char*> pointers;
   for (std::string& argument : all) pointers.push_back(argument.data());

@@ -53,7 +53,7 @@ TEST(JsonLines, TagWithEveryKindOfValue) {
     const TagReading reading{.value = row.value, .quality = 192, .timestamp = SomeTime()};
     EXPECT_EQ(
         std::string(
-            R"({"event":"tag","channel":"COM1","meter":"feeder-1","address":12,"id":20017,"tag":"A+ Tariff Sum","value":)") +
+            R"({"event":"tag","version":1,"channel":"COM1","meter":"feeder-1","address":12,"id":20017,"tag":"A+ Tariff Sum","value":)") +
             row.json + R"(,"quality":192,"quality_name":"good","timestamp":"2026-11-22T20:00:00.123Z"})",
         TagJson("COM1", SomeMeter(), SomeTag(), reading));
   }
@@ -62,11 +62,12 @@ TEST(JsonLines, TagWithEveryKindOfValue) {
 TEST(JsonLines, OtherEvents) {
   std::string pass;
   AppendPassJson(pass, "COM1", {.pass = 1, .seconds = 1.204, .periodSeconds = 5, .meters = {}});
-  EXPECT_EQ(R"({"event":"pass","channel":"COM1","pass":1,"seconds":1.204,"period_s":5})", pass);
+  EXPECT_EQ(R"({"event":"pass","version":1,"channel":"COM1","pass":1,"seconds":1.204,"period_s":5})", pass);
   AppendPassJson(pass = "", "\"К1\"", {.pass = 12, .seconds = 60, .periodSeconds = 0, .meters = {}});
-  EXPECT_EQ(R"({"event":"pass","channel":"\"К1\"","pass":12,"seconds":60.0,"period_s":0})", pass);
-  EXPECT_EQ(R"({"event":"log","channel":"COM1","text":"[ 22/11/2026 20:00:01.204 ] COM1 ПРИБОР:12 Нет ответа от устройства"})",
-            LogJson({.channel = "COM1", .text = "[ 22/11/2026 20:00:01.204 ] COM1 ПРИБОР:12 Нет ответа от устройства"}));
+  EXPECT_EQ(R"({"event":"pass","version":1,"channel":"\"К1\"","pass":12,"seconds":60.0,"period_s":0})", pass);
+  EXPECT_EQ(
+      R"({"event":"log","version":1,"channel":"COM1","text":"[ 22/11/2026 20:00:01.204 ] COM1 ПРИБОР:12 Нет ответа от устройства"})",
+      LogJson({.channel = "COM1", .text = "[ 22/11/2026 20:00:01.204 ] COM1 ПРИБОР:12 Нет ответа от устройства"}));
   WriteReport report{.channel = "COM1",
                      .meter = "feeder-1",
                      .address = 12,
@@ -79,15 +80,16 @@ TEST(JsonLines, OtherEvents) {
   report.tag.id = 20219;
   report.tag.name = "LimitPowerWeekDay";
   EXPECT_EQ(
-      R"({"event":"write","channel":"COM1","meter":"feeder-1","address":12,"id":20219,"tag":"LimitPowerWeekDay","before":10.0,)"
+      R"({"event":"write","version":1,"channel":"COM1","meter":"feeder-1","address":12,"id":20219,"tag":"LimitPowerWeekDay","before":10.0,)"
       R"("sent":5000.0,"after":5000.0,"outcome":"accepted","reason":""})",
       WriteJson(report));
-  EXPECT_EQ(R"({"event":"type","type":1,"name":"SET4TM03","display":"СЭТ-4ТМ.03"})",
+  EXPECT_EQ(R"({"event":"type","version":1,"type":1,"name":"SET4TM03","display":"СЭТ-4ТМ.03"})",
             TypeJson({.id = 1, .name = "SET4TM03", .display = "СЭТ-4ТМ.03"}));
   EXPECT_EQ(
-      R"({"event":"tagdef","branch":"da","id":20017,"name":"A+ Tariff Sum","description":"Сумма","descriptor":[4,5,9,0,6,1,0,0,1,19]})",
+      R"({"event":"tagdef","version":1,"branch":"da","id":20017,"name":"A+ Tariff Sum","data_type":"float","description":"Сумма","descriptor":{"data_type":4,)"
+      R"("code":5,"parameter":9,"sub_parameter":0,"request_bytes":6,"access":1,"write_bytes":0,"write_parameter":0,"aux":1,"answer_bytes":19}})",
       TagDefinitionJson(kBranchDa, SomeTag()));
-  EXPECT_EQ(R"({"event":"tagdef","branch":"hda","id":40108,"name":"P+ Profile Power","data_type":4})",
+  EXPECT_EQ(R"({"event":"tagdef","version":1,"branch":"hda","id":40108,"name":"P+ Profile Power","data_type":"float"})",
             TagDefinitionJson(kBranchHda, {.id = 40108, .name = "P+ Profile Power", .description = {}, .descriptor = {4}}));
 }
 
