@@ -18,19 +18,4 @@ target_link_libraries(station_objects PUBLIC header_libraries SQLiteCpp PkgConfi
 set(station_target ostrel-station)
 add_executable(ostrel-station station/program/main.cpp Protocol/model/CDeviceTag.cpp $<TARGET_OBJECTS:host_objects>)
 target_link_libraries(ostrel-station PRIVATE station_objects TavrinDAServer diagnostics platform header_libraries)
-set_target_properties(ostrel-station PROPERTIES BUILD_RPATH "$ORIGIN/../lib" INSTALL_RPATH "$ORIGIN/../lib")
-
-# A package of its own: what polls by hand needs none of these libraries.
-set(station_packaging ${PROJECT_SOURCE_DIR}/station/packaging)
-install(TARGETS ostrel-station RUNTIME DESTINATION bin COMPONENT station)
-install(FILES ${station_packaging}/ostrel-station.service DESTINATION lib/systemd/system COMPONENT station)
-install(FILES ${station_packaging}/sysusers.conf DESTINATION lib/sysusers.d RENAME ostrel-station.conf COMPONENT station)
-install(FILES ${station_packaging}/dashboard.json ${station_packaging}/alerts.yml docs/station.md docs/scale.md docs/station.toml
-  DESTINATION share/doc/ostrel-station COMPONENT station)
-set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_DEBIAN_UNSPECIFIED_PACKAGE_NAME ostrel)
-set(CPACK_DEBIAN_STATION_PACKAGE_NAME ostrel-station)
-set(CPACK_DEBIAN_STATION_PACKAGE_DEPENDS "ostrel (= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_STATION_DESCRIPTION "Station that collects what electricity meters hold\n Polls meters, keeps every value, fetches what it missed from the meters'\n archives, and passes values on to brokers, metrics and a web page.")
-set(CPACK_DEBIAN_STATION_PACKAGE_CONTROL_EXTRA ${station_packaging}/postinst ${station_packaging}/prerm)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+set_target_properties(ostrel-station PROPERTIES BUILD_RPATH "$ORIGIN/../lib" INSTALL_RPATH "$ORIGIN/../lib/ostrel")

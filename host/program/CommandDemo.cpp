@@ -50,7 +50,7 @@ class FinalTable final : public Output {
 
 std::unique_ptr<Output> MakeOutput(const DemoOptions& options) {
   if (options.common.json) return MakeJsonOutput(false);
-  return platform::OutputIsTerminal() ? MakeLiveTable() : std::make_unique<FinalTable>();
+  return platform::OutputIsTerminal() ? MakeLiveTable(false) : std::make_unique<FinalTable>();
 }
 
 class Demo {
@@ -95,8 +95,9 @@ std::string DayChart(Session& session) {
   const auto definitions = ReadTagDefinitions(channel.Protocol(), meter.type.id, kBranchHda);
   HistoryTag tag = DescribeHistoryTag(definitions[SelectTag(definitions, kChartedTag)], std::nullopt);
   std::string chart;
-  const auto output = MakeHistoryOutput(HistoryFormat::Chart, platform::OutputIsTerminal() ? platform::OutputSize().columns : 80,
-                                        [&chart](std::string_view text) { chart += text; });
+  const std::uint32_t width = platform::OutputIsTerminal() ? platform::OutputSize().columns : 80;
+  const auto output =
+      MakeHistoryOutput({.format = HistoryFormat::Chart, .width = width}, [&chart](std::string_view text) { chart += text; });
   output->Begin(meter.config.name, tag);
   ProgressBar progress;
   progress.Begin(tag.definition.name);

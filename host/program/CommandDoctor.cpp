@@ -12,6 +12,7 @@
 #include "host/session/Plugin.h"
 #include "host/show/JsonLines.h"
 #include "host/show/Output.h"
+#include "host/show/ProgressBar.h"
 #include "platform/text.h"
 
 namespace ostrel::host {
@@ -68,13 +69,19 @@ ExitCode ScanLine(const DoctorOptions& options, const Config& config, const std:
   }
   fmt::print(stderr, "{}: searching {} addresses{}, at most {} s\n", channel.port, plan.addresses.size(),
              plan.speeds ? " at every speed and parity" : "", (LongestScan(channel, plan).count() + 999) / 1000);
-  const ScanResult result = Scan(channel, plan, [&channel](std::uint32_t baud, const std::string& parity) {
-    fmt::print(stderr, "{}: {} baud, parity {}\n", channel.port, baud, parity);
+  ProgressBar bar;
+  const ScanResult result = Scan(channel, plan, [&](const ScanProgress& progress) {
+    if (progress.asked != 0) return bar.Show(progress.asked, plan.addresses.size());
+    const std::string mode = fmt::format("{}: {} baud, parity {}", channel.port, progress.baud, progress.parity);
+    bar.Hide();
+    fmt::print(stderr, "{}\n", mode);
+    bar.Begin(mode);
   });
+  bar.Hide();
   if (result.meters.empty()) {
-    fmt::print(stderr, "{}: no meter answered{}\n", channel.port,
-               result.strayBytes == 0 ? "; look at the wires (A and B changed over?) and the meters' power"
-                                      : fmt::format("; {} bytes came that were no answer", result.strayBytes));
+    Complain(channel.port + ": no meter answered" +
+             (result.strayBytes == 0 ? "; look at the wires (A and B changed over?) and the meters' power"
+                                     : fmt::format("; {} bytes came that were no answer", result.strayBytes)));
     return result.interrupted ? kExitInterrupted : kExitUnanswered;
   }
   const std::string text = ChannelText(channel, result, types);

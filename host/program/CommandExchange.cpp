@@ -93,8 +93,8 @@ ExitCode CommandExchange(const ExchangeOptions& options) {
   } else {
     Print(fmt::format("sent      {}\nreceived  {}\n", HexText(frame), HexText(answer)));
   }
-  if (answer.empty()) fmt::print(stderr, "{}: no answer\n", port);
-  if (!answer.empty() && !right) fmt::print(stderr, "{}: the answer's check is wrong\n", port);
+  if (answer.empty()) Complain(port + ": no answer");
+  if (!answer.empty() && !right) Complain(port + ": the answer's check is wrong");
   return right ? kExitDone : kExitUnanswered;
 }
 

@@ -1,18 +1,21 @@
 // ostrel-host history: archives and load profiles of a meter, listed and read through the plug-in.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 
 #include "host/program/Commands.h"
 #include "host/session/HistoryReader.h"
+#include "host/session/NearNames.h"
 #include "host/session/Session.h"
 #include "host/session/TagSelection.h"
 #include "host/show/HistoryOutput.h"
 #include "host/show/Output.h"
 #include "host/show/ProgressBar.h"
 #include "platform/console.h"
+#include "platform/text.h"
 
 namespace ostrel::host {
 namespace {
@@ -42,12 +45,23 @@ void AddTags(const std::vector<TagDefinition>& definitions, const HistoryOptions
   if (request.tags.empty()) throw Failure(kExitUsage, "name a history tag, or --all-tags");
 }
 
+// No name is one of both branches.
+void RejectCurrentTags(const std::vector<TagDefinition>& current, const std::vector<std::string>& names) {
+  for (const std::string& name : names) {
+    const auto known = [&name](const TagDefinition& tag) { return Lowered(tag.name) == Lowered(name); };
+    if (std::any_of(current.begin(), current.end(), known)) {
+      throw Failure(kExitUsage, "\"" + name + "\" is a tag of current data: use `read`");
+    }
+  }
+}
+
 Request MakeRequest(IProtocol& protocol, const Meter& meter, const HistoryOptions& options) {
   Request request;
   if (!options.from.empty()) request.from = ParseWallTime("--from", options.from);
   if (!options.to.empty()) request.to = ParseWallTime("--to", options.to);
   if (request.from && request.to && *request.from > *request.to) throw Failure(kExitUsage, "--from is later than --to");
   if (options.allTags == options.csvFolder.empty()) throw Failure(kExitUsage, "--all-tags and --csv DIR go together");
+  RejectCurrentTags(ReadTagDefinitions(protocol, meter.type.id, kBranchDa), options.tags);
   AddTags(ReadTagDefinitions(protocol, meter.type.id, kBranchHda), options, request);
   return request;
 }
@@ -66,18 +80,23 @@ std::string FileName(const TagDefinition& tag) {
 class WholeFile {
  public:
   explicit WholeFile(const std::filesystem::path& path)
-      : path_(path), part_(path.string() + ".part"), file_(part_, std::ios::binary) {
-    if (!file_) throw Failure(kExitOutput, part_.string() + ": cannot be written");
+      : path_(path), part_(std::filesystem::path(path) += ".part"), file_(part_, std::ios::binary) {
+    if (!file_) Fail(part_);
   }
   void Write(std::string_view text) { file_.write(text.data(), static_cast<std::streamsize>(text.size())); }
   void Finish() {
     file_.close();
     std::error_code error;
     if (file_) std::filesystem::rename(part_, path_, error);
-    if (!file_ || error) throw Failure(kExitOutput, path_.string() + ": cannot be written");
+    if (!file_ || error) Fail(path_);
   }
 
  private:
+  [[noreturn]] static void Fail(const std::filesystem::path& path) {
+    const std::u8string name = path.u8string();
+    throw Failure(kExitOutput, std::string(name.begin(), name.end()) + ": cannot be written");
+  }
+
   std::filesystem::path path_;
   std::filesystem::path part_;
   std::ofstream file_;
@@ -97,10 +116,11 @@ class HistoryCommand {
   HistoryOutcome ShowAll(Request& request) {
     const HistoryFormat format = options_.common.json ? HistoryFormat::Json : ParseHistoryFormat(options_.format);
     const std::uint32_t width = platform::OutputIsTerminal() ? platform::OutputSize().columns : 80;
-    const auto output = MakeHistoryOutput(format, width, [this](std::string_view text) {
-      progress_.Hide();
-      Print(text);
-    });
+    const auto output =
+        MakeHistoryOutput({.format = format, .width = width, .excel = options_.excel}, [this](std::string_view text) {
+          progress_.Hide();
+          Print(text);
+        });
     HistoryOutcome outcome = HistoryOutcome::Complete;
     for (HistoryTag& tag : request.tags) {
       outcome = ReadOne(request, tag, *output);
@@ -112,11 +132,12 @@ class HistoryCommand {
   /// A file a tag. What was read of a tag that could not be finished stays too: its file is whole up to there.
   HistoryOutcome ExportAll(Request& request) {
     std::error_code error;
-    std::filesystem::create_directories(options_.csvFolder, error);
+    std::filesystem::create_directories(platform::PathOf(options_.csvFolder), error);
     if (error) throw Failure(kExitOutput, options_.csvFolder + ": " + error.message());
     for (HistoryTag& tag : request.tags) {
-      WholeFile file(std::filesystem::path(options_.csvFolder) / FileName(tag.definition));
-      const auto output = MakeHistoryOutput(HistoryFormat::Csv, 0, [&file](std::string_view text) { file.Write(text); });
+      WholeFile file(platform::PathOf(options_.csvFolder) / FileName(tag.definition));
+      const auto output = MakeHistoryOutput({.format = HistoryFormat::Csv, .excel = options_.excel},
+                                            [&file](std::string_view text) { file.Write(text); });
       const HistoryOutcome outcome = ReadOne(request, tag, *output);
       file.Finish();
       if (outcome != HistoryOutcome::Complete) return outcome;
@@ -158,10 +179,10 @@ class HistoryCommand {
 ExitCode Report(HistoryOutcome outcome, const HistoryOptions& options) {
   switch (outcome) {
     case HistoryOutcome::Unanswered:
-      fmt::print(stderr, "{}: the meter did not answer; what was read before stands\n", options.meter);
+      Complain(options.meter + ": the meter did not answer; what was read before stands");
       return kExitUnanswered;
     case HistoryOutcome::Interrupted:
-      fmt::print(stderr, "{}: ended before all was read\n", options.meter);
+      Complain(options.meter + ": ended before all was read");
       return kExitInterrupted;
     case HistoryOutcome::MemoryEnded:
     case HistoryOutcome::Complete:
@@ -173,7 +194,8 @@ ExitCode Report(HistoryOutcome outcome, const HistoryOptions& options) {
 }  // namespace
 
 ExitCode CommandHistory(const HistoryOptions& options) {
-  (void)ParseHistoryFormat(options.format);
+  const HistoryFormat format = ParseHistoryFormat(options.format);
+  if (options.excel && !options.allTags && format != HistoryFormat::Csv) throw Failure(kExitUsage, "--excel is for --format csv");
   const Config config = ConfigFor(options);
   const Plugin plugin = Plugin::Load(options.common.module);
   Session session(plugin, config, Session::Clocks::LeaveAlone);

@@ -17,22 +17,18 @@ namespace {
 // Time is counted in ms of 32 bits.
 const CLI::Range kSeconds(0, 4'000'000);
 
-constexpr const char* kExitCodes =
-    "Exit codes:\n"
-    "  0    done\n"
-    "  2    wrong usage or configuration; nothing was sent\n"
-    "  3    a meter did not answer or refused\n"
-    "  4    the port could not be opened\n"
-    "  5    results or a log could not be written\n"
-    "  70   an error of the program itself\n"
-    "  130  interrupted before the end";
+// Programs find the reason in the last line of the output.
+int End(ExitCode code, bool json) {
+  if (json && code != kExitDone) Print(ErrorJson(code, Complaints().empty() ? ExitCodeText(code) : Complaints()) + '\n');
+  return code;
+}
 
 }  // namespace
 
 CommandLine::CommandLine() {
   app_.require_subcommand(1);
   app_.set_version_flag("--version", "ostrel-host " OSTREL_VERSION);
-  app_.footer(kExitCodes);
+  app_.footer(ExitCodeList());
   AddPolling();
   AddQuestions();
   AddDoctor();
@@ -136,6 +132,7 @@ void CommandLine::AddHistory() {
       ->check(CLI::IsMember({"table", "csv", "json", "chart"}))
       ->capture_default_str();
   CLI::Option* const all = history->add_flag("--all-tags", history_.allTags, "every history tag that the meter's type has");
+  history->add_flag("--excel", history_.excel, "CSV for spreadsheets with a decimal comma: semicolons, a mark of UTF-8 in front");
   history->add_option("--csv", history_.csvFolder, "folder for a file of each tag")->needs(all);
 }
 
@@ -157,7 +154,7 @@ int CommandLine::Run(std::vector<std::string> arguments) {
     // As the library wants them: from the last to the first.
     std::reverse(arguments.begin(), arguments.end());
     app_.parse(std::move(arguments));
-    return chosen_();
+    return End(chosen_(), json);
   } catch (const CLI::ParseError& error) {
     std::ostringstream text;
     const bool asked = app_.exit(error, text, std::cerr) == 0;
@@ -165,9 +162,11 @@ int CommandLine::Run(std::vector<std::string> arguments) {
     if (!asked && json) Print(ErrorJson(kExitUsage, error.what()) + '\n');
     return asked ? kExitDone : kExitUsage;
   } catch (const Failure& failure) {
-    fmt::print(stderr, "{}\n", failure.what());
-    if (json) Print(ErrorJson(failure.Code(), failure.what()) + '\n');
-    return failure.Code();
+    Complain(failure.what());
+    return End(failure.Code(), json);
+  } catch (const std::exception& error) {
+    Complain(std::string(kInternalError) + error.what());
+    return End(kExitInternal, json);
   }
 }
 

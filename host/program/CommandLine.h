@@ -12,6 +12,8 @@ namespace ostrel::host {
 
 using Command = std::function<ExitCode()>;
 
+inline constexpr const char* kInternalError = "an error of the program itself, please report it: ";
+
 class CommandLine {
  public:
   CommandLine();
@@ -30,7 +32,7 @@ class CommandLine {
   void AddHistory();
   void AddBrowsing();
 
-  CLI::App app_{"Polls electricity meters through the protocol plug-in."};
+  CLI::App app_{"Polls electricity meters through the protocol plug-in.", "ostrel-host"};
   Command chosen_;
   RunOptions run_;
   ReadOptions read_;

@@ -76,7 +76,7 @@ bool AllOpened(Session& session) {
   for (const auto& channel : session.Channels()) {
     const std::string problem = session.Services().PortProblem(channel->Config().port);
     if (problem.empty()) continue;
-    fmt::print(stderr, "{}: {}\n", channel->Config().port, problem);
+    Complain(channel->Config().port + ": " + problem);
     all = false;
   }
   return all;

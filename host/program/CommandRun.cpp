@@ -27,7 +27,7 @@ constexpr std::uint32_t kEventStepMs = 1000;
 
 std::unique_ptr<Output> MakeOutput(const RunOptions& options) {
   if (options.common.json) return MakeJsonOutput(options.everyPass);
-  return platform::OutputIsTerminal() ? MakeLiveTable() : MakeLineOutput(options.everyPass);
+  return platform::OutputIsTerminal() ? MakeLiveTable(true) : MakeLineOutput(options.everyPass);
 }
 
 /// Writes that were asked for, one at a time per channel. Used while no pass is being handled.
@@ -60,7 +60,7 @@ class WriteQueue {
     } catch (const Failure& failure) {
       if (failure.Code() != kExitUsage) throw;
       // The value does not fit this meter: nothing was sent, and polling goes on.
-      fmt::print(stderr, "{}\n", failure.what());
+      output_.Refused(failure);
     }
     active_.erase(at);
     Begin(channel);
@@ -102,13 +102,13 @@ void ShowEvents(Session& session, Output& output) {
   for (const LogLine& line : session.Events().TakeNew()) output.Log(line);
 }
 
-void TakeInput(Session& session, WriteQueue& writes, const std::string& line) {
-  if (line.empty()) return;
+void TakeInput(Session& session, Output& output, WriteQueue& writes, const std::string& line) {
   session.Exclusively([&] {
+    if (output.Typed(line)) return;
     try {
       writes.Add(line);
     } catch (const Failure& failure) {
-      fmt::print(stderr, "{}\n", failure.what());
+      output.Refused(failure);
     }
   });
 }
@@ -150,7 +150,7 @@ ExitCode EndOf(Session& session, const RunSummary& summary, bool reachedEnd) {
   for (const auto& channel : session.Channels()) {
     const std::string problem = session.Services().PortProblem(channel->Config().port);
     if (problem.empty()) continue;
-    fmt::print(stderr, "{}: {}\n", channel->Config().port, problem);
+    Complain(channel->Config().port + ": " + problem);
     code = kExitPort;
   }
   return code;
@@ -171,7 +171,7 @@ void WaitForEnd(Session& session, Output& output, WriteQueue& writes, const Endi
       step = std::min(step, ending.seconds * 1000 - elapsed);
     }
     std::string line;
-    if (ending.input.Take(line, step)) TakeInput(session, writes, line);
+    if (ending.input.Take(line, step)) TakeInput(session, output, writes, line);
     session.Exclusively([&] { ShowEvents(session, output); });
   }
 }
@@ -181,7 +181,7 @@ void WaitForEnd(Session& session, Output& output, WriteQueue& writes, const Endi
 ExitCode CommandRun(const RunOptions& options) {
   const Config config = ReadConfig(options.common.config);
   const Plugin plugin = Plugin::Load(options.common.module);
-  const std::unique_ptr<Output> output = MakeOutput(options);
+  std::unique_ptr<Output> output = MakeOutput(options);
   platform::LineInput input;
   Session session(plugin, config, Session::Clocks::Keep);
   WriteQueue writes(session, *output, options.allowWrites ? std::optional<WriteLog>(config.writeLog) : std::nullopt);
@@ -200,6 +200,7 @@ ExitCode CommandRun(const RunOptions& options) {
   session.Stop();
   writes.GiveUp();
   ShowEvents(session, *output);
+  output.reset();
   if (!options.common.json) summary.Print();
   // Who polls until he is stopped has come to his end when he is.
   const bool endless = options.passes == 0 && options.seconds == 0;

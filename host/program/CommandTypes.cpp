@@ -9,28 +9,11 @@
 #include "host/show/JsonLines.h"
 #include "host/show/LiveTable.h"
 #include "host/show/Output.h"
-#include "platform/variant.h"
 
 namespace ostrel::host {
 namespace {
 
 constexpr std::size_t kNameWidth = 36;
-
-struct DataTypeName {
-  std::uint32_t type;
-  const char* name;
-};
-
-constexpr DataTypeName kDataTypeNames[] = {
-    {VT_R4, "float"}, {VT_R8, "double"}, {VT_BSTR, "text"}, {VT_BOOL, "truth"}, {VT_I1, "i8"}, {VT_UI1, "u8"},
-};
-
-std::string DataTypeText(std::uint32_t type) {
-  for (const DataTypeName& row : kDataTypeNames) {
-    if (row.type == type) return row.name;
-  }
-  return fmt::format("{}", type);
-}
 
 std::variant<std::uint32_t, std::string> TypeOf(const std::string& text) {
   std::uint32_t id = 0;

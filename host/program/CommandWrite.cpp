@@ -34,7 +34,7 @@ void PrintReport(const WriteOptions& options, const WriteReport& report) {
     Print(fmt::format("{}: {}\n  before   {}\n  sent     {}\n  after    {}\n  outcome  {}\n", report.meter, report.tag.name,
                       ValueText(report.before), ValueText(report.sent), ValueText(report.after), OutcomeText(report.outcome)));
   }
-  if (!report.reason.empty()) fmt::print(stderr, "{}: {}: {}\n", report.meter, report.tag.name, report.reason);
+  if (!report.reason.empty()) Complain(report.meter + ": " + report.tag.name + ": " + report.reason);
 }
 
 // One pass for the value before, then the write until it is over or the passes are.

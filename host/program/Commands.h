@@ -50,6 +50,7 @@ struct HistoryOptions {
   std::string format = "table";
   bool allTags = false;
   std::string csvFolder;
+  bool excel = false;
 };
 
 struct TagsOptions {

@@ -19,7 +19,7 @@ namespace ostrel::host {
 namespace {
 
 int ReportInternal(const char* what) {
-  fmt::print(stderr, "an error of the program itself, please report it: {}\n", what);
+  fmt::print(stderr, "{}{}\n", kInternalError, what);
   return kExitInternal;
 }
 

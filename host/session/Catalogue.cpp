@@ -9,6 +9,7 @@
 #include "host/session/Failure.h"
 #include "host/session/NearNames.h"
 #include "platform/text.h"
+#include "platform/variant.h"
 
 namespace ostrel::host {
 namespace {
@@ -33,6 +34,15 @@ TagDefinition ReadDefinition(IBrowser& browser, std::uint32_t id, std::uint32_t 
 }
 
 }  // namespace
+
+std::string DataTypeText(std::uint32_t type) {
+  constexpr std::pair<std::uint32_t, const char*> kNames[] = {{VT_R4, "float"},   {VT_R8, "double"}, {VT_BSTR, "text"},
+                                                              {VT_BOOL, "truth"}, {VT_I1, "i8"},     {VT_UI1, "u8"}};
+  for (const auto& [number, name] : kNames) {
+    if (number == type) return name;
+  }
+  return fmt::format("{}", type);
+}
 
 std::vector<MeterType> ReadMeterTypes(IProtocol& protocol) {
   const auto enumeration = Face<IEnumTypes>(protocol, IID_IEnumTypes);

@@ -43,6 +43,9 @@ struct TagDefinition {
   [[nodiscard]] bool Writable() const { return descriptor[kColumnAccess] == kAccessReadWrite; }
 };
 
+/// "float", "double", "text", "truth", "i8" or "u8"; another type's number.
+[[nodiscard]] std::string DataTypeText(std::uint32_t type);
+
 [[nodiscard]] std::vector<MeterType> ReadMeterTypes(IProtocol& protocol);
 /// Tags that the meter type has, in the order of their ids. The branch is kBranchDa or kBranchHda.
 [[nodiscard]] std::vector<TagDefinition> ReadTagDefinitions(IProtocol& protocol, std::uint32_t meterType, std::uint32_t branch);

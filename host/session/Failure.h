@@ -16,6 +16,11 @@ enum ExitCode : int {
   kExitInterrupted = 130,
 };
 
+/// As --help lists them.
+[[nodiscard]] std::string ExitCodeList();
+/// "a meter did not answer or refused"
+[[nodiscard]] std::string ExitCodeText(ExitCode code);
+
 class Failure : public std::runtime_error {
  public:
   Failure(ExitCode code, const std::string& message) : std::runtime_error(message), code_(code) {}

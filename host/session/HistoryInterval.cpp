@@ -23,6 +23,12 @@ WallTime FromFields(const std::chrono::year_month_day& date, int hour, int minut
   return std::chrono::seconds(days).count() + hour * 3600 + minute * 60 + second;
 }
 
+WallTime WallTimeOf(const platform::LocalFields& fields) {
+  const std::chrono::year_month_day date(std::chrono::year(fields.year), std::chrono::month(static_cast<unsigned>(fields.month)),
+                                         std::chrono::day(static_cast<unsigned>(fields.day)));
+  return FromFields(date, fields.hour, fields.minute, fields.second);
+}
+
 platform::LocalFields FieldsOf(WallTime time) {
   const auto days = std::chrono::floor<std::chrono::days>(std::chrono::sys_seconds(std::chrono::seconds(time)));
   const std::chrono::year_month_day date(days);
@@ -71,16 +77,23 @@ std::string WallTimeText(WallTime time) {
 WallTime ComputersWallTime() {
   const std::int64_t utc = platform::UtcMilliseconds() / 1000;
   const auto local = platform::LocalFromSeconds(utc);
-  if (!local) return utc;
-  const std::chrono::year_month_day date(std::chrono::year(local->year), std::chrono::month(static_cast<unsigned>(local->month)),
-                                         std::chrono::day(static_cast<unsigned>(local->day)));
-  return FromFields(date, local->hour, local->minute, local->second);
+  return local ? WallTimeOf(*local) : utc;
 }
 
 bool ClockChangesBetween(WallTime from, WallTime to) {
   const auto first = platform::SecondsFromLocal(FieldsOf(from));
   const auto last = platform::SecondsFromLocal(FieldsOf(to));
   return !first || !last || *last - *first != to - from;
+}
+
+bool IsInRepeatedHour(WallTime time) {
+  const auto instant = platform::SecondsFromLocal(FieldsOf(time));
+  if (!instant) return false;
+  const auto shows = [time](std::int64_t seconds) {
+    const auto local = platform::LocalFromSeconds(seconds);
+    return local && WallTimeOf(*local) == time;
+  };
+  return shows(*instant - kHourSeconds) || shows(*instant + kHourSeconds);
 }
 
 FILETIME ToFileTime(WallTime time) {

@@ -25,6 +25,10 @@ inline constexpr WallTime kDaySeconds = 86400;
 /// Whether the computer's clock changes to summer time or back between two times that it shows.
 [[nodiscard]] bool ClockChangesBetween(WallTime from, WallTime to);
 
+/// Whether the computer's clock shows this time twice, because it goes back to winter time that night. Of the two records that a
+/// meter has then the earlier one is listed.
+[[nodiscard]] bool IsInRepeatedHour(WallTime time);
+
 [[nodiscard]] FILETIME ToFileTime(WallTime time);
 [[nodiscard]] WallTime FromFileTime(const FILETIME& time);
 

@@ -62,13 +62,15 @@ class Scanner {
  public:
   Scanner(Wire& wire, const ChannelConfig& channel) : wire_(wire), channel_(channel) {}
 
-  void AskAll(const ScanPlan& plan, ScanResult& result) {
+  void AskAll(const ScanPlan& plan, ScanResult& result, const std::function<void(const ScanProgress&)>& progress) {
+    std::size_t asked = 0;
     for (const std::uint32_t address : plan.addresses) {
       result.interrupted = platform::Interrupted();
       if (result.interrupted || wire_.Failed()) return;
       const Heard heard = Ask({static_cast<std::uint8_t>(address), 0x08, 0x00});
       if (frame_.empty()) result.strayBytes += heard.bytes.size();
       if (!frame_.empty()) result.meters.push_back({.address = address, .type = {}, .password = PasswordOf(address)});
+      progress({.baud = result.baud, .parity = result.parity, .asked = ++asked});
     }
   }
 
@@ -122,6 +124,7 @@ std::string MeterText(const ChannelConfig& channel, const FoundMeter& meter, con
   const auto known = std::find_if(types.begin(), types.end(), [&meter](const MeterType& type) { return type.id == meter.type; });
   std::string text =
       fmt::format("\n  [[channel.meter]]\n  name = {}\n  address = {}\n", Quoted(NameOf(channel, meter.address)), meter.address);
+  if (meter.password != MeterConfig().level1Password) text += fmt::format("  level1_password = {}\n", Quoted(meter.password));
   if (known != types.end()) return text + fmt::format("  type = {}  # {}\n", known->id, known->display);
   return text + "  type = 1  # not read: give level1_password, and the type of the meter's passport\n";
 }
@@ -152,8 +155,7 @@ std::chrono::milliseconds LongestScan(const ChannelConfig& channel, const ScanPl
   return std::chrono::milliseconds(total);
 }
 
-ScanResult Scan(const ChannelConfig& channel, const ScanPlan& plan,
-                const std::function<void(std::uint32_t baud, const std::string& parity)>& progress) {
+ScanResult Scan(const ChannelConfig& channel, const ScanPlan& plan, const std::function<void(const ScanProgress&)>& progress) {
   std::string reason;
   const std::unique_ptr<Wire> wire = Wire::Open(channel, reason);
   if (wire == nullptr) throw Failure(kExitPort, channel.port + ": " + reason);
@@ -161,11 +163,11 @@ ScanResult Scan(const ChannelConfig& channel, const ScanPlan& plan,
   Scanner scanner(*wire, channel);
   for (const Mode& mode : ModesOf(channel, plan)) {
     if (!wire->SetMode(mode.baud, mode.parity)) continue;
-    progress(mode.baud, mode.parity);
+    progress({.baud = mode.baud, .parity = mode.parity});
     result.baud = mode.baud;
     result.parity = mode.parity;
     (void)wire->Listen(kChangeMs);
-    scanner.AskAll(plan, result);
+    scanner.AskAll(plan, result, progress);
     if (wire->Failed()) throw Failure(kExitPort, channel.port + ": the device has gone");
     if (!result.meters.empty() || result.interrupted) break;
   }

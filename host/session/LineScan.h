@@ -37,9 +37,15 @@ struct ScanResult {
 /// The time that a search takes when nobody answers.
 [[nodiscard]] std::chrono::milliseconds LongestScan(const ChannelConfig& channel, const ScanPlan& plan);
 
-/// `progress` is told of each mode that it begins with. Throws Failure (port).
+struct ScanProgress {
+  std::uint32_t baud = 0;
+  std::string parity;
+  std::size_t asked = 0;  // addresses at this speed; 0 when it begins with it
+};
+
+/// Throws Failure (port).
 [[nodiscard]] ScanResult Scan(const ChannelConfig& channel, const ScanPlan& plan,
-                              const std::function<void(std::uint32_t baud, const std::string& parity)>& progress);
+                              const std::function<void(const ScanProgress&)>& progress);
 
 /// A [[channel]] that can be pasted.
 [[nodiscard]] std::string ChannelText(const ChannelConfig& channel, const ScanResult& result,

@@ -14,15 +14,16 @@ using GetClassObject = HRESULT(STDMETHODCALLTYPE*)(REFCLSID classId, REFIID iid,
 
 std::string FolderOf(const std::string& path) { return path.substr(0, path.find_last_of("/\\") + 1); }
 
-// Beside the program, or in the folder lib next to the program's.
+// Where the plug-in lies as seen from the program: in a zip, in a build, where a package installs it.
+constexpr const char* kModuleFolders[] = {"", "../lib/", "../lib/ostrel/"};
+
 platform::LoadedModule LoadDefault(std::string& path, std::string& error) {
   const std::string folder = FolderOf(platform::ProgramPath());
-  const std::string name = platform::ModuleFileName("OstrelProtocol");
-  path = folder + name;
-  platform::LoadedModule beside = platform::LoadedModule::Load(path, error);
-  if (beside) return beside;
-  path = folder + "../lib/" + name;
-  return platform::LoadedModule::Load(path, error);
+  for (const char* const each : kModuleFolders) {
+    path = folder + each + platform::ModuleFileName("OstrelProtocol");
+    if (platform::LoadedModule found = platform::LoadedModule::Load(path, error)) return found;
+  }
+  return {};
 }
 
 platform::LoadedModule LoadModule(std::string& path) {

@@ -2,7 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
+#include <vector>
 
 #include "host/session/Failure.h"
 #include "host/show/JsonLines.h"
@@ -33,29 +35,49 @@ class TableOutput final : public HistoryOutput {
   TextSink print_;
 };
 
-/// Quotes what a comma or a quote would break.
+/// Quotes what a separator or a quote would break.
 std::string CsvField(const std::string& text) {
-  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+  if (text.find_first_of(",;\"\r\n") == std::string::npos) return text;
   std::string quoted = "\"";
   for (const char letter : text) quoted += letter == '"' ? "\"\"" : std::string(1, letter);
   return quoted + '"';
 }
 
+constexpr const char* kUtf8Mark = "\xEF\xBB\xBF";
+
 class CsvOutput final : public HistoryOutput {
  public:
-  explicit CsvOutput(TextSink print) : print_(std::move(print)) {}
+  CsvOutput(bool excel, TextSink print) : excel_(excel), print_(std::move(print)) {}
   void Begin(const std::string& meter, const HistoryTag& /*tag*/) override {
     meter_ = meter;
-    if (!std::exchange(headed_, true)) print_("meter,id,tag,time,value,unit,quality\r\n");
+    if (std::exchange(headed_, true)) return;
+    if (excel_) print_(kUtf8Mark);
+    PrintRow({"meter", "id", "tag", "time", "value", "unit", "quality", "repeated_hour"});
   }
   void Add(const HistoryTag& tag, const HistoryRecord& record) override {
-    print_(fmt::format("{},{},{},{},{},{},{}\r\n", CsvField(meter_), tag.definition.id, CsvField(tag.definition.name),
-                       WallTimeText(record.time), record.value ? NumberText(tag, record) : "", tag.unit,
-                       HistoryQualityText(record.quality)));
+    PrintRow({CsvField(meter_), std::to_string(tag.definition.id), CsvField(tag.definition.name), Time(record.time),
+              record.value ? Number(tag, record) : "", tag.unit, HistoryQualityText(record.quality),
+              IsInRepeatedHour(record.time) ? "yes" : ""});
   }
   void End() override {}
 
  private:
+  void PrintRow(const std::vector<std::string>& fields) const {
+    print_(fmt::format("{}\r\n", fmt::join(fields, excel_ ? ";" : ",")));
+  }
+  // A spreadsheet takes a "T" between date and time for text.
+  [[nodiscard]] std::string Time(WallTime time) const {
+    std::string text = WallTimeText(time);
+    if (excel_) std::replace(text.begin(), text.end(), 'T', ' ');
+    return text;
+  }
+  [[nodiscard]] std::string Number(const HistoryTag& tag, const HistoryRecord& record) const {
+    std::string text = NumberText(tag, record);
+    if (excel_) std::replace(text.begin(), text.end(), '.', ',');
+    return text;
+  }
+
+  const bool excel_;
   TextSink print_;
   std::string meter_;
   bool headed_ = false;
@@ -121,14 +143,14 @@ std::string HistoryQualityText(std::uint32_t quality) {
   }
 }
 
-std::unique_ptr<HistoryOutput> MakeHistoryOutput(HistoryFormat format, std::uint32_t width, TextSink print) {
-  switch (format) {
+std::unique_ptr<HistoryOutput> MakeHistoryOutput(const HistoryStyle& style, TextSink print) {
+  switch (style.format) {
     case HistoryFormat::Csv:
-      return std::make_unique<CsvOutput>(std::move(print));
+      return std::make_unique<CsvOutput>(style.excel, std::move(print));
     case HistoryFormat::Json:
       return std::make_unique<JsonOutput>(std::move(print));
     case HistoryFormat::Chart:
-      return std::make_unique<ChartOutput>(width, std::move(print));
+      return std::make_unique<ChartOutput>(style.width, std::move(print));
     case HistoryFormat::Table:
       break;
   }

@@ -26,8 +26,13 @@ class HistoryOutput {
 /// Writes text somewhere: to standard output, to a file.
 using TextSink = std::function<void(std::string_view)>;
 
-/// `width` is that of the terminal, for charts.
-[[nodiscard]] std::unique_ptr<HistoryOutput> MakeHistoryOutput(HistoryFormat format, std::uint32_t width, TextSink print);
+struct HistoryStyle {
+  HistoryFormat format = HistoryFormat::Table;
+  std::uint32_t width = 80;  // of the terminal, for charts
+  bool excel = false;        // CSV as spreadsheets with a decimal comma open it: semicolons, a mark of UTF-8 in front
+};
+
+[[nodiscard]] std::unique_ptr<HistoryOutput> MakeHistoryOutput(const HistoryStyle& style, TextSink print);
 
 /// "good", "bad", or "none" where the plug-in gave no quality.
 [[nodiscard]] std::string HistoryQualityText(std::uint32_t quality);

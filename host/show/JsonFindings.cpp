@@ -7,8 +7,7 @@
 namespace ostrel::host {
 
 std::string DoctorJson(const std::string& channel, const MeterConfig* meter, const Diagnosis& diagnosis) {
-  Json json;
-  json["event"] = "doctor";
+  Json json = Event("doctor");
   json["channel"] = channel;
   if (meter != nullptr) {
     json["meter"] = meter->name;
@@ -28,8 +27,7 @@ std::string DoctorJson(const std::string& channel, const MeterConfig* meter, con
 }
 
 std::string ScanJson(const ChannelConfig& channel, const ScanResult& result) {
-  Json json;
-  json["event"] = "scan";
+  Json json = Event("scan");
   json["channel"] = channel.port;
   json["device"] = channel.device;
   json["baud"] = result.baud;
@@ -54,8 +52,7 @@ Json CostJson(const Cost& cost) {
 }  // namespace
 
 std::string PlanJson(const ChannelConfig& channel, const PassPlan& plan, const Cost* measured) {
-  Json json;
-  json["event"] = "plan";
+  Json json = Event("plan");
   json["channel"] = channel.port;
   json["baud"] = channel.baud;
   json["poll_period_s"] = channel.pollPeriodSeconds;
@@ -73,8 +70,7 @@ std::string PlanJson(const ChannelConfig& channel, const PassPlan& plan, const C
 }
 
 std::string WhyJson(const std::string& meter, const TagDefinition& tag, const WhyReport& why) {
-  Json json;
-  json["event"] = "why";
+  Json json = Event("why");
   json["meter"] = meter;
   json["id"] = tag.id;
   json["tag"] = tag.name;
@@ -88,8 +84,7 @@ std::string WhyJson(const std::string& meter, const TagDefinition& tag, const Wh
 }
 
 std::string ExchangeJson(const std::string& channel, const std::string& request, const std::string& answer, bool checkRight) {
-  Json json;
-  json["event"] = "exchange";
+  Json json = Event("exchange");
   json["channel"] = channel;
   json["request"] = request;
   json["answer"] = answer;

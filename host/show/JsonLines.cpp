@@ -44,8 +44,7 @@ void AppendText(std::string& line, const std::string& text) {
 }  // namespace
 
 std::string TagJson(const std::string& channel, const MeterConfig& meter, const TagDefinition& tag, const TagReading& reading) {
-  Json json;
-  json["event"] = "tag";
+  Json json = Event("tag");
   json["channel"] = channel;
   json["meter"] = meter.name;
   json["address"] = meter.address;
@@ -61,8 +60,7 @@ std::string TagJson(const std::string& channel, const MeterConfig& meter, const 
 
 std::string LinkJson(const std::string& channel, const MeterReadings& meter) {
   const LinkCounts& link = meter.link;
-  Json json;
-  json["event"] = "link";
+  Json json = Event("link");
   json["channel"] = channel;
   json["meter"] = meter.meter->config.name;
   json["address"] = meter.meter->config.address;
@@ -79,15 +77,14 @@ std::string LinkJson(const std::string& channel, const MeterReadings& meter) {
 }
 
 std::string ErrorJson(int code, const std::string& message) {
-  Json json;
-  json["event"] = "error";
+  Json json = Event("error");
   json["code"] = code;
   json["message"] = message;
   return Dump(json);
 }
 
 void AppendPassJson(std::string& line, const std::string& channel, const PassReport& report) {
-  line += R"({"event":"pass","channel":)";
+  fmt::format_to(std::back_inserter(line), R"({{"event":"pass","version":{},"channel":)", kJsonVersion);
   AppendText(line, channel);
   fmt::format_to(std::back_inserter(line), R"(,"pass":{},"seconds":)", report.pass);
   const std::size_t number = line.size();
@@ -97,8 +94,7 @@ void AppendPassJson(std::string& line, const std::string& channel, const PassRep
 }
 
 std::string LogJson(const LogLine& line) {
-  Json json;
-  json["event"] = "log";
+  Json json = Event("log");
   json["channel"] = line.channel;
   json["text"] = line.text;
   return Dump(json);
@@ -120,9 +116,8 @@ void AddWrite(Json& json, const WriteReport& report) {
 }
 
 // One of the two lines that a log of writes is made of.
-Json LoggedWrite(const std::string& time, const std::string& user) {
-  Json json;
-  json["event"] = "write";
+Json Logged(const char* event, const std::string& time, const std::string& user) {
+  Json json = Event(event);
   json["time"] = time;
   json["user"] = user;
   return json;
@@ -131,21 +126,20 @@ Json LoggedWrite(const std::string& time, const std::string& user) {
 }  // namespace
 
 std::string WriteJson(const WriteReport& report) {
-  Json json;
-  json["event"] = "write";
+  Json json = Event("write");
   AddWrite(json, report);
   return Dump(json);
 }
 
 std::string LoggedWriteJson(const std::string& time, const std::string& user, const WriteReport& report) {
-  Json json = LoggedWrite(time, user);
+  Json json = Logged("write", time, user);
   AddWrite(json, report);
   return Dump(json);
 }
 
 std::string LoggedFrameJson(const std::string& time, const std::string& user, const std::string& channel,
                             const std::string& request, const std::string& answer) {
-  Json json = LoggedWrite(time, user);
+  Json json = Logged("frame", time, user);
   json["channel"] = channel;
   json["request"] = request;
   json["answer"] = answer;
@@ -153,8 +147,7 @@ std::string LoggedFrameJson(const std::string& time, const std::string& user, co
 }
 
 std::string HistoryJson(const std::string& meter, const HistoryTag& tag, const HistoryRecord& record) {
-  Json json;
-  json["event"] = "history";
+  Json json = Event("history");
   json["meter"] = meter;
   json["id"] = tag.definition.id;
   json["tag"] = tag.definition.name;
@@ -167,26 +160,26 @@ std::string HistoryJson(const std::string& meter, const HistoryTag& tag, const H
 }
 
 std::string TypeJson(const MeterType& type) {
-  Json json;
-  json["event"] = "type";
+  Json json = Event("type");
   json["type"] = type.id;
   json["name"] = type.name;
   json["display"] = type.display;
   return Dump(json);
 }
 
+// In the order of DescriptorColumn.
+constexpr const char* kDescriptorNames[] = {"data_type", "code",        "parameter",       "sub_parameter", "request_bytes",
+                                            "access",    "write_bytes", "write_parameter", "aux",           "answer_bytes"};
+
 std::string TagDefinitionJson(std::uint32_t branch, const TagDefinition& tag) {
-  Json json;
-  json["event"] = "tagdef";
+  Json json = Event("tagdef");
   json["branch"] = branch == kBranchDa ? "da" : "hda";
   json["id"] = tag.id;
   json["name"] = tag.name;
-  if (branch == kBranchDa) {
-    json["description"] = tag.description;
-    json["descriptor"] = tag.descriptor;
-  } else {
-    json["data_type"] = tag.DataType();
-  }
+  json["data_type"] = DataTypeText(tag.DataType());
+  if (branch != kBranchDa) return Dump(json);
+  json["description"] = tag.description;
+  for (std::size_t i = 0; i < tag.descriptor.size(); ++i) json["descriptor"][kDescriptorNames[i]] = tag.descriptor[i];
   return Dump(json);
 }
 

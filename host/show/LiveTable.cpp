@@ -5,18 +5,30 @@
 #include <algorithm>
 #include <deque>
 #include <map>
+#include <utility>
 #include <vector>
 
+#include "host/session/NearNames.h"
+#include "host/session/TagSelection.h"
 #include "platform/console.h"
 
 namespace ostrel::host {
 namespace {
 
-constexpr std::size_t kNameWidth = 36;
-constexpr std::size_t kValueWidth = 22;
-constexpr std::size_t kQualityWidth = 16;
+constexpr std::size_t kLeastDescription = 24;
 constexpr std::size_t kEventLines = 4;
-constexpr const char* kHomeAndClear = "\x1b[H\x1b[J";
+constexpr const char* kHome = "\x1b[H";
+constexpr const char* kClearScreen = "\x1b[2J";
+constexpr const char* kClearToEnd = "\x1b[K\n";
+constexpr const char* kClearBelow = "\x1b[J";
+constexpr const char* kKeepCursor =
+    "\x1b"
+    "7";
+constexpr const char* kCursorBack =
+    "\x1b"
+    "8";
+constexpr const char* kNoPrompt = "\r\x1b[K";
+constexpr const char* kPrompt = "\x1b[K> ";
 
 bool IsContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; }
 
@@ -32,25 +44,72 @@ std::string MeterHeading(const MeterReadings& readings) {
                      LinkText(readings.link));
 }
 
-std::string Row(const TagDefinition& tag, const TagReading& reading) {
-  return "  " + Padded(tag.name, kNameWidth) + ' ' + Padded(ValueText(reading.value), kValueWidth) + ' ' +
-         Padded(QualityWithAge(reading), kQualityWidth) + ' ' + tag.description;
+/// A heading, or a tag in columns.
+struct TableLine {
+  std::string heading;
+  std::string name;
+  std::string value;
+  std::string quality;
+  std::string description;
+};
+
+TableLine TagLine(const TagDefinition& tag, const TagReading& reading) {
+  return {.heading = {},
+          .name = tag.name,
+          .value = ValueText(reading.value),
+          .quality = QualityWithAge(reading),
+          .description = tag.description};
 }
 
-// Lines of one channel; each meter shows at most `rowsPerMeter` tags.
-std::vector<std::string> TableLines(const std::string& channel, const PassReport& report, std::size_t rowsPerMeter) {
-  std::vector<std::string> lines = {Heading(channel, report)};
+bool Fits(const TagDefinition& tag, const std::string& filter) {
+  const std::string pattern = '*' + Lowered(filter) + '*';
+  return WildcardMatches(pattern, Lowered(tag.name)) || WildcardMatches(pattern, Lowered(tag.description));
+}
+
+// Of one channel, with the tags that fit.
+void AddLines(const std::string& channel, const PassReport& report, const std::string& filter, std::vector<TableLine>& lines) {
+  lines.push_back({.heading = Heading(channel, report)});
   for (const MeterReadings& meter : report.meters) {
-    lines.push_back(MeterHeading(meter));
-    const std::size_t shown = std::min(meter.tags.size(), rowsPerMeter);
-    for (std::size_t i = 0; i < shown; ++i) lines.push_back(Row(meter.meter->tags[meter.tags[i]].definition, meter.readings[i]));
-    if (shown < meter.tags.size()) lines.push_back(fmt::format("  ... and {} more", meter.tags.size() - shown));
+    lines.push_back({.heading = MeterHeading(meter)});
+    for (std::size_t i = 0; i < meter.tags.size(); ++i) {
+      const TagDefinition& tag = meter.meter->tags[meter.tags[i]].definition;
+      if (Fits(tag, filter)) lines.push_back(TagLine(tag, meter.readings[i]));
+    }
   }
-  return lines;
+}
+
+std::size_t Widest(const std::vector<TableLine>& lines, std::string TableLine::*column) {
+  std::size_t widest = 0;
+  for (const TableLine& line : lines) widest = std::max(widest, DisplayWidth(line.*column));
+  return widest;
+}
+
+// Columns as wide as they need to be; a description that finds no room beside its tag stands below it.
+std::vector<std::string> LayOut(const std::vector<TableLine>& lines, std::size_t columns) {
+  const std::size_t name = Widest(lines, &TableLine::name);
+  const std::size_t value = Widest(lines, &TableLine::value);
+  const std::size_t quality = Widest(lines, &TableLine::quality);
+  const std::size_t before = name + value + quality + 5;  // two blanks at the edge and one behind each column
+  std::vector<std::string> texts;
+  for (const TableLine& line : lines) {
+    std::string text = line.heading;
+    if (text.empty())
+      text = "  " + Padded(line.name, name) + ' ' + Padded(line.value, value) + ' ' + Padded(line.quality, quality);
+    const bool beside = before + std::min(DisplayWidth(line.description), kLeastDescription) <= columns;
+    if (beside && !line.description.empty()) text += ' ' + line.description;
+    texts.push_back(text);
+    if (!beside) texts.push_back("      " + line.description);
+  }
+  return texts;
 }
 
 class LiveTable final : public Output {
  public:
+  explicit LiveTable(bool takesLines) : takes_lines_(takesLines) {}
+  ~LiveTable() override {
+    if (takes_lines_) Print(kNoPrompt);
+  }
+
   void Pass(const std::string& channel, const PassReport& report) override {
     latest_[channel] = report;
     Draw();
@@ -60,6 +119,8 @@ class LiveTable final : public Output {
     AddEvent(fmt::format("{}: {}: {} -> {}: {}", report.meter, report.tag.name, ValueText(report.before), ValueText(report.after),
                          OutcomeText(report.outcome)));
   }
+  void Refused(const Failure& failure) override { AddEvent(failure.what()); }
+  bool Typed(const std::string& line) override;
 
  private:
   void AddEvent(const std::string& text) {
@@ -67,31 +128,66 @@ class LiveTable final : public Output {
     if (events_.size() > kEventLines) events_.pop_front();
     if (!latest_.empty()) Draw();
   }
-  void Draw() const;
-  [[nodiscard]] std::size_t RowsPerMeter(std::size_t rows) const;
+  void Draw();
+  [[nodiscard]] std::vector<std::string> Page(std::size_t columns, std::size_t rows);
+  [[nodiscard]] std::string Hint(std::size_t shown, std::size_t all) const;
 
+  const bool takes_lines_;
   std::map<std::string, PassReport> latest_;
   std::deque<std::string> events_;
+  std::string filter_;
+  std::size_t first_ = 0;  // line of the table on top
+  std::size_t page_ = 1;   // lines that are seen at a time
+  bool prompt_due_ = true;
 };
 
-std::size_t LiveTable::RowsPerMeter(std::size_t rows) const {
-  std::size_t meters = 0;
-  for (const auto& [channel, report] : latest_) meters += report.meters.size();
-  const std::size_t fixed = latest_.size() + 2 * meters + kEventLines + 1;
-  return meters == 0 || rows <= fixed ? 1 : std::max<std::size_t>(1, (rows - fixed) / meters);
+// An empty line turns the page, "-" turns it back, "/TEXT" leaves the tags with that text. The cursor has gone to another line
+// with the end of this one, so that it is put back in any case.
+bool LiveTable::Typed(const std::string& line) {
+  prompt_due_ = true;
+  const bool forTable = line.empty() || line == "-" || line.front() == '/';
+  if (line.empty()) first_ += page_;
+  if (line == "-") first_ -= std::min(first_, page_);
+  if (line.starts_with('/')) {
+    filter_ = line.substr(1);
+    first_ = 0;
+  }
+  Draw();
+  return forTable;
 }
 
-void LiveTable::Draw() const {
+std::string LiveTable::Hint(std::size_t shown, std::size_t all) const {
+  const std::string only = filter_.empty() ? "" : fmt::format(" with \"{}\"", filter_);
+  return fmt::format("-- lines {} to {} of {}{}; Enter: on, -: back, /TEXT: filter, Ctrl-C: end", first_ + 1, first_ + shown, all,
+                     only);
+}
+
+std::vector<std::string> LiveTable::Page(std::size_t columns, std::size_t rows) {
+  std::vector<TableLine> lines;
+  for (const auto& [channel, report] : latest_) AddLines(channel, report, filter_, lines);
+  std::vector<std::string> texts = LayOut(lines, columns);
+  const std::size_t below = events_.size() + 2;
+  page_ = rows > below ? rows - below : 1;
+  if (first_ >= texts.size()) first_ = 0;
+  const std::size_t all = texts.size();
+  texts.erase(texts.begin(), texts.begin() + static_cast<std::ptrdiff_t>(first_));
+  texts.resize(takes_lines_ ? page_ : std::min(page_, texts.size()));
+  texts.insert(texts.end(), events_.begin(), events_.end());
+  if (takes_lines_) texts.push_back(Hint(std::min(page_, all - first_), all));
+  return texts;
+}
+
+// What is being typed in the last line stays untouched.
+void LiveTable::Draw() {
   const platform::TerminalSize size = platform::OutputSize();
-  std::vector<std::string> lines;
-  for (const auto& [channel, report] : latest_) {
-    for (std::string& line : TableLines(channel, report, RowsPerMeter(size.rows))) lines.push_back(std::move(line));
+  const bool anew = !takes_lines_ || std::exchange(prompt_due_, false);
+  std::string text = anew ? (takes_lines_ ? kClearScreen : "") : kKeepCursor;
+  text += kHome;
+  for (const std::string& line : Page(size.columns, size.rows)) {
+    text += Padded(line, std::min<std::size_t>(size.columns, DisplayWidth(line))) + kClearToEnd;
   }
-  const std::size_t room = size.rows > events_.size() + 1 ? size.rows - events_.size() - 1 : 1;
-  if (lines.size() > room) lines.resize(room);
-  lines.insert(lines.end(), events_.begin(), events_.end());
-  std::string text = kHomeAndClear;
-  for (const std::string& line : lines) text += Padded(line, std::min<std::size_t>(size.columns, DisplayWidth(line))) + '\n';
+  if (!takes_lines_) text += kClearBelow;
+  if (takes_lines_) text += anew ? kPrompt : kCursorBack;
   Print(text);
 }
 
@@ -112,8 +208,10 @@ std::string Padded(const std::string& text, std::size_t width) {
 }
 
 std::string TableText(const std::string& channel, const PassReport& report) {
+  std::vector<TableLine> lines;
+  AddLines(channel, report, {}, lines);
   std::string text;
-  for (const std::string& line : TableLines(channel, report, SIZE_MAX)) {
+  for (const std::string& line : LayOut(lines, SIZE_MAX)) {
     text += line;
     text.erase(text.find_last_not_of(' ') + 1);
     text += '\n';
@@ -121,6 +219,6 @@ std::string TableText(const std::string& channel, const PassReport& report) {
   return text;
 }
 
-std::unique_ptr<Output> MakeLiveTable() { return std::make_unique<LiveTable>(); }
+std::unique_ptr<Output> MakeLiveTable(bool takesLines) { return std::make_unique<LiveTable>(takesLines); }
 
 }  // namespace ostrel::host

@@ -9,8 +9,8 @@
 
 namespace ostrel::host {
 
-/// Redraws the terminal in place after each pass.
-[[nodiscard]] std::unique_ptr<Output> MakeLiveTable();
+/// Redraws the terminal in place after each pass. Where it takes lines they are typed below it: they turn pages and choose tags.
+[[nodiscard]] std::unique_ptr<Output> MakeLiveTable(bool takesLines);
 
 /// The table of a pass as plain lines, without anything cut away.
 [[nodiscard]] std::string TableText(const std::string& channel, const PassReport& report);

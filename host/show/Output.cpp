@@ -15,6 +15,7 @@ namespace {
 
 std::atomic<bool> outputGone{false};
 std::atomic<int> outputError{0};
+std::string complaints;  // of the main thread alone
 
 class JsonOutput final : public Output {
  public:
@@ -35,6 +36,10 @@ class JsonOutput final : public Output {
   }
   void Log(const LogLine& line) override { Print(LogJson(line) + '\n'); }
   void Write(const WriteReport& report) override { Print(WriteJson(report) + '\n'); }
+  void Refused(const Failure& failure) override {
+    Output::Refused(failure);
+    Print(ErrorJson(failure.Code(), failure.what()) + '\n');
+  }
 
  private:
   bool everyPass_;
@@ -73,6 +78,10 @@ class LineOutput final : public Output {
 
 }  // namespace
 
+void Output::Refused(const Failure& failure) { fmt::print(stderr, "{}\n", failure.what()); }
+
+bool Output::Typed(const std::string& line) { return line.empty(); }
+
 void Print(std::string_view text) {
   errno = 0;
   const bool whole = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
@@ -89,6 +98,13 @@ std::string OutputProblem() {
   if (error == 0 || platform::OutputReaderHasGone(error)) return {};
   return "the output could not be written: " + std::error_code(error, std::generic_category()).message();
 }
+
+void Complain(const std::string& text) {
+  fmt::print(stderr, "{}\n", text);
+  complaints += (complaints.empty() ? "" : "; ") + text;
+}
+
+std::string Complaints() { return complaints; }
 
 std::string LinkText(const LinkCounts& link) {
   std::string text = fmt::format("{} requests, {} lost", link.requests, link.Lost());

@@ -13,6 +13,8 @@ namespace {
 
 constexpr const char* kClearLine = "\r\x1b[K";
 constexpr std::size_t kBarWidth = 24;
+/// Between two lines where no bar can be drawn.
+constexpr std::uint32_t kLineStepMs = 10000;
 
 }  // namespace
 
@@ -24,7 +26,7 @@ std::string ProgressText(const std::string& what, std::size_t done, std::size_t 
   return text + fmt::format(", {}:{:02} left", leftSeconds / 60, leftSeconds % 60);
 }
 
-ProgressBar::ProgressBar() : visible_(platform::ErrorIsTerminal()) {}
+ProgressBar::ProgressBar() : visible_(platform::ErrorIsTerminal()), said_(platform::TickCount()) {}
 
 void ProgressBar::Begin(const std::string& what) {
   what_ = what;
@@ -32,12 +34,20 @@ void ProgressBar::Begin(const std::string& what) {
 }
 
 void ProgressBar::Show(std::size_t done, std::size_t expected) {
-  if (!visible_) return;
+  if (!visible_) return ShowLine(done, expected);
   const std::size_t filled = expected == 0 ? 0 : std::min(done, expected) * kBarWidth / expected;
   fmt::print(stderr, "{}[{}{}] {}", kClearLine, std::string(filled, '#'), std::string(kBarWidth - filled, '.'),
              ProgressText(what_, done, expected, platform::TickCount() - begun_));
   std::fflush(stderr);
   shown_ = true;
+}
+
+// A log is not filled with what a bar would redraw.
+void ProgressBar::ShowLine(std::size_t done, std::size_t expected) {
+  const std::uint32_t now = platform::TickCount();
+  if (now - said_ < kLineStepMs) return;
+  said_ = now;
+  fmt::print(stderr, "{}\n", ProgressText(what_, done, expected, now - begun_));
 }
 
 void ProgressBar::Hide() {

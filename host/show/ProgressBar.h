@@ -1,4 +1,4 @@
-// A line on standard error that tells how far a long listing is. Only on a terminal; in a pipe it is silent.
+// A line on standard error that tells how far a long reading is: a bar on a terminal, elsewhere a line every ten seconds.
 #pragma once
 
 #include <cstdint>
@@ -20,10 +20,13 @@ class ProgressBar {
   void Hide();
 
  private:
+  void ShowLine(std::size_t done, std::size_t expected);
+
   const bool visible_;
   bool shown_ = false;
   std::string what_;
   std::uint32_t begun_ = 0;
+  std::uint32_t said_;  // when the last line was
 };
 
 /// "A+ Day: 12 of 48, 1:05 left"; without the time as long as nothing can be said of it.

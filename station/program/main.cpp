@@ -30,7 +30,7 @@ class CommandLine {
     app->add_option("--tag", options.tag, "name, id or wildcard of a history tag; otherwise all");
   }
 
-  CLI::App app_{"Collects what electricity meters hold, keeps it and passes it on."};
+  CLI::App app_{"Collects what electricity meters hold, keeps it and passes it on.", "ostrel-station"};
   CommonOptions run_;
   PeriodOptions report_, export_, check_;
   BackupOptions backup_;
@@ -39,6 +39,8 @@ class CommandLine {
 
 CommandLine::CommandLine() {
   app_.require_subcommand(1);
+  app_.set_version_flag("--version", "ostrel-station " OSTREL_VERSION);
+  app_.footer(host::ExitCodeList());
   Add("run", "polls, keeps and passes on until it is ended", run_, [this] {
     return CommandRun(run_);
   })->add_option("--module", run_.module, "the plug-in; otherwise the registered one, or the one beside the program");

@@ -19,7 +19,7 @@ void Redirect(const std::string& path, int descriptor) {
 }
 
 pid_t Launch(const std::string& program, std::vector<std::string>& arguments, const std::string& output) {
-  arguments.insert(arguments.begin(), std::string(OSTREL_PROGRAMS) + "/" + program);
+  arguments.insert(arguments.begin(), std::filesystem::path(OSTREL_PROGRAMS) / program);
   std::vector<char*> pointers;
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);

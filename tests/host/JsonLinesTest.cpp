@@ -39,20 +39,22 @@ TEST(JsonLines, TagWithEveryKindOfValue) {
   meter.name = "feeder-1";
   meter.address = 12;
   for (const auto& [value, json] : rows) {
-    EXPECT_EQ(R"({"event":"tag","channel":"COM1","meter":"feeder-1","address":12,"id":20017,"tag":"A+ Tariff Sum","value":)" +
-                  json + R"(,"quality":192,"quality_name":"good","timestamp":"2026-11-22T20:00:00.123Z"})",
-              TagJson("COM1", meter, SomeTag(), {.value = value, .quality = 192, .timestamp = SomeTime()}));
+    EXPECT_EQ(
+        R"({"event":"tag","version":1,"channel":"COM1","meter":"feeder-1","address":12,"id":20017,"tag":"A+ Tariff Sum","value":)" +
+            json + R"(,"quality":192,"quality_name":"good","timestamp":"2026-11-22T20:00:00.123Z"})",
+        TagJson("COM1", meter, SomeTag(), {.value = value, .quality = 192, .timestamp = SomeTime()}));
   }
 }
 
 TEST(JsonLines, OtherEvents) {
   std::string pass;
   AppendPassJson(pass, "COM1", {.pass = 1, .seconds = 1.204, .periodSeconds = 5, .meters = {}});
-  EXPECT_EQ(R"({"event":"pass","channel":"COM1","pass":1,"seconds":1.204,"period_s":5})", pass);
+  EXPECT_EQ(R"({"event":"pass","version":1,"channel":"COM1","pass":1,"seconds":1.204,"period_s":5})", pass);
   AppendPassJson(pass = "", "\"К1\"", {.pass = 12, .seconds = 60, .periodSeconds = 0, .meters = {}});
-  EXPECT_EQ(R"({"event":"pass","channel":"\"К1\"","pass":12,"seconds":60.0,"period_s":0})", pass);
-  EXPECT_EQ(R"({"event":"log","channel":"COM1","text":"[ 22/11/2026 20:00:01.204 ] COM1 ПРИБОР:12 Нет ответа от устройства"})",
-            LogJson({.channel = "COM1", .text = "[ 22/11/2026 20:00:01.204 ] COM1 ПРИБОР:12 Нет ответа от устройства"}));
+  EXPECT_EQ(R"({"event":"pass","version":1,"channel":"\"К1\"","pass":12,"seconds":60.0,"period_s":0})", pass);
+  EXPECT_EQ(
+      R"({"event":"log","version":1,"channel":"COM1","text":"[ 22/11/2026 20:00:01.204 ] COM1 ПРИБОР:12 Нет ответа от устройства"})",
+      LogJson({.channel = "COM1", .text = "[ 22/11/2026 20:00:01.204 ] COM1 ПРИБОР:12 Нет ответа от устройства"}));
   WriteReport report{.channel = "COM1",
                      .meter = "feeder-1",
                      .address = 12,
@@ -65,7 +67,7 @@ TEST(JsonLines, OtherEvents) {
   report.tag.id = 20219;
   report.tag.name = "LimitPowerWeekDay";
   EXPECT_EQ(
-      R"({"event":"write","channel":"COM1","meter":"feeder-1","address":12,"id":20219,"tag":"LimitPowerWeekDay","before":10.0,)"
+      R"({"event":"write","version":1,"channel":"COM1","meter":"feeder-1","address":12,"id":20219,"tag":"LimitPowerWeekDay","before":10.0,)"
       R"("sent":5000.0,"after":5000.0,"outcome":"accepted","reason":""})",
       WriteJson(report));
 }

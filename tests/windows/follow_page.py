@@ -18,7 +18,7 @@ def commands(page):
 
 
 def main():
-    page = (Path(sys.argv[1]) / "windows.md").read_text(encoding="utf-8")
+    page = (Path(sys.argv[1]) / "docs/windows.md").read_text(encoding="utf-8")
     found = list(commands(page))
     if len(found) < 6:
         sys.exit(f"follow_page: only {len(found)} commands in the page")
