@@ -66,7 +66,7 @@ TEST(Catalogue, ListsTheTypesInTheHostsOrder) {
   const HostRun run = bench.RunPlain({"types", "--json"});
   ASSERT_EQ(std::size(kMeterTypes), run.events.size()) << run.errors;
   for (std::size_t i = 0; i < run.events.size(); ++i) EXPECT_EQ(kMeterTypes[i], run.events[i]["type"]);
-  EXPECT_EQ(R"({"display":"СЭТ-4ТМ.02М,03М","event":"type","name":"SET4TMM02M03","type":8})", run.events[6].dump());
+  EXPECT_EQ(R"({"display":"СЭТ-4ТМ.02М,03М","event":"type","name":"SET4TMM02M03","type":8,"version":1})", run.events[6].dump());
 }
 
 TEST(Catalogue, SaysWhatIsWrongWithATypeOrABranch) {

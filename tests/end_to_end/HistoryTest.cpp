@@ -163,7 +163,8 @@ TEST(HistoryCommand, ShowsTablesCsvAndCharts) {
     return host->Output();
   };
   EXPECT_THAT(shown("table"), StartsWith("m  P+ Profile Power  [kW]\n  2026-11-20T05:00:00  "));
-  EXPECT_THAT(shown("csv"), StartsWith("meter,id,tag,time,value,unit,quality\r\nm,40108,P+ Profile Power,2026-11-20T05:00:00,"));
+  EXPECT_THAT(shown("csv"),
+              StartsWith("meter,id,tag,time,value,unit,quality,repeated_hour\r\nm,40108,P+ Profile Power,2026-11-20T05:00:00,"));
   EXPECT_THAT(shown("chart"), testing::AllOf(HasSubstr(" : 1 missing\n"), HasSubstr("  11-20 07:00 ")));
 }
 
