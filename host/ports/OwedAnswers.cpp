@@ -15,8 +15,6 @@ constexpr int kAlikeToStandStill = 3;
 constexpr std::uint32_t kStandsStillMs = 300'000;
 /// A meter from which something came that answered nothing is watched more closely for so long.
 constexpr std::uint32_t kTroubledMs = 600'000;
-/// After so many answers as they should be a meter is calm.
-constexpr int kCalmAfter = 200;
 /// The status of a meter that wants its password first.
 constexpr std::uint8_t kChannelClosed = 5;
 /// An export asks thousands of requests once.
@@ -56,15 +54,6 @@ void OwedAnswers::Close() {
     unbelieved_.push_back(each);
     Stray(each);
   }
-}
-
-bool OwedAnswers::SendsOnce(std::uint8_t address) const {
-  const auto calm = calm_.find(address);
-  return calm != calm_.end() && calm->second.sinceStray >= kCalmAfter;
-}
-
-bool OwedAnswers::IsCalm(std::uint8_t address) const {
-  return SendsOnce(address) && calm_.at(address).sinceSilence >= kCalmAfter;
 }
 
 std::size_t OwedAnswers::Twins(Bytes frame) const {

@@ -68,11 +68,17 @@ class OwedAnswers {
     bool changes = false;    // from copy to copy
   };
 
+  /// After so many answers as they should be a meter is calm.
+  static constexpr int kCalmAfter = 200;
   /// Answers in a row.
   struct Calm {
     int sinceStray = 0;
     int sinceSilence = 0;
   };
+  [[nodiscard]] Calm CalmOf(std::uint8_t address) const {
+    const auto calm = calm_.find(address);
+    return calm == calm_.end() ? Calm{} : calm->second;
+  }
 
   void Forget(std::uint32_t tick);
   /// Frames of this kind that may come without being the last request's.
@@ -82,9 +88,11 @@ class OwedAnswers {
   [[nodiscard]] bool StandsStill(const Arrival& arrival) const;
   void Remember(const Arrival& believed, std::size_t times);
   /// Of a meter from which nothing has come for long that was not asked for.
-  [[nodiscard]] bool SendsOnce(std::uint8_t address) const;
+  [[nodiscard]] bool SendsOnce(std::uint8_t address) const { return CalmOf(address).sinceStray >= kCalmAfter; }
   /// And which has answered each time.
-  [[nodiscard]] bool IsCalm(std::uint8_t address) const;
+  [[nodiscard]] bool IsCalm(std::uint8_t address) const {
+    return SendsOnce(address) && CalmOf(address).sinceSilence >= kCalmAfter;
+  }
   /// How often the same frame, which was another request's lately, may come again. A meter that sends once for
   /// long is trusted to: many answers are alike, such as those of unused tariffs.
   [[nodiscard]] std::size_t Twins(std::span<const std::uint8_t> frame) const;
