@@ -5,16 +5,9 @@
 #include "platform/windows/own_module.h"
 
 namespace ostrel {
-namespace {
 
-constexpr GUID kRegistrarClass = {0x44EC053A, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 0xA0, 0xC9, 0x03, 0x91, 0xD3}};
-constexpr GUID kRegistrarInterface = {0x44EC053B, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 0xA0, 0xC9, 0x03, 0x91, 0xD3}};
-constexpr UINT kScriptId = 102;
-constexpr wchar_t kScriptType[] = L"REGISTRY";
-/// The registrar takes no longer path.
-constexpr DWORD kLongestPath = 259;
-
-/// The component registrar's own order of operations.
+/// The component registrar's own order of operations. Not in the unnamed namespace: the optimiser knows all classes of that,
+/// finds none that implements it, and calls address 0.
 struct IRegistrar : IUnknown {
   virtual HRESULT STDMETHODCALLTYPE AddReplacement(LPCOLESTR key, LPCOLESTR item) = 0;
   virtual HRESULT STDMETHODCALLTYPE ClearReplacements() = 0;
@@ -30,6 +23,15 @@ struct IRegistrar : IUnknown {
  protected:
   ~IRegistrar() = default;
 };
+
+namespace {
+
+constexpr GUID kRegistrarClass = {0x44EC053A, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 0xA0, 0xC9, 0x03, 0x91, 0xD3}};
+constexpr GUID kRegistrarInterface = {0x44EC053B, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 0xA0, 0xC9, 0x03, 0x91, 0xD3}};
+constexpr UINT kScriptId = 102;
+constexpr wchar_t kScriptType[] = L"REGISTRY";
+/// The registrar takes no longer path.
+constexpr DWORD kLongestPath = 259;
 
 using RegistrarPointer = std::unique_ptr<IRegistrar, decltype([](IRegistrar* registrar) { registrar->Release(); })>;
 
