@@ -25,7 +25,7 @@ void Lateness::Measured(std::uint8_t address, std::uint32_t ms) {
 }
 
 void Lateness::CameAfter(std::uint8_t address, std::uint32_t ms) {
-  if (ms > answerMs_) Tell(address, meters_[address], ms);
+  if (ms > answerMs_ && ms <= kNotTheMeterMs) Tell(address, meters_[address], ms);
 }
 
 void Lateness::Suspected(std::uint8_t address, std::uint32_t ms) {

@@ -71,17 +71,6 @@ std::map<std::string, Cost> Measure(Session& session) {
   return measured;
 }
 
-bool AllOpened(Session& session) {
-  bool all = true;
-  for (const auto& channel : session.Channels()) {
-    const std::string problem = session.Services().PortProblem(channel->Config().port);
-    if (problem.empty()) continue;
-    Complain(channel->Config().port + ": " + problem);
-    all = false;
-  }
-  return all;
-}
-
 }  // namespace
 
 ExitCode CommandPlan(const PlanOptions& options) {

@@ -147,13 +147,7 @@ class RunSummary {
 ExitCode EndOf(Session& session, const RunSummary& summary, bool reachedEnd) {
   ExitCode code = reachedEnd ? kExitDone : kExitInterrupted;
   if (!summary.AllServed()) code = kExitUnanswered;
-  for (const auto& channel : session.Channels()) {
-    const std::string problem = session.Services().PortProblem(channel->Config().port);
-    if (problem.empty()) continue;
-    Complain(channel->Config().port + ": " + problem);
-    code = kExitPort;
-  }
-  return code;
+  return AllOpened(session) ? code : kExitPort;
 }
 
 struct Ending {
@@ -177,6 +171,17 @@ void WaitForEnd(Session& session, Output& output, WriteQueue& writes, const Endi
 }
 
 }  // namespace
+
+bool AllOpened(Session& session) {
+  bool all = true;
+  for (const auto& channel : session.Channels()) {
+    const std::string problem = session.Services().PortProblem(channel->Config().port);
+    if (problem.empty()) continue;
+    Complain(channel->Config().port + ": " + problem);
+    all = false;
+  }
+  return all;
+}
 
 ExitCode CommandRun(const RunOptions& options) {
   const Config config = ReadConfig(options.common.config);

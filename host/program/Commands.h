@@ -11,6 +11,8 @@
 
 namespace ostrel::host {
 
+class Session;
+
 /// What every command that talks to meters takes.
 struct CommonOptions {
   std::string config;
@@ -92,6 +94,9 @@ struct DemoOptions {
   CommonOptions common;
   std::uint32_t seconds = 6;
 };
+
+/// False when a port could not be opened; says which, and why.
+[[nodiscard]] bool AllOpened(Session& session);
 
 [[nodiscard]] ExitCode CommandRun(const RunOptions& options);
 [[nodiscard]] ExitCode CommandRead(const ReadOptions& options);

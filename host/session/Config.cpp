@@ -13,13 +13,13 @@
 #include "Protocol/link/PortSettings.h"
 #include "host/server/HostServices.h"
 #include "host/session/Failure.h"
+#include "host/session/MeterFrames.h"
 #include "host/session/TableReader.h"
 #include "platform/text.h"
 
 namespace ostrel::host {
 namespace {
 
-constexpr std::size_t kPasswordBytes = 6;
 /// The longest path that the event log keeps.
 constexpr std::size_t kLogPathBytes = 259;
 constexpr std::array<std::uint32_t, 10> kBaudRates = {300, 600, 1200, 2400, 4800, 9600, 19200, 38400, 57600, 115200};

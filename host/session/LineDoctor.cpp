@@ -6,7 +6,6 @@
 
 #include "host/session/MeterFrames.h"
 #include "platform/console.h"
-#include "platform/text.h"
 
 namespace ostrel::host {
 namespace {
@@ -17,10 +16,7 @@ constexpr std::uint32_t kTries = 3;
 constexpr std::uint32_t kAsks = 50;
 constexpr std::uint32_t kBurstGapMs = 8;
 constexpr std::size_t kStatusAnswer = 4;
-constexpr std::size_t kSerialAnswer = 10;
-constexpr std::size_t kVariantAnswer = 6;
 constexpr std::size_t kClockAnswer = 11;
-constexpr std::size_t kPasswordBytes = 6;
 constexpr std::uint8_t kDone = 0;
 constexpr std::uint8_t kBusy = 6;
 
@@ -72,11 +68,7 @@ LineDoctor::Bytes LineDoctor::Ask(const Bytes& request) {
 }
 
 bool LineDoctor::OpenChannel(std::uint8_t address, const std::string& password) {
-  Bytes request = {address, 0x01};
-  std::string text = platform::Utf8ToCp1251(password);
-  text.resize(kPasswordBytes);
-  request.insert(request.end(), text.begin(), text.end());
-  const Bytes answer = Ask(request);
+  const Bytes answer = Ask(OpeningRequest(address, password));
   return answer.size() == kStatusAnswer && answer[1] == kDone;
 }
 

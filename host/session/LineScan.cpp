@@ -10,7 +10,6 @@
 #include "host/session/LineFinding.h"
 #include "host/session/MeterFrames.h"
 #include "platform/console.h"
-#include "platform/text.h"
 
 namespace ostrel::host {
 namespace {
@@ -25,9 +24,6 @@ constexpr std::uint32_t kSpeeds[] = {9600, 19200, 38400, 57600, 115200, 4800, 24
 constexpr const char* kParities[] = {"none", "even", "odd"};
 constexpr std::uint32_t kMostAddress = 254;
 constexpr std::size_t kRequestBytes = 5;
-constexpr std::size_t kAnswerBytes = 10;
-constexpr std::size_t kPasswordBytes = 6;
-constexpr std::size_t kVariantAnswer = 6;
 /// A slow line's settling between two speeds, and what a system needs for an ask beyond the line's own time.
 constexpr std::uint32_t kChangeMs = 100;
 constexpr std::uint32_t kOwnMs = 5;
@@ -77,11 +73,7 @@ class Scanner {
   // The password is sent once.
   void ReadType(FoundMeter& meter) {
     const auto address = static_cast<std::uint8_t>(meter.address);
-    std::vector<std::uint8_t> open = {address, 0x01};
-    std::string password = platform::Utf8ToCp1251(meter.password);
-    password.resize(kPasswordBytes);
-    open.insert(open.end(), password.begin(), password.end());
-    (void)Ask(open);
+    (void)Ask(OpeningRequest(address, meter.password));
     (void)Ask({address, 0x08, 0x12});
     if (frame_.size() == kVariantAnswer) meter.type = frame_[3] >> 4;
   }
@@ -149,7 +141,7 @@ std::vector<std::uint32_t> ParseAddresses(const std::string& text) {
 std::chrono::milliseconds LongestScan(const ChannelConfig& channel, const ScanPlan& plan) {
   std::uint64_t total = 0;
   for (const Mode& mode : ModesOf(channel, plan)) {
-    const std::uint64_t ask = channel.timeoutMs + WireMs(kRequestBytes + kAnswerBytes, mode.baud) + kOwnMs;
+    const std::uint64_t ask = channel.timeoutMs + WireMs(kRequestBytes + kSerialAnswer, mode.baud) + kOwnMs;
     total += kChangeMs + plan.addresses.size() * ask;
   }
   return std::chrono::milliseconds(total);

@@ -3,6 +3,7 @@
 #include "host/ports/FrameCheck.h"
 #include "platform/clock.h"
 #include "platform/crc16.h"
+#include "platform/text.h"
 
 namespace ostrel::host {
 namespace {
@@ -23,6 +24,14 @@ std::int64_t Seconds(int year, int month, int day, int hour, int minute, int sec
 }
 
 }  // namespace
+
+std::vector<std::uint8_t> OpeningRequest(std::uint8_t address, const std::string& password) {
+  std::string text = platform::Utf8ToCp1251(password);
+  text.resize(kPasswordBytes);
+  std::vector<std::uint8_t> request = {address, 0x01};
+  request.insert(request.end(), text.begin(), text.end());
+  return request;
+}
 
 std::int64_t ClockOffset(std::span<const std::uint8_t> answer) {
   const SYSTEMTIME now = platform::LocalTime();

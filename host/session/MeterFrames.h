@@ -1,11 +1,22 @@
 // What the program reads out of frames by itself, beside the plug-in.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace ostrel::host {
+
+/// Of the password in an opening request.
+inline constexpr std::size_t kPasswordBytes = 6;
+/// Bytes of whole answers: to the request for the serial number, and for the variant.
+inline constexpr std::size_t kSerialAnswer = 10;
+inline constexpr std::size_t kVariantAnswer = 6;
+
+/// The request that opens a meter's access channel, without its check.
+[[nodiscard]] std::vector<std::uint8_t> OpeningRequest(std::uint8_t address, const std::string& password);
 
 /// The frame with its check.
 [[nodiscard]] std::vector<std::uint8_t> WithCheck(std::span<const std::uint8_t> frame);
